@@ -1,0 +1,32 @@
+# SPDX-FileCopyrightText: 2026 The SyncStatus developers
+# SPDX-License-Identifier: Apache-2.0
+
+# What every target of this project is compiled with; linked privately, never installed.
+add_library(syncstatus_settings INTERFACE)
+target_compile_options(syncstatus_settings INTERFACE
+  -Wall -Wextra -Wpedantic
+  $<$<BOOL:${SYNCSTATUS_WERROR}>:-Werror>
+  # Log records and debug information name files relative to the source tree, so that two builds in
+  # two folders are the same.
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
+target_compile_definitions(syncstatus_settings INTERFACE
+  QT_MESSAGELOGCONTEXT # file, line and function in log records of release builds too
+  QT_NO_KEYWORDS
+  QT_NO_CAST_FROM_BYTEARRAY
+  QT_NO_CAST_TO_ASCII
+  QT_NO_NARROWING_CONVERSIONS_IN_CONNECT
+  QT_NO_URL_CAST_FROM_STRING)
+
+# Lets the sources, tests and examples of this tree include a public header by the name that it has
+# once installed, <prefix/name.h>.
+#   syncstatus_public_headers(<target> <prefix> <header>...)
+function(syncstatus_public_headers target prefix)
+  foreach(header IN LISTS ARGN)
+    get_filename_component(name ${header} NAME)
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include/${prefix})
+    file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header}
+         ${PROJECT_BINARY_DIR}/include/${prefix}/${name} SYMBOLIC)
+  endforeach()
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>)
+endfunction()

@@ -1,0 +1,128 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "monitornetwork.h"
+
+#include "activeconnectionproxy.h"
+#include "agentlog.h"
+#include "constants.h"
+#include "deviceproxy.h"
+#include "monitornetwork_p.h"
+
+#include <QDBusConnection>
+#include <QDBusObjectPath>
+#include <QDBusReply>
+#include <QList>
+#include <QTextStream>
+
+using syncstatus::constants::networkConnected;
+using syncstatus::constants::networkDeviceConnected;
+
+namespace {
+
+// Qt keeps the names given to a proxy beyond the proxy's life, so they must not point into this
+// library, which can be unloaded: QStringLiteral would.
+QString networkManagerService()
+{
+    return QLatin1String("org.freedesktop.NetworkManager");
+}
+
+} // namespace
+
+Q_GLOBAL_STATIC_WITH_ARGS(MonitorNetwork, monitorNetwork, (nullptr))
+
+MonitorNetworkPrivate::MonitorNetworkPrivate(MonitorNetwork *q)
+    : networkManagerInterface(new QDBusInterface(
+          networkManagerService(), QLatin1String("/org/freedesktop/NetworkManager"),
+          QLatin1String("org.freedesktop.NetworkManager"), QDBusConnection::systemBus())),
+      q_ptr(q),
+      networkState(false)
+{
+}
+
+void MonitorNetworkPrivate::currectNetworkState()
+{
+    networkState = false;
+
+    const QString primaryConnection = getPrimaryConnection();
+    if (!primaryConnection.isEmpty() && primaryConnection != QLatin1String("/")) {
+        const QScopedPointer<ActiveConnectionProxy> connection(new ActiveConnectionProxy(
+            networkManagerService(), primaryConnection, QDBusConnection::systemBus()));
+        const QList<QDBusObjectPath> devices = connection->devices();
+        for (const QDBusObjectPath &path : devices) {
+            qCWarning(ll_agent) << "codestack: "
+                                << "device interface path:" << path.path();
+            if (path.path().isEmpty())
+                continue;
+            const QScopedPointer<DeviceProxy> device(new DeviceProxy(
+                networkManagerService(), path.path(), QDBusConnection::systemBus()));
+            // The line and the test each read the state for themselves.
+            qCWarning(ll_agent) << "codestack: "
+                                << "current device network state:" << device->state();
+            if (device->state() == networkDeviceConnected) {
+                networkState = true;
+                return;
+            }
+        }
+    }
+
+    const QDBusReply<quint32> reply = networkManagerInterface->call(QLatin1String("state"));
+    if (reply.isValid() && reply.value() == networkConnected) {
+        networkState = true;
+    } else {
+        // Also for a good answer that is less than global connectivity.
+        qCWarning(ll_agent) << "codestack: "
+                            << "get network state error!";
+    }
+}
+
+QString MonitorNetworkPrivate::getPrimaryConnection()
+{
+    const auto connection =
+        networkManagerInterface->property("PrimaryConnection").value<QDBusObjectPath>();
+    qCWarning(ll_agent) << "codestack: "
+                        << "get primary connection path:" << connection.path();
+    return connection.path();
+}
+
+MonitorNetwork *MonitorNetwork::getInstance()
+{
+    return monitorNetwork();
+}
+
+MonitorNetwork::MonitorNetwork(QObject *parent)
+    : QObject(parent), d_ptr(new MonitorNetworkPrivate(this))
+{
+    Q_D(MonitorNetwork);
+    // By signature: the proxy has the signal at run time only. Subscribing before evaluating loses
+    // no change in between.
+    connect(d->networkManagerInterface.data(),
+            SIGNAL(StateChanged(quint32)), // clazy:exclude=old-style-connect
+            this, SLOT(onStateChanged(quint32)));
+    d->currectNetworkState();
+}
+
+MonitorNetwork::~MonitorNetwork() = default;
+
+bool MonitorNetwork::getNetworkState()
+{
+    Q_D(MonitorNetwork);
+#if QT_VERSION >= QT_VERSION_CHECK(5, 14, 0)
+    using Qt::endl;
+#endif
+    qCWarning(ll_agent) << "codestack: "
+                        << "getNetworkState:" << d->networkState << endl;
+    return d->networkState;
+}
+
+void MonitorNetwork::onStateChanged(quint32 state)
+{
+    Q_D(MonitorNetwork);
+    qCWarning(ll_agent) << "codestack: "
+                        << "current network state is changed:" << state;
+    // Only gains of connectivity are taken up: any other state leaves the flag as it is.
+    if (state == networkConnected) {
+        d->networkState = true;
+        Q_EMIT networkStateChange(d->networkState);
+    }
+}

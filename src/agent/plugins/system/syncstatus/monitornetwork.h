@@ -1,0 +1,79 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef MONITORNETWORK_H
+#define MONITORNETWORK_H
+
+#include <syncstatus/syncstatus_export.h>
+
+#include <QObject>
+#include <QScopedPointer>
+
+class MonitorNetworkPrivate;
+
+/// The process's one source of truth for whether the machine is online.
+///
+/// The monitor asks NetworkManager on the system D-Bus once, when it is made, and from then on
+/// follows NetworkManager's signal `StateChanged(u)`. It answers from a cached flag.
+///
+/// **It only reports gains.** After construction nothing turns the flag back to false and no loss
+/// is announced: `networkStateChange` always carries true, and `getNetworkState()` means "global
+/// connectivity has been seen", not "the machine is online at this moment". Do not read "offline"
+/// into silence.
+///
+/// Threads: the monitor lives in the thread that first calls getInstance(), which must run an event
+/// loop for signals to arrive; call everything but getInstance() from that thread. First calls of
+/// getInstance() from several threads at once are safe.
+///
+/// Blocking: only construction talks to D-Bus and it blocks its caller: one introspection of
+/// NetworkManager's root object, one read of "PrimaryConnection" and, when there is such a
+/// connection, one read of its "Devices" and one of "State" for each device up to the first that
+/// is activated (two while warnings are enabled for the category: one to log, one to test); one
+/// call of "state" when no activated device was found. Each is bounded by QtDBus's own time-out of
+/// 25 seconds. NetworkManager normally answers all of them within some milliseconds.
+///
+/// Logging: every line is a warning of the category "org.corvel.license.agent" and begins with
+/// "codestack: ". Construction writes "get primary connection path:" with the path, then for each
+/// visited device "device interface path:" with its path and "current device network state:" with
+/// its state, and at last, unless connectivity was found, "get network state error!", also when
+/// NetworkManager did answer and merely reports less than global connectivity.
+class SYNCSTATUS_EXPORT MonitorNetwork : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// The process-wide monitor, made by the first call (see Blocking above). Null once the library
+    /// has been unloaded or the process is past its exit handlers; it is not made again then. The
+    /// pointer is not the caller's to delete.
+    static MonitorNetwork *getInstance();
+
+    /// Evaluates connectivity and subscribes to NetworkManager, as described above. Reserved for
+    /// getInstance(): a second monitor would only repeat the first one's work.
+    ///
+    /// When NetworkManager or the bus is absent, the flag stays false, and this monitor neither
+    /// evaluates nor subscribes again; Qt adds a line of its own about the signal that it could not
+    /// find. A NetworkManager that was there and is restarted later is followed.
+    explicit MonitorNetwork(QObject *parent);
+    ~MonitorNetwork() override;
+
+    /// Whether global connectivity was found at construction or has been announced since. Writes
+    /// "getNetworkState:" with the answer (the message ends with a newline); no D-Bus traffic.
+    bool getNetworkState();
+
+Q_SIGNALS:
+    /// NetworkManager has reported global connectivity (NM_STATE_CONNECTED_GLOBAL, 70).
+    /// \a isConnected is always true. Every such report is passed on, whether or not the flag was
+    /// true already. Emitted in the monitor's thread.
+    void networkStateChange(bool isConnected);
+
+private Q_SLOTS:
+    void onStateChanged(quint32 state);
+
+private:
+    Q_DECLARE_PRIVATE(MonitorNetwork)
+    Q_DISABLE_COPY(MonitorNetwork)
+
+    QScopedPointer<MonitorNetworkPrivate> d_ptr;
+};
+
+#endif
