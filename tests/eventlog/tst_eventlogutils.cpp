@@ -1,0 +1,238 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "eventlogstandin.h"
+#include "logcapture.h"
+
+#include <syncstatus/eventlogutils.h>
+
+#include <QByteArray>
+#include <QFile>
+#include <QTemporaryFile>
+#include <QTest>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <type_traits>
+
+static const char libraryPath[] = "/usr/lib64/libcorvel-event-log.so";
+
+static_assert(!std::is_polymorphic_v<EventLogUtils>);
+static_assert(sizeof(EventLogUtils) == 2 * sizeof(void *), "the two entry points, nothing else");
+
+static int loads = 0;
+static int unloads = 0;
+static void *loaded = nullptr;
+
+// The program's own definitions come before the C library's, also for Qt.
+extern "C" __attribute__((visibility("default"))) void *dlopen(const char *file, int mode) noexcept
+{
+    static const auto next =
+        reinterpret_cast<void *(*)(const char *, int)>(dlsym(RTLD_NEXT, "dlopen"));
+    void *const handle = next(file, mode);
+    if (handle && file && !std::strcmp(file, libraryPath) && !(mode & RTLD_NOLOAD)) {
+        ++loads;
+        loaded = handle;
+    }
+    return handle;
+}
+
+extern "C" __attribute__((visibility("default"))) int dlclose(void *handle) noexcept
+{
+    static const auto next = reinterpret_cast<int (*)(void *)>(dlsym(RTLD_NEXT, "dlclose"));
+    if (handle == loaded)
+        ++unloads;
+    return next(handle);
+}
+
+namespace {
+
+/// Takes what the process writes to a file descriptor.
+class DescriptorCapture
+{
+public:
+    explicit DescriptorCapture(int descriptor)
+        : m_descriptor(descriptor), m_previous(dup(descriptor))
+    {
+        m_file.open();
+        dup2(m_file.handle(), m_descriptor);
+    }
+    ~DescriptorCapture() { restore(); }
+    Q_DISABLE_COPY(DescriptorCapture)
+
+    QByteArray take()
+    {
+        restore();
+        m_file.seek(0);
+        return m_file.readAll();
+    }
+
+private:
+    void restore()
+    {
+        if (m_previous < 0)
+            return;
+        dup2(m_previous, m_descriptor);
+        close(m_previous);
+        m_previous = -1;
+    }
+
+    int m_descriptor;
+    int m_previous;
+    QTemporaryFile m_file;
+};
+
+bool offers(const char *entryPoint)
+{
+    return qgetenv("EVENT_LOG_OFFERS").split(',').contains(entryPoint);
+}
+
+/// What the stand-in noted, or null when there is none in the process.
+EventLogCalls *calls()
+{
+    return loaded ? static_cast<EventLogCalls *>(dlsym(loaded, "calls")) : nullptr;
+}
+
+} // namespace
+
+/// Run once for each file that can be at the library's path, see CMakeLists.txt.
+class TestEventLogUtils : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void getReturnsTheSameObjectAlways();
+    void theLibraryIsLoadedOnceAndStays();
+    void initSyncPassesTheAgentsNameAndTrue();
+    void writeLogsPassesTheVeryObject();
+    void recordsArriveByteForByte_data();
+    void recordsArriveByteForByte();
+    void writingDoesNotNeedInitSync() const;
+    void nothingIsPrinted();
+
+private:
+    EventLogUtils *m_first = nullptr;
+    int m_writtenBeforeInitSync = 0;
+    QByteArray m_output;
+    QStringList m_messages;
+};
+
+// The state of the writer is settled by the first get() of the process, so that is taken here
+// together with all that it and the first use of each operation print.
+void TestEventLogUtils::initTestCase()
+{
+    const QByteArray library = qgetenv("EVENT_LOG_LIBRARY");
+    QVERIFY2(!library.isEmpty(), "run this through ctest, which puts the stand-in in place");
+    QCOMPARE(QFile::exists(QFile::decodeName(libraryPath)), library != "missing");
+
+    DescriptorCapture standardOutput(STDOUT_FILENO);
+    DescriptorCapture standardError(STDERR_FILENO);
+    LogCapture log;
+    m_first = EventLogUtils::get();
+    const std::string record = R"({"tid":1,"version":"1.0.0"})";
+    m_first->writeLogs(record);
+    if (calls())
+        m_writtenBeforeInitSync = calls()->written;
+    m_first->initSync();
+    m_output = standardOutput.take() + standardError.take();
+    m_messages = log.takeLines();
+
+    QVERIFY(m_first);
+    QCOMPARE(loads, library == "loadable" ? 1 : 0);
+    QCOMPARE(calls() != nullptr, library == "loadable");
+}
+
+void TestEventLogUtils::getReturnsTheSameObjectAlways()
+{
+    QCOMPARE(EventLogUtils::get(), m_first);
+    QCOMPARE(EventLogUtils::get(), m_first);
+}
+
+void TestEventLogUtils::theLibraryIsLoadedOnceAndStays()
+{
+    const int before = loads;
+    EventLogUtils::get();
+    EventLogUtils::get();
+    QCOMPARE(loads, before);
+    QCOMPARE(loads, calls() ? 1 : 0);
+    QCOMPARE(unloads, 0);
+
+    void *const present = dlopen(libraryPath, RTLD_NOW | RTLD_NOLOAD);
+    QCOMPARE(present, loaded);
+}
+
+void TestEventLogUtils::initSyncPassesTheAgentsNameAndTrue()
+{
+    if (calls())
+        *calls() = EventLogCalls();
+
+    m_first->initSync();
+
+    if (!calls())
+        return;
+    QCOMPARE(calls()->initialized, offers("Initialize") ? 1 : 0);
+    QCOMPARE(calls()->applicationName,
+             std::string(offers("Initialize") ? "org.corvel.license.agent" : ""));
+    QCOMPARE(calls()->synchronous, offers("Initialize"));
+    QCOMPARE(calls()->written, 0);
+}
+
+void TestEventLogUtils::writeLogsPassesTheVeryObject()
+{
+    if (calls())
+        *calls() = EventLogCalls();
+    const std::string record = R"({"tid":1000000001,"version":"1.0.0"})";
+
+    m_first->writeLogs(record);
+
+    if (!calls())
+        return;
+    QCOMPARE(calls()->written, offers("WriteEventLog") ? 1 : 0);
+    QCOMPARE(calls()->recordAddress, offers("WriteEventLog") ? &record : nullptr);
+    QCOMPARE(calls()->initialized, 0);
+}
+
+void TestEventLogUtils::recordsArriveByteForByte_data()
+{
+    QTest::addColumn<QByteArray>("record");
+
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("JSON") << QByteArray(R"({"tid":1,"version":"1.0.0","text":"ü"})");
+    QTest::newRow("NUL inside") << QByteArray("a\0b\0", 4);
+    QTest::newRow("NUL only") << QByteArray("\0", 1);
+    QTest::newRow("not UTF-8") << QByteArray("\xff\xfe\xc3(\x80");
+    QTest::newRow("line ends") << QByteArray("a\r\nb\n");
+    QTest::newRow("10 MB") << QByteArray(10'000'000, '\xe4');
+}
+
+void TestEventLogUtils::recordsArriveByteForByte()
+{
+    QFETCH(const QByteArray, record);
+    if (calls())
+        calls()->record = "not called";
+
+    m_first->writeLogs(record.toStdString());
+
+    if (calls())
+        QVERIFY(calls()->record == (offers("WriteEventLog") ? record.toStdString() : "not called"));
+}
+
+void TestEventLogUtils::writingDoesNotNeedInitSync() const
+{
+    QCOMPARE(m_writtenBeforeInitSync, offers("WriteEventLog") ? 1 : 0);
+}
+
+void TestEventLogUtils::nothingIsPrinted()
+{
+    QCOMPARE(m_output, QByteArray());
+    QCOMPARE(m_messages, QStringList());
+}
+
+QTEST_GUILESS_MAIN(TestEventLogUtils)
+
+#include "tst_eventlogutils.moc"
