@@ -1,0 +1,57 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "stopsignals.h"
+
+#include <QSocketNotifier>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+// A pipe from the signal handler to the event loop, as a handler may do next to nothing itself. Not
+// a signalfd: that wants the signals blocked, and every program that a plugin starts would inherit
+// the block and could not be stopped by them.
+
+namespace {
+
+int writeEnd = -1;
+
+extern "C" void writeSignalNumber(int number)
+{
+    const int saved = errno;
+    const auto byte = static_cast<unsigned char>(number);
+    // A full pipe holds many already: there is nothing to be done about a failure.
+    [[maybe_unused]] const auto written = write(writeEnd, &byte, sizeof byte);
+    errno = saved;
+}
+
+} // namespace
+
+StopSignals::StopSignals(QObject *parent) : QObject(parent)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+        qFatal("cannot make a pipe for signals: %s", qUtf8Printable(qt_error_string(errno)));
+    writeEnd = ends[1];
+
+    const auto *notifier = new QSocketNotifier(ends[0], QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this,
+            [this, descriptor = ends[0]] { readPipe(descriptor); });
+
+    struct sigaction action = {};
+    action.sa_handler = writeSignalNumber;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+}
+
+void StopSignals::readPipe(int descriptor)
+{
+    unsigned char number = 0;
+    if (read(descriptor, &number, sizeof number) == sizeof number)
+        Q_EMIT received(number);
+}
