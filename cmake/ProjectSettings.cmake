@@ -19,7 +19,7 @@ target_compile_definitions(syncstatus_settings INTERFACE
   QT_NO_URL_CAST_FROM_STRING)
 
 # Lets the sources, tests and examples of this tree include a public header by the name that it has
-# once installed, <prefix/name.h>.
+# once installed, <prefix/name.h>, and has it installed.
 #   syncstatus_public_headers(<target> <prefix> <header>...)
 function(syncstatus_public_headers target prefix)
   foreach(header IN LISTS ARGN)
@@ -27,6 +27,10 @@ function(syncstatus_public_headers target prefix)
     file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include/${prefix})
     file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header}
          ${PROJECT_BINARY_DIR}/include/${prefix}/${name} SYMBOLIC)
+    install(FILES ${header}
+      DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${prefix} COMPONENT devel)
   endforeach()
-  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>)
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 endfunction()

@@ -1,0 +1,51 @@
+# SPDX-FileCopyrightText: 2026 The SyncStatus developers
+# SPDX-License-Identifier: Apache-2.0
+
+# What `cmake --install` puts where, in four components:
+#   runtime   the shared libraries, and the plugin in the agent's plugin folder
+#   devel     headers, CMake and pkg-config files
+#   agent     the reference agent
+#   tools     syncstatus-logkey and syncstatus-logread
+# Everything finds everything else relative to itself, so that an installed tree can be moved.
+
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/SyncStatus)
+
+install(TARGETS syncstatus custompluginmanager EXPORT SyncStatusTargets
+  LIBRARY COMPONENT runtime NAMELINK_COMPONENT devel)
+# The plugin is a link to the library: an agent that both links and loads it has one copy.
+file(RELATIVE_PATH to_library ${SYNCSTATUS_FULL_PLUGIN_DIR}
+     ${CMAKE_INSTALL_FULL_LIBDIR}/libsyncstatus.so.${PROJECT_VERSION})
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/installed-plugin)
+file(CREATE_LINK ${to_library}
+     ${PROJECT_BINARY_DIR}/installed-plugin/libsyncstatus.so SYMBOLIC)
+install(FILES ${PROJECT_BINARY_DIR}/installed-plugin/libsyncstatus.so
+  DESTINATION ${SYNCSTATUS_PLUGIN_DIR} COMPONENT runtime)
+
+foreach(prefix IN ITEMS syncstatus custompluginmanager)
+  install(FILES ${PROJECT_BINARY_DIR}/include/${prefix}/${prefix}_export.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${prefix} COMPONENT devel)
+endforeach()
+
+install(EXPORT SyncStatusTargets NAMESPACE SyncStatus:: DESTINATION ${package_dir} COMPONENT devel)
+configure_package_config_file(cmake/SyncStatusConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/SyncStatusConfig.cmake
+  INSTALL_DESTINATION ${package_dir} PATH_VARS SYNCSTATUS_PLUGIN_DIR)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/SyncStatusConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/SyncStatusConfig.cmake
+              ${PROJECT_BINARY_DIR}/SyncStatusConfigVersion.cmake
+  DESTINATION ${package_dir} COMPONENT devel)
+
+file(RELATIVE_PATH SYNCSTATUS_PC_PREFIX
+     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" SYNCSTATUS_PC_PREFIX ${SYNCSTATUS_PC_PREFIX})
+foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
+  file(RELATIVE_PATH SYNCSTATUS_PC_${dir} ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_${dir}})
+endforeach()
+file(RELATIVE_PATH SYNCSTATUS_PC_PLUGIN_DIR ${CMAKE_INSTALL_PREFIX} ${SYNCSTATUS_FULL_PLUGIN_DIR})
+configure_file(cmake/syncstatus.pc.in ${PROJECT_BINARY_DIR}/syncstatus.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/syncstatus.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
+
