@@ -12,6 +12,11 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/SyncStatus)
 
+# Where the libraries are, for programs and for each other; a package that installs into the
+# system's own folders sets CMAKE_SKIP_INSTALL_RPATH.
+file(RELATIVE_PATH libdir_from_bindir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+set_target_properties(syncstatus-agent PROPERTIES INSTALL_RPATH $ORIGIN/${libdir_from_bindir})
+
 install(TARGETS syncstatus custompluginmanager EXPORT SyncStatusTargets
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT devel)
 # The plugin is a link to the library: an agent that both links and loads it has one copy.
@@ -49,3 +54,5 @@ configure_file(cmake/syncstatus.pc.in ${PROJECT_BINARY_DIR}/syncstatus.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/syncstatus.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
 
+
+install(TARGETS syncstatus-agent RUNTIME COMPONENT agent)

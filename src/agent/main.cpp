@@ -8,6 +8,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDir>
 #include <QJsonDocument>
 
 #include <openssl/crypto.h>
@@ -22,6 +23,14 @@ namespace {
 constexpr int success = 0;
 constexpr int usageError = 1;
 constexpr int nothingRuns = 2;
+
+/// From where this program is, so that an installed tree can be moved.
+QString installedPluginDir()
+{
+    const QDir programs(QCoreApplication::applicationDirPath());
+    return QDir::cleanPath(
+        programs.absoluteFilePath(QStringLiteral(SYNCSTATUS_PLUGIN_DIR_FROM_BINDIR)));
+}
 
 bool print(const QByteArray &text)
 {
@@ -125,7 +134,8 @@ int main(int argc, char *argv[])
     const QCommandLineOption pluginDir(
         QStringLiteral("plugin-dir"),
         QStringLiteral("Look for plugins in <directory>; may be given several times. Without "
-                       "it: " SYNCSTATUS_PLUGIN_DIR "."),
+                       "it: %1.")
+            .arg(installedPluginDir()),
         QStringLiteral("directory"));
     const QCommandLineOption list(
         QStringLiteral("list"),
@@ -156,9 +166,8 @@ int main(int argc, char *argv[])
         return print(versionText().toLocal8Bit()) ? success : usageError;
 
     PluginHost host;
-    const QStringList directories = parser.isSet(pluginDir)
-                                        ? parser.values(pluginDir)
-                                        : QStringList(QStringLiteral(SYNCSTATUS_PLUGIN_DIR));
+    const QStringList directories =
+        parser.isSet(pluginDir) ? parser.values(pluginDir) : QStringList(installedPluginDir());
     for (const QString &directory : directories)
         host.find(directory);
     const QStringList toEnable = parser.values(enable);
