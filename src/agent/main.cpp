@@ -37,7 +37,8 @@ bool print(const QByteArray &text)
     if (std::fwrite(text.constData(), 1, size_t(text.size()), stdout) == size_t(text.size()) &&
         std::fflush(stdout) == 0)
         return true;
-    qCCritical(hostLog).noquote() << "cannot write to standard output:" << qt_error_string(errno);
+    const QString reason = qt_error_string(errno);
+    qCCritical(hostLog).noquote() << "cannot write to standard output:" << reason;
     return false;
 }
 

@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonValue>
+#include <QMetaEnum>
 #include <QPluginLoader>
 
 #include <algorithm>
@@ -62,9 +63,8 @@ bool PluginHost::find(const QString &directory)
                                                      QDir::Files | QDir::System, QDir::Name);
     for (const QFileInfo &file : files) {
         m_plugins.push_back(read(file.absoluteFilePath()));
-        const Plugin &plugin = m_plugins.back();
-        if (plugin.state == State::Found)
-            Q_EMIT stateReached(plugin);
+        if (m_plugins.back().error.isEmpty())
+            reach(m_plugins.back(), State::Found);
     }
     return true;
 }
@@ -116,7 +116,6 @@ Plugin PluginHost::read(const QString &file) const
             << label(plugin) + QLatin1Char(':')
             << '"' + QLatin1String(PLUGIN_DISABLED_BY_DEFAULT) + '"' << "is not a boolean, ignored";
     plugin.enabled = !disabled.toBool(false);
-    plugin.state = State::Found;
     return plugin;
 }
 
@@ -266,7 +265,8 @@ void PluginHost::shutdown()
 void PluginHost::reach(Plugin &plugin, State state)
 {
     plugin.state = state;
-    qCDebug(hostLog).noquote() << label(plugin) + QLatin1Char(':') << state;
+    qCDebug(hostLog).noquote() << label(plugin) + QLatin1Char(':')
+                               << QMetaEnum::fromType<State>().valueToKey(int(state));
     Q_EMIT stateReached(plugin);
 }
 

@@ -1,0 +1,81 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef AGENTPROCESS_H
+#define AGENTPROCESS_H
+
+#include "childprocess.h"
+
+#include <QStringList>
+#include <QTemporaryDir>
+
+/// A folder to be given as --plugin-dir, with copies of test plugins in it.
+class PluginFolder
+{
+public:
+    /// With the test plugins \a libraries, without ".so".
+    explicit PluginFolder(const QStringList &libraries = {});
+
+    /// Adds the test plugin \a library under the name \a name.
+    void add(const QString &library, const QString &name);
+    /// Writes a file of its own.
+    void write(const QString &name, const QByteArray &content);
+
+    [[nodiscard]] QString path() const { return m_directory.path(); }
+    [[nodiscard]] QString file(const QString &name) const { return m_directory.filePath(name); }
+
+    /// Where the test plugin \a library was built.
+    static QString built(const QString &library);
+
+private:
+    QTemporaryDir m_directory;
+};
+
+/// The agent as a child process. Its own warnings are all that it writes to standard error, unless
+/// setLoggingRules() says otherwise.
+class AgentProcess
+{
+public:
+    AgentProcess();
+
+    /// What the test plugins are to do: see plugins/testplugin.h.
+    void setBehaviour(const QString &behaviour);
+    void setLoggingRules(const QString &rules);
+    /// Before start(): standard output goes into \a file.
+    void setOutputFile(const QString &file);
+
+    /// Starts the agent, or a copy of it that is \a program.
+    void start(const QStringList &arguments,
+               const QString &program = QStringLiteral(AGENT_PROGRAM));
+    /// Waits for \a line on standard output, which has what came before, or for the agent's end.
+    /// False when it never came.
+    bool waitFor(const QString &line, int times = 1);
+    /// Waits until the third phase is over for all plugins and the agent has told its own view of
+    /// the network, which it does last; there is no system bus unless a test makes one.
+    bool waitUntilUp() { return waitFor(QStringLiteral("online: not seen so far")); }
+    void sendSignal(int number) const;
+    /// Waits for the agent's end; returns its exit status, or -1 when it crashed or did not end.
+    int exitStatus();
+    /// start() and exitStatus().
+    int run(const QStringList &arguments);
+    /// SIGTERM and exitStatus().
+    int terminate();
+
+    [[nodiscard]] qint64 processId() const { return m_process.processId(); }
+    /// All lines so far.
+    QStringList output();
+    QStringList errors();
+
+private:
+    void setEnvironment(const QString &name, const QString &value);
+    void readAll();
+
+    ChildProcess m_process;
+    QByteArray m_output;
+    QByteArray m_errors;
+};
+
+/// "syncstatus.agent: " before each of \a lines.
+QStringList agentMessages(const QStringList &lines);
+
+#endif

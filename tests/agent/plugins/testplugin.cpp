@@ -1,0 +1,121 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "testplugin.h"
+
+#include <QFileInfo>
+#include <QTimer>
+
+#include <dlfcn.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <stdexcept>
+
+namespace {
+
+const char anchor = 0;
+
+QByteArray ownName()
+{
+    Dl_info info;
+    dladdr(&anchor, &info);
+    return QFileInfo(QFile::decodeName(info.dli_fname)).completeBaseName().toLocal8Bit();
+}
+
+void write(const QByteArray &text)
+{
+    std::printf("%s: %s\n", ownName().constData(), text.constData());
+    std::fflush(stdout);
+}
+
+QByteArray behaviour(const char *operation)
+{
+    const QByteArray key = ownName() + '.' + operation + '=';
+    const auto entries = qgetenv("TEST_PLUGINS").split(' ');
+    for (const QByteArray &entry : entries) {
+        if (entry.startsWith(key))
+            return entry.mid(key.size());
+    }
+    return {};
+}
+
+[[maybe_unused]] const bool loaded = [] {
+    write("library loaded");
+    return true;
+}();
+
+} // namespace
+
+void TestPlugin::called(const char *operation)
+{
+    write(operation);
+    const QByteArray todo = behaviour(operation);
+    if (todo == "throw")
+        throw std::runtime_error("no luck");
+    if (todo == "throw-int")
+        throw 1;
+    if (todo == "raise")
+        (void)std::raise(SIGTERM);
+    if (todo == "post")
+        QTimer::singleShot(0, [] { write("event loop"); });
+    if (todo == "clock") {
+        using namespace std::chrono;
+        const auto now = steady_clock::now().time_since_epoch();
+        write("at " + QByteArray::number(qint64(duration_cast<milliseconds>(now).count())));
+    }
+}
+
+TestPlugin::TestPlugin()
+{
+    called("constructor");
+}
+
+TestPlugin::~TestPlugin()
+{
+    write("destructor");
+}
+
+bool TestPlugin::initialize(QString *errorString)
+{
+    called("initialize");
+    if (behaviour("initialize") == "refuse")
+        *errorString = QStringLiteral("no luck");
+    return !behaviour("initialize").startsWith("refuse");
+}
+
+void TestPlugin::extensionsInitialized()
+{
+    called("extensionsInitialized");
+}
+
+bool TestPlugin::delayedInitialize()
+{
+    called("delayedInitialize");
+    return true;
+}
+
+QList<QCommandLineOption> TestPlugin::commandOptions()
+{
+    const QByteArray todo = behaviour("commandOptions");
+    if (todo.startsWith("throw"))
+        called("commandOptions");
+    if (!todo.startsWith("offer-"))
+        return {};
+    return {QCommandLineOption(QString::fromLocal8Bit(todo.mid(6)),
+                               QStringLiteral("An option of a test plugin."),
+                               QStringLiteral("value"))};
+}
+
+bool TestPlugin::parseArgumentOptions(const QStringList &arguments)
+{
+    called("parseArgumentOptions");
+    write("arguments " + arguments.mid(1).join(QLatin1Char(' ')).toLocal8Bit());
+    return true;
+}
+
+void TestPlugin::aboutToShutdown()
+{
+    called("aboutToShutdown");
+}

@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef TESTPLUGIN_H
+#define TESTPLUGIN_H
+
+#include <custompluginmanager/pluginbase.h>
+
+/// A plugin that writes every call to standard output as "FILE: operation", where FILE is the name
+/// of its library without ".so"; also "FILE: library loaded" when its library is.
+///
+/// The variable TEST_PLUGINS in the environment, "FILE.operation=behaviour" separated by blanks,
+/// tells an operation to do something after that:
+///   throw       throws std::runtime_error("no luck")
+///   throw-int   throws an int
+///   refuse      (initialize) returns false with the reason "no luck"
+///   refuse-silently (initialize) returns false with no reason
+///   raise       sends the process SIGTERM
+///   post        writes "FILE: event loop" from the event loop
+///   clock       writes "FILE: at T", T in milliseconds of a monotonic clock
+///   offer-NAME  (commandOptions) offers the option --NAME, which takes a value
+class TestPlugin : public custompluginmanager::PluginBase
+{
+    Q_OBJECT
+
+public:
+    TestPlugin();
+    ~TestPlugin() override;
+
+    bool initialize(QString *errorString) override;
+    void extensionsInitialized() override;
+    bool delayedInitialize() override;
+    QList<QCommandLineOption> commandOptions() override;
+    bool parseArgumentOptions(const QStringList &arguments) override;
+    void aboutToShutdown() override;
+
+private:
+    static void called(const char *operation);
+};
+
+#endif

@@ -1,0 +1,364 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "agentprocess.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPluginLoader>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QString s(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+QStringList pluginDir(const PluginFolder &folder, const QStringList &more = {})
+{
+    return QStringList({s("--plugin-dir"), folder.path()}) + more;
+}
+
+QJsonArray parsed(const QStringList &output)
+{
+    QJsonParseError error;
+    const auto document = QJsonDocument::fromJson(output.join(QLatin1Char('\n')).toUtf8(), &error);
+    if (error.error != QJsonParseError::NoError)
+        qWarning() << error.errorString() << output;
+    return document.array();
+}
+
+/// The names of \a list with whether each is enabled.
+QStringList enabledOf(const QJsonArray &list)
+{
+    QStringList found;
+    for (const QJsonValue &entry : list)
+        found += entry[QLatin1String("metaData")][QLatin1String("MetaData")][QLatin1String("Name")]
+                     .toString() +
+                 (entry[QLatin1String("enabled")].toBool() ? s(" yes") : s(" no"));
+    return found;
+}
+
+} // namespace
+
+// What the agent's options do, and those of its plugins.
+class AgentCommandLine : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void listsMetadataAsJsonAndRunsNothing();
+    void listsNothingAsAnEmptyArray();
+    void onlyTheBooleanTrueDisablesByDefault();
+    void enablesAndDisablesByName();
+    void listsWhatIsEnabledAndDisabledByName();
+    void refusesAWrongCommandLine_data();
+    void refusesAWrongCommandLine();
+
+    void looksIntoEachDirectoryInTurn();
+    void looksIntoTheInstalledDirectoryByDefault();
+    void saysWhatIsWrongWithADirectory();
+
+    void showsHelpWithTheOptionsOfPlugins();
+    void showsItsVersion();
+    void handsItsCommandLineToPluginsWithOptions();
+    void doesNotKnowTheOptionsOfADisabledPlugin();
+    void keepsAFailingParseArgumentOptionsToItsPlugin();
+    void leavesOutAnOptionThatIsTaken();
+
+    void failsWhenItsAnswerCannotBeWritten_data();
+    void failsWhenItsAnswerCannotBeWritten();
+};
+
+void AgentCommandLine::listsMetadataAsJsonAndRunsNothing()
+{
+    PluginFolder folder({s("first"), s("foreign"), s("disabled")});
+    folder.write(s("text.so"), "This is not a library.\n");
+    AgentProcess agent;
+    QCOMPARE(agent.run(pluginDir(folder, {s("--list")})), 0);
+
+    const auto entry = [&](const char *name, bool enabled) {
+        const QString file = folder.file(s(name));
+        return QJsonObject{{s("file"), file},
+                           {s("enabled"), enabled},
+                           {s("metaData"), QPluginLoader(file).metaData()}};
+    };
+    QJsonObject foreign = entry("foreign.so", false);
+    foreign.insert(s("error"), s("its interface is \"org.example.OtherAgent\", not "
+                                 "\"com.tav.Keldrin.TAVKeldrinPlugin\""));
+    QJsonObject text = entry("text.so", false);
+    text.insert(s("error"), QPluginLoader(folder.file(s("text.so"))).errorString());
+    // A test plugin whose library were loaded would have written into the midst of it.
+    QCOMPARE(parsed(agent.output()),
+             QJsonArray({entry("disabled.so", false), entry("first.so", true), foreign, text}));
+    const QJsonValue first = parsed(agent.output()).at(1);
+    QCOMPARE(first[s("metaData")][s("MetaData")],
+             QJsonValue(QJsonObject{{s("Name"), s("First")}, {s("Version"), s("1.1")}}));
+    QCOMPARE(agent.errors().size(), 2);
+}
+
+void AgentCommandLine::listsNothingAsAnEmptyArray()
+{
+    const PluginFolder folder;
+    AgentProcess agent;
+    QCOMPARE(agent.run(pluginDir(folder, {s("--list")})), 0);
+    QCOMPARE(agent.output().join(QString()), s("[]"));
+    QCOMPARE(agent.errors(), QStringList());
+}
+
+void AgentCommandLine::onlyTheBooleanTrueDisablesByDefault()
+{
+    const PluginFolder folder({s("disabled"), s("disabled-false"), s("disabled-null"),
+                               s("disabled-number"), s("disabled-string"), s("first")});
+    AgentProcess agent;
+    QCOMPARE(agent.run(pluginDir(folder, {s("--list")})), 0);
+    QCOMPARE(enabledOf(parsed(agent.output())),
+             QStringList({s("False yes"), s("Null yes"), s("Number yes"), s("String yes"),
+                          s("Disabled no"), s("First yes")}));
+    QCOMPARE(agent.errors(),
+             agentMessages({s("Null: \"DisabledByDefault\" is not a boolean, ignored"),
+                            s("Number: \"DisabledByDefault\" is not a boolean, ignored"),
+                            s("String: \"DisabledByDefault\" is not a boolean, ignored")}));
+}
+
+void AgentCommandLine::enablesAndDisablesByName()
+{
+    const PluginFolder folder({s("disabled"), s("first"), s("second"), s("third")});
+    AgentProcess agent;
+    agent.start(pluginDir(
+        folder, {s("--enable"), s("Disabled"), s("--disable"), s("First"), s("--disable=Third")}));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    const QStringList output = agent.output();
+    QVERIFY(output.contains(s("started Disabled")));
+    QVERIFY(output.contains(s("started Second")));
+    QVERIFY(output.contains(s("disabled First 1.1 (") + folder.file(s("first.so")) + s(")")));
+    QVERIFY(output.contains(s("disabled Third 3.3 (") + folder.file(s("third.so")) + s(")")));
+    QVERIFY(!output.contains(s("first: library loaded")));
+    QVERIFY(!output.contains(s("third: library loaded")));
+}
+
+void AgentCommandLine::listsWhatIsEnabledAndDisabledByName()
+{
+    const PluginFolder folder({s("disabled"), s("first"), s("second")});
+    AgentProcess agent;
+    QCOMPARE(agent.run(pluginDir(
+                 folder, {s("--list"), s("--enable"), s("Disabled"), s("--disable"), s("First")})),
+             0);
+    QCOMPARE(enabledOf(parsed(agent.output())),
+             QStringList({s("Disabled yes"), s("First no"), s("Second yes")}));
+}
+
+void AgentCommandLine::refusesAWrongCommandLine_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QStringList>("errors");
+    QTest::newRow("unknown option")
+        << QStringList(s("--bogus")) << QStringList(s("Unknown option 'bogus'. (see --help)"));
+    QTest::newRow("unknown option to a list")
+        << QStringList({s("--list"), s("--bogus")})
+        << QStringList(s("Unknown option 'bogus'. (see --help)"));
+    QTest::newRow("missing value")
+        << QStringList(s("--disable"))
+        << QStringList(s("Missing value after '--disable'. (see --help)"));
+    QTest::newRow("stray argument")
+        << QStringList(s("stray")) << QStringList(s("Unexpected argument 'stray'. (see --help)"));
+    QTest::newRow("stray argument to a list")
+        << QStringList({s("--list"), s("stray")})
+        << QStringList(s("Unexpected argument 'stray'. (see --help)"));
+    QTest::newRow("unknown names")
+        << QStringList({s("--enable"), s("Nobody"), s("--disable"), s("first")})
+        << QStringList({s("no plugin is named \"Nobody\""), s("no plugin is named \"first\"")});
+    QTest::newRow("contradiction")
+        << QStringList({s("--enable"), s("First"), s("--disable"), s("First")})
+        << QStringList(s("\"First\" is enabled and disabled. (see --help)"));
+}
+
+void AgentCommandLine::refusesAWrongCommandLine()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QStringList, errors);
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    QCOMPARE(agent.run(pluginDir(folder, arguments)), 1);
+    QCOMPARE(agent.errors(), agentMessages(errors));
+    QVERIFY(!agent.output().contains(s("first: initialize")));
+}
+
+void AgentCommandLine::looksIntoEachDirectoryInTurn()
+{
+    const PluginFolder one({s("third"), s("another-first")});
+    const PluginFolder two({s("first"), s("second")});
+    AgentProcess agent;
+    agent.start(pluginDir(one) + pluginDir(two));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.output().filter(s("initialize")),
+             QStringList({s("another-first: initialize"), s("third: initialize"),
+                          s("second: initialize")}));
+    QCOMPARE(agent.errors(), agentMessages({two.file(s("first.so")) +
+                                            s(": a plugin named \"First\" was found before: ") +
+                                            one.file(s("another-first.so"))}));
+}
+
+void AgentCommandLine::looksIntoTheInstalledDirectoryByDefault()
+{
+    // As installed, wherever that is.
+    const QTemporaryDir root;
+    const QString programs = root.filePath(s("prefix/bin"));
+    const QString plugins = QDir::cleanPath(programs + s("/" PLUGIN_DIR_FROM_BINDIR));
+    QVERIFY(QDir().mkpath(programs));
+    QVERIFY(QFile::copy(s(AGENT_PROGRAM), programs + s("/agent")));
+
+    AgentProcess empty;
+    empty.start({s("--list")}, programs + s("/agent"));
+    QCOMPARE(empty.exitStatus(), 0);
+    QCOMPARE(empty.errors(),
+             agentMessages({s("plugin directory ") + plugins + s(" does not exist")}));
+
+    QVERIFY(QDir().mkpath(plugins));
+    QVERIFY(QFile::copy(PluginFolder::built(s("first")), plugins + s("/first.so")));
+    AgentProcess agent;
+    agent.start({s("--list")}, programs + s("/agent"));
+    QCOMPARE(agent.exitStatus(), 0);
+    QCOMPARE(enabledOf(parsed(agent.output())), QStringList(s("First yes")));
+
+    AgentProcess help;
+    help.start({s("--help"), s("--disable"), s("First")}, programs + s("/agent"));
+    QCOMPARE(help.exitStatus(), 0);
+    // The text is wrapped into its column.
+    QVERIFY(help.output().join(QString()).remove(QLatin1Char(' ')).contains(plugins));
+}
+
+void AgentCommandLine::saysWhatIsWrongWithADirectory()
+{
+    PluginFolder folder({s("first")});
+    folder.write(s("file"), "");
+    AgentProcess agent;
+    agent.start({s("--plugin-dir"), s("/nonexistent/plugins"), s("--plugin-dir"),
+                 folder.file(s("file")), s("--plugin-dir"), folder.path()});
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.errors(),
+             agentMessages(
+                 {s("plugin directory /nonexistent/plugins does not exist"),
+                  s("plugin directory ") + folder.file(s("file")) + s(" is not a directory")}));
+
+    AgentProcess alone;
+    QCOMPARE(alone.run({s("--plugin-dir"), s("/nonexistent/plugins")}), 2);
+    QCOMPARE(alone.errors(),
+             agentMessages({s("plugin directory /nonexistent/plugins does not exist"),
+                            s("no plugin could be started")}));
+}
+
+void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
+{
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    agent.setBehaviour(s("first.commandOptions=offer-first-greeting"));
+    QCOMPARE(agent.run(pluginDir(folder, {s("--help")})), 0);
+    const QString help = agent.output().join(QLatin1Char('\n'));
+    for (const char *part :
+         {"--help", "--version", "--plugin-dir <directory>", "--list", "--enable <name>",
+          "--disable <name>", "--first-greeting <value>", "Exit status:"})
+        QVERIFY2(help.contains(s(part)), part);
+    QVERIFY(!help.contains(s("initialize")));
+    QVERIFY(!help.contains(s("loaded First")));
+    // The plugin objects that were asked are put away again.
+    QCOMPARE(agent.output().last(), s("first: destructor"));
+}
+
+void AgentCommandLine::showsItsVersion()
+{
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    QCOMPARE(agent.run(pluginDir(folder, {s("--version")})), 0);
+    const QRegularExpression line(
+        s("^syncstatus-agent 1\\.0\\.0 \\(Qt 5\\.\\d+\\.\\d+, .*SSL .*\\)$"));
+    QCOMPARE(agent.output().size(), 1);
+    QVERIFY2(line.match(agent.output().first()).hasMatch(), qPrintable(agent.output().first()));
+    QCOMPARE(agent.errors(), QStringList());
+}
+
+void AgentCommandLine::handsItsCommandLineToPluginsWithOptions()
+{
+    const PluginFolder folder({s("first"), s("second"), s("third")});
+    AgentProcess agent;
+    agent.setBehaviour(
+        s("first.commandOptions=offer-greeting second.commandOptions=offer-farewell"));
+    const QStringList arguments =
+        pluginDir(folder, {s("--greeting"), s("hello"), s("--farewell=bye")});
+    agent.start(arguments);
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    const QStringList output = agent.output();
+    QCOMPARE(output.filter(s("arguments")),
+             QStringList({s("first: arguments ") + arguments.join(QLatin1Char(' ')),
+                          s("second: arguments ") + arguments.join(QLatin1Char(' '))}));
+    QVERIFY(output.indexOf(s("first: parseArgumentOptions")) <
+            output.indexOf(s("first: initialize")));
+}
+
+void AgentCommandLine::doesNotKnowTheOptionsOfADisabledPlugin()
+{
+    const PluginFolder folder({s("first"), s("second")});
+    AgentProcess agent;
+    agent.setBehaviour(s("first.commandOptions=offer-greeting"));
+    QCOMPARE(agent.run(pluginDir(folder, {s("--disable"), s("First"), s("--greeting=hello")})), 1);
+    QCOMPARE(agent.errors(), agentMessages({s("Unknown option 'greeting'. (see --help)")}));
+}
+
+void AgentCommandLine::keepsAFailingParseArgumentOptionsToItsPlugin()
+{
+    const PluginFolder folder({s("first"), s("second")});
+    AgentProcess agent;
+    agent.setBehaviour(s("first.commandOptions=offer-greeting first.parseArgumentOptions=throw"));
+    agent.start(pluginDir(folder, {s("--greeting=hello")}));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.errors(), agentMessages({s("First: parseArgumentOptions: threw: no luck")}));
+    QVERIFY(!agent.output().contains(s("first: initialize")));
+    QVERIFY(agent.output().contains(s("started Second")));
+}
+
+void AgentCommandLine::leavesOutAnOptionThatIsTaken()
+{
+    const PluginFolder folder({s("first"), s("second")});
+    AgentProcess agent;
+    agent.setBehaviour(s("first.commandOptions=offer-list second.commandOptions=offer-greeting"));
+    agent.start(pluginDir(folder, {s("--greeting=hello")}));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.errors(), agentMessages({s("First: its option is taken already: list")}));
+    QVERIFY(agent.output().contains(s("started First")));
+    QVERIFY(agent.output().contains(s("started Second")));
+}
+
+void AgentCommandLine::failsWhenItsAnswerCannotBeWritten_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::newRow("--list") << s("--list");
+    QTest::newRow("--help") << s("--help");
+    QTest::newRow("--version") << s("--version");
+}
+
+void AgentCommandLine::failsWhenItsAnswerCannotBeWritten()
+{
+    QFETCH(QString, option);
+    const PluginFolder folder({s("disabled")});
+    AgentProcess agent;
+    agent.setOutputFile(s("/dev/full"));
+    QCOMPARE(agent.run(pluginDir(folder, {option})), 1);
+    QCOMPARE(agent.errors(),
+             agentMessages({s("cannot write to standard output: No space left on device")}));
+}
+
+QTEST_GUILESS_MAIN(AgentCommandLine)
+
+#include "tst_agentcommandline.moc"

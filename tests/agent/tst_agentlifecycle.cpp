@@ -1,0 +1,390 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "agentprocess.h"
+
+#include <QFile>
+#include <QPluginLoader>
+#include <QTest>
+
+#include <sys/stat.h>
+
+#include <csignal>
+
+namespace {
+
+QString s(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+QStringList pluginDir(const PluginFolder &folder)
+{
+    return {s("--plugin-dir"), folder.path()};
+}
+
+/// What Qt's plugin loader itself has to say against \a file.
+QString loaderError(const QString &file)
+{
+    QPluginLoader loader(file);
+    loader.setLoadHints(QLibrary::ResolveAllSymbolsHint);
+    if (loader.load())
+        return s("can be loaded");
+    return loader.errorString();
+}
+
+} // namespace
+
+// How the agent takes plugins through their lifecycle, and what it does about those that fail.
+class AgentLifecycle : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void drivesThePhasesInOrderAndStopsInReverse();
+    void stopsOrderlyOnSignal_data();
+    void stopsOrderlyOnSignal();
+    void keepsASignalUntilThePluginsAreInitialized();
+    void pausesAndYieldsBeforeEachDelayedInitialize();
+    void namesEachState();
+
+    void runsTheGoodPluginsAmongAllSortsOfFiles();
+    void keepsAFailureToItsPlugin_data();
+    void keepsAFailureToItsPlugin();
+    void refusesADamagedLibrary_data();
+    void refusesADamagedLibrary();
+    void doesNotWaitForAPipe();
+    void endsWhenNothingRuns_data();
+    void endsWhenNothingRuns();
+};
+
+void AgentLifecycle::drivesThePhasesInOrderAndStopsInReverse()
+{
+    // Not in the order of the names; the order is that of the files.
+    PluginFolder folder;
+    folder.add(s("second"), s("a.so"));
+    folder.add(s("third"), s("b.so"));
+    folder.add(s("first"), s("c.so"));
+    AgentProcess agent;
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+
+    const QStringList expected = {
+        s("a: library loaded"),
+        s("a: constructor"),
+        s("loaded Second 2.2 (") + folder.file(s("a.so")) + s(")"),
+        s("b: library loaded"),
+        s("b: constructor"),
+        s("loaded Third 3.3 (") + folder.file(s("b.so")) + s(")"),
+        s("c: library loaded"),
+        s("c: constructor"),
+        s("loaded First 1.1 (") + folder.file(s("c.so")) + s(")"),
+        s("a: initialize"),
+        s("b: initialize"),
+        s("c: initialize"),
+        s("a: extensionsInitialized"),
+        s("b: extensionsInitialized"),
+        s("c: extensionsInitialized"),
+        s("a: delayedInitialize"),
+        s("started Second"),
+        s("b: delayedInitialize"),
+        s("started Third"),
+        s("c: delayedInitialize"),
+        s("started First"),
+        s("online: not seen so far"),
+        s("stopping (SIGTERM)"),
+        s("c: aboutToShutdown"),
+        s("b: aboutToShutdown"),
+        s("a: aboutToShutdown"),
+        s("c: destructor"),
+        s("stopped First"),
+        s("b: destructor"),
+        s("stopped Third"),
+        s("a: destructor"),
+        s("stopped Second"),
+    };
+    QCOMPARE(agent.output(), expected);
+    QCOMPARE(agent.errors(), QStringList());
+}
+
+void AgentLifecycle::stopsOrderlyOnSignal_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<QString>("line");
+    QTest::newRow("SIGTERM") << SIGTERM << s("stopping (SIGTERM)");
+    QTest::newRow("SIGINT") << SIGINT << s("stopping (SIGINT)");
+}
+
+void AgentLifecycle::stopsOrderlyOnSignal()
+{
+    QFETCH(int, number);
+    QFETCH(QString, line);
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    agent.sendSignal(number);
+    QCOMPARE(agent.exitStatus(), 0);
+    const QStringList end = {line, s("first: aboutToShutdown"), s("first: destructor"),
+                             s("stopped First")};
+    QCOMPARE(agent.output().mid(agent.output().size() - end.size()), end);
+}
+
+void AgentLifecycle::keepsASignalUntilThePluginsAreInitialized()
+{
+    const PluginFolder folder({s("first"), s("second")});
+    AgentProcess agent;
+    agent.setBehaviour(s("first.initialize=raise"));
+    QCOMPARE(agent.run(pluginDir(folder)), 0);
+    const QStringList end = {
+        s("first: initialize"),
+        s("second: initialize"),
+        s("first: extensionsInitialized"),
+        s("second: extensionsInitialized"),
+        // No third phase any more.
+        s("stopping (SIGTERM)"),
+        s("second: aboutToShutdown"),
+        s("first: aboutToShutdown"),
+        s("second: destructor"),
+        s("stopped Second"),
+        s("first: destructor"),
+        s("stopped First"),
+    };
+    QCOMPARE(agent.output().mid(agent.output().size() - end.size()), end);
+}
+
+void AgentLifecycle::pausesAndYieldsBeforeEachDelayedInitialize()
+{
+    const PluginFolder folder({s("first"), s("second")});
+    AgentProcess agent;
+    agent.setBehaviour(s("first.initialize=post first.delayedInitialize=post "
+                         "first.extensionsInitialized=clock second.delayedInitialize=clock"));
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+
+    QVector<qint64> times;
+    QStringList phases;
+    const QStringList output = agent.output();
+    for (const QString &line : output) {
+        if (line.contains(s(": at ")))
+            times += line.section(QLatin1Char(' '), -1).toLongLong();
+        else if (line.contains(s("nitialize")) || line.contains(s("event loop")))
+            phases += line;
+    }
+    QCOMPARE(phases,
+             QStringList({s("first: initialize"), s("second: initialize"),
+                          s("first: extensionsInitialized"), s("second: extensionsInitialized"),
+                          s("first: event loop"), s("first: delayedInitialize"),
+                          s("first: event loop"), s("second: delayedInitialize")}));
+    QCOMPARE(times.size(), 2);
+    // Two pauses of 20 milliseconds; a coarse timer may be early by a twentieth.
+    QVERIFY2(times[1] - times[0] >= 37, qPrintable(QString::number(times[1] - times[0])));
+}
+
+void AgentLifecycle::namesEachState()
+{
+    const PluginFolder folder({s("first"), s("second")});
+    AgentProcess agent;
+    agent.setLoggingRules(s("*=false;syncstatus.agent=true"));
+    agent.setBehaviour(s("second.extensionsInitialized=throw"));
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.errors(),
+             agentMessages({s("First: Found"), s("Second: Found"), s("First: Loaded"),
+                            s("Second: Loaded"), s("First: Initialized"), s("Second: Initialized"),
+                            s("First: ExtensionsInitialized"),
+                            s("Second: extensionsInitialized: threw: no luck"), s("First: Running"),
+                            s("Second: Stopped"), s("First: Stopped"), s("Second: Deleted"),
+                            s("First: Deleted")}));
+}
+
+void AgentLifecycle::runsTheGoodPluginsAmongAllSortsOfFiles()
+{
+    PluginFolder folder({s("another-first"), s("disabled"), s("first"), s("foreign"), s("nameless"),
+                         s("name-number"), s("otherbase"), s("second"), s("third"),
+                         s("unresolved")});
+    folder.write(s("text.so"), "This is not a library.\n");
+    folder.write(s("empty.so"), "");
+    folder.write(s("readme.txt"), "Not looked at.\n");
+    QVERIFY(QFile::link(s("/nonexistent/library.so"), folder.file(s("dangling.so"))));
+    AgentProcess agent;
+    agent.setBehaviour(s("second.constructor=throw third.initialize=refuse"));
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+
+    const auto file = [&](const char *name) { return folder.file(s(name)); };
+    QStringList errors = agent.errors();
+    // The loader's message names the symbol.
+    QVERIFY2(
+        loaderError(file("unresolved.so")).contains(s("undefined symbol: _Z14definedNowherev")),
+        qPrintable(loaderError(file("unresolved.so"))));
+    QCOMPARE(
+        errors,
+        agentMessages(
+            {file("dangling.so") + s(": not a file"),
+             file("empty.so") + s(": ") + loaderError(file("empty.so")),
+             file("first.so") + s(": a plugin named \"First\" was found before: ") +
+                 file("another-first.so"),
+             file("foreign.so") + s(": its interface is \"org.example.OtherAgent\", not "
+                                    "\"com.tav.Keldrin.TAVKeldrinPlugin\""),
+             file("name-number.so") + s(": its metadata has no name: \"Name\" is to be a string"),
+             file("nameless.so") + s(": its metadata has no name: \"Name\" is to be a string"),
+             file("text.so") + s(": ") + loaderError(file("text.so")),
+             s("OtherBase: its plugin object is no custompluginmanager::PluginBase"),
+             s("Second: constructor: threw: no luck"),
+             s("Unresolved: ") + loaderError(file("unresolved.so")),
+             s("Third: initialize: no luck")}));
+    QCOMPARE(agent.output(), QStringList({
+                                 s("another-first: library loaded"),
+                                 s("another-first: constructor"),
+                                 s("loaded First 9.9 (") + file("another-first.so") + s(")"),
+                                 s("second: library loaded"),
+                                 s("second: constructor"),
+                                 s("third: library loaded"),
+                                 s("third: constructor"),
+                                 s("loaded Third 3.3 (") + file("third.so") + s(")"),
+                                 s("disabled Disabled 1 (") + file("disabled.so") + s(")"),
+                                 s("another-first: initialize"),
+                                 s("third: initialize"),
+                                 s("another-first: extensionsInitialized"),
+                                 s("another-first: delayedInitialize"),
+                                 s("started First"),
+                                 s("online: not seen so far"),
+                                 s("stopping (SIGTERM)"),
+                                 s("another-first: aboutToShutdown"),
+                                 s("third: destructor"),
+                                 s("stopped Third"),
+                                 s("another-first: destructor"),
+                                 s("stopped First"),
+                             }));
+}
+
+void AgentLifecycle::keepsAFailureToItsPlugin_data()
+{
+    QTest::addColumn<QString>("behaviour");
+    QTest::addColumn<QString>("message");
+    // What the plugin is still asked to do from there on.
+    QTest::addColumn<QStringList>("calls");
+
+    const QStringList toldAndDeleted = {s("aboutToShutdown"), s("destructor")};
+    const QStringList deleted = {s("destructor")};
+    for (const auto &way : {std::make_pair(s("throw"), s("threw: no luck")),
+                            std::make_pair(s("throw-int"), s("threw an exception"))}) {
+        const auto row = [&](const char *operation, const QStringList &calls) {
+            QTest::addRow("%s %s", operation, qPrintable(way.first))
+                << s(operation) + QLatin1Char('=') + way.first
+                << s(operation) + s(": ") + way.second << QStringList(s(operation)) + calls;
+        };
+        row("constructor", {});
+        row("commandOptions", deleted);
+        row("initialize", deleted);
+        row("extensionsInitialized", toldAndDeleted);
+        row("delayedInitialize", toldAndDeleted);
+        row("aboutToShutdown", deleted);
+    }
+    QTest::newRow("initialize refuses") << s("initialize=refuse") << s("initialize: no luck")
+                                        << QStringList({s("initialize"), s("destructor")});
+    QTest::newRow("initialize refuses silently")
+        << s("initialize=refuse-silently") << s("initialize: failed without a reason")
+        << QStringList({s("initialize"), s("destructor")});
+}
+
+void AgentLifecycle::keepsAFailureToItsPlugin()
+{
+    QFETCH(QString, behaviour);
+    QFETCH(QString, message);
+    QFETCH(QStringList, calls);
+    const PluginFolder folder({s("first"), s("second"), s("third")});
+    AgentProcess agent;
+    agent.setBehaviour(s("second.") + behaviour);
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+
+    QCOMPARE(agent.errors(), agentMessages({s("Second: ") + message}));
+    const auto callsOf = [&](const char *plugin) {
+        QStringList found;
+        const QStringList output = agent.output();
+        for (const QString &line : output) {
+            if (line.startsWith(s(plugin) + s(": ")))
+                found += line.section(s(": "), 1);
+        }
+        return found;
+    };
+    const QStringList all = {
+        s("library loaded"),    s("constructor"),     s("initialize"), s("extensionsInitialized"),
+        s("delayedInitialize"), s("aboutToShutdown"), s("destructor")};
+    QCOMPARE(callsOf("first"), all);
+    QCOMPARE(callsOf("third"), all);
+    const QStringList seen = callsOf("second");
+    QCOMPARE(seen.mid(seen.indexOf(calls.first())), calls);
+    QCOMPARE(seen.count(calls.first()), 1);
+}
+
+void AgentLifecycle::refusesADamagedLibrary_data()
+{
+    QTest::addColumn<int>("percent");
+    for (const int percent : {1, 10, 25, 50, 75, 90, 99})
+        QTest::addRow("%d per cent of it", percent) << percent;
+}
+
+void AgentLifecycle::refusesADamagedLibrary()
+{
+    QFETCH(int, percent);
+    QFile whole(PluginFolder::built(s("second")));
+    QVERIFY(whole.open(QIODevice::ReadOnly));
+    PluginFolder folder({s("first")});
+    folder.write(s("damaged.so"), whole.read(whole.size() * percent / 100));
+    AgentProcess agent;
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.errors(), agentMessages({folder.file(s("damaged.so")) + s(": ") +
+                                            loaderError(folder.file(s("damaged.so")))}));
+    QVERIFY(agent.output().contains(s("started First")));
+}
+
+void AgentLifecycle::doesNotWaitForAPipe()
+{
+    const PluginFolder folder({s("first")});
+    QCOMPARE(mkfifo(qPrintable(folder.file(s("pipe.so"))), 0600), 0);
+    AgentProcess agent;
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.errors(), agentMessages({folder.file(s("pipe.so")) + s(": not a file")}));
+}
+
+void AgentLifecycle::endsWhenNothingRuns_data()
+{
+    QTest::addColumn<QStringList>("libraries");
+    QTest::addColumn<QString>("behaviour");
+    QTest::addColumn<QStringList>("errors");
+    QTest::newRow("no plugin") << QStringList() << QString() << QStringList();
+    QTest::newRow("all disabled") << QStringList(s("disabled")) << QString() << QStringList();
+    QTest::newRow("initialize refuses") << QStringList(s("first")) << s("first.initialize=refuse")
+                                        << QStringList(s("First: initialize: no luck"));
+    QTest::newRow("extensionsInitialized throws")
+        << QStringList(s("first")) << s("first.extensionsInitialized=throw")
+        << QStringList(s("First: extensionsInitialized: threw: no luck"));
+}
+
+void AgentLifecycle::endsWhenNothingRuns()
+{
+    QFETCH(QStringList, libraries);
+    QFETCH(QString, behaviour);
+    QFETCH(QStringList, errors);
+    const PluginFolder folder(libraries);
+    AgentProcess agent;
+    agent.setBehaviour(behaviour);
+    QCOMPARE(agent.run(pluginDir(folder)), 2);
+    QCOMPARE(agent.errors(), agentMessages(errors + QStringList(s("no plugin could be started"))));
+}
+
+QTEST_GUILESS_MAIN(AgentLifecycle)
+
+#include "tst_agentlifecycle.moc"

@@ -1,0 +1,273 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "agentprocess.h"
+#include "fakenetworkmanager.h"
+#include "privatebus.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+
+namespace {
+
+constexpr quint32 disconnected = 20;
+constexpr quint32 connectedSite = 60;
+constexpr quint32 connectedGlobal = 70;
+
+QString s(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+/// The agent with SyncStatus and the example, as they were built.
+QStringList realPlugins(const QStringList &more = {})
+{
+    return QStringList({s("--plugin-dir"), s(AGENT_PLUGIN_DIR)}) + more;
+}
+
+/// The libraries that \a file itself asks for, by their sonames.
+QStringList neededBy(const QString &file)
+{
+    QProcess readelf;
+    readelf.start(s("readelf"), {s("--wide"), s("--dynamic"), file});
+    readelf.waitForFinished();
+    QStringList found;
+    const auto lines = QString::fromUtf8(readelf.readAllStandardOutput()).split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        if (line.contains(s("(NEEDED)")))
+            found += line.section(QLatin1Char('['), 1).section(QLatin1Char(']'), 0, 0);
+    }
+    return found;
+}
+
+/// The code that the process \a id has mapped of files named like \a name, as "device inode".
+QStringList mappedCode(qint64 id, const QString &name)
+{
+    QFile maps(s("/proc/%1/maps").arg(id));
+    if (!maps.open(QIODevice::ReadOnly))
+        qWarning() << maps.fileName() << maps.errorString();
+    QStringList found;
+    const auto lines = QString::fromUtf8(maps.readAll()).split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        const QStringList fields = line.simplified().split(QLatin1Char(' '));
+        if (fields.value(1).contains(QLatin1Char('x')) &&
+            fields.value(5).section(QLatin1Char('/'), -1).startsWith(name))
+            found += fields[3] + QLatin1Char(' ') + fields[4];
+    }
+    return found;
+}
+
+} // namespace
+
+// The agent, SyncStatus and the example plugin together, with a scripted NetworkManager on a bus of
+// the test's own.
+class AgentNetwork : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void tellsThatTheMachineIsOnline();
+    void tellsEachGainAndNeverALoss();
+    void runsWithoutNetworkManager();
+    void runsWithoutTheExample();
+    void exampleRunsWithoutSyncStatus();
+    void exampleIsQuietWhenAskedTo();
+    void exampleDoesNotLinkTheLibrary();
+    void showsTheLibrarysLinesOnStandardError();
+
+    void hasLibcryptoInItsProcess();
+    void hasOneCopyOfTheLibrary();
+
+private:
+    void setOffline();
+
+    PrivateBus m_bus;
+    FakeNetworkManager m_networkManager;
+};
+
+void AgentNetwork::initTestCase()
+{
+    QVERIFY(m_bus.start());
+}
+
+void AgentNetwork::init()
+{
+    QVERIFY(m_networkManager.start());
+}
+
+void AgentNetwork::cleanup()
+{
+    m_networkManager.stop();
+}
+
+void AgentNetwork::setOffline()
+{
+    m_networkManager.setPrimaryConnection(s("/"));
+    m_networkManager.setState(disconnected);
+}
+
+void AgentNetwork::tellsThatTheMachineIsOnline()
+{
+    m_networkManager.setPrimaryConnection(s("/"));
+    m_networkManager.setState(connectedGlobal);
+    AgentProcess agent;
+    agent.start(realPlugins());
+    QVERIFY(agent.waitFor(s("online: yes")));
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.output(),
+             QStringList({
+                 s("loaded ServicePlugin 1.0.0 (" AGENT_PLUGIN_DIR "/libserviceplugin.so)"),
+                 s("loaded SyncStatus 1.0.0 (" AGENT_PLUGIN_DIR "/libsyncstatus.so)"),
+                 s("ServicePlugin: found SyncStatus"),
+                 s("ServicePlugin: online: yes"),
+                 s("started ServicePlugin"),
+                 s("started SyncStatus"),
+                 s("online: yes"),
+                 s("stopping (SIGTERM)"),
+                 s("stopped SyncStatus"),
+                 s("stopped ServicePlugin"),
+             }));
+    QCOMPARE(agent.errors(), QStringList());
+}
+
+void AgentNetwork::tellsEachGainAndNeverALoss()
+{
+    setOffline();
+    AgentProcess agent;
+    agent.start(realPlugins());
+    QVERIFY(agent.waitFor(s("online: not seen so far")));
+    m_networkManager.emitStates({connectedSite, connectedGlobal, disconnected, connectedGlobal,
+                                 connectedGlobal, disconnected});
+    QVERIFY(agent.waitFor(s("gained connectivity"), 3));
+    QCOMPARE(agent.terminate(), 0);
+
+    const QStringList output = agent.output();
+    const QStringList seen =
+        output.mid(output.indexOf(s("ServicePlugin: online: not seen so far")));
+    QCOMPARE(seen, QStringList({
+                       s("ServicePlugin: online: not seen so far"),
+                       s("started ServicePlugin"),
+                       s("started SyncStatus"),
+                       s("online: not seen so far"),
+                       s("ServicePlugin: gained connectivity"),
+                       s("gained connectivity"),
+                       s("ServicePlugin: gained connectivity"),
+                       s("gained connectivity"),
+                       s("ServicePlugin: gained connectivity"),
+                       s("gained connectivity"),
+                       s("stopping (SIGTERM)"),
+                       s("stopped SyncStatus"),
+                       s("stopped ServicePlugin"),
+                   }));
+}
+
+void AgentNetwork::runsWithoutNetworkManager()
+{
+    m_networkManager.stop();
+    AgentProcess agent;
+    agent.start(realPlugins());
+    QVERIFY(agent.waitFor(s("online: not seen so far")));
+    QCOMPARE(agent.terminate(), 0);
+}
+
+void AgentNetwork::runsWithoutTheExample()
+{
+    setOffline();
+    AgentProcess agent;
+    agent.start(realPlugins({s("--disable"), s("ServicePlugin")}));
+    QVERIFY(agent.waitFor(s("online: not seen so far")));
+    m_networkManager.emitStates({connectedGlobal});
+    QVERIFY(agent.waitFor(s("gained connectivity")));
+    QCOMPARE(agent.terminate(), 0);
+    QVERIFY(agent.output().contains(s("started SyncStatus")));
+    QCOMPARE(agent.output().filter(s("ServicePlugin:")), QStringList());
+}
+
+void AgentNetwork::exampleRunsWithoutSyncStatus()
+{
+    setOffline();
+    AgentProcess agent;
+    agent.start(realPlugins({s("--disable"), s("SyncStatus")}));
+    QVERIFY(agent.waitFor(s("online: not seen so far")));
+    QCOMPARE(agent.terminate(), 0);
+    QVERIFY(agent.output().contains(s("started ServicePlugin")));
+    QCOMPARE(agent.output().filter(s("ServicePlugin:")),
+             QStringList(s("ServicePlugin: no SyncStatus here, nothing to follow")));
+}
+
+void AgentNetwork::exampleIsQuietWhenAskedTo()
+{
+    setOffline();
+    AgentProcess agent;
+    agent.start(realPlugins({s("--service-quiet")}));
+    QVERIFY(agent.waitFor(s("online: not seen so far")));
+    m_networkManager.emitStates({connectedGlobal});
+    QVERIFY(agent.waitFor(s("gained connectivity")));
+    QCOMPARE(agent.terminate(), 0);
+    QVERIFY(agent.output().contains(s("started ServicePlugin")));
+    QCOMPARE(agent.output().filter(s("ServicePlugin:")), QStringList());
+}
+
+void AgentNetwork::showsTheLibrarysLinesOnStandardError()
+{
+    setOffline();
+    AgentProcess agent;
+    agent.setLoggingRules(s("*=false;org.corvel.license.agent=true"));
+    agent.start(realPlugins({s("--disable"), s("ServicePlugin")}));
+    QVERIFY(agent.waitFor(s("online: not seen so far")));
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.errors(),
+             QStringList({
+                 s("org.corvel.license.agent: codestack:  initialize sync status plugin"),
+                 s("org.corvel.license.agent: codestack:  extensions initialized CmdPlugin"),
+                 s("org.corvel.license.agent: codestack:  serviceObject is empty"),
+                 s("org.corvel.license.agent: codestack:  delayed initialize sync status plugin"),
+                 s("org.corvel.license.agent: codestack:  get primary connection path: \"/\""),
+                 s("org.corvel.license.agent: codestack:  get network state error!"),
+                 s("org.corvel.license.agent: codestack:  getNetworkState: false "),
+                 QString(), // that line ends with a newline of its own
+             }));
+}
+
+void AgentNetwork::exampleDoesNotLinkTheLibrary()
+{
+    const QStringList needed = neededBy(s(AGENT_PLUGIN_DIR "/libserviceplugin.so"));
+    QVERIFY2(!needed.filter(s("libcustompluginmanager.so")).isEmpty(),
+             qPrintable(needed.join(QLatin1Char(' '))));
+    QCOMPARE(needed.filter(s("syncstatus")), QStringList());
+    QCOMPARE(needed.filter(s("Qt5DBus")), QStringList());
+}
+
+void AgentNetwork::hasLibcryptoInItsProcess()
+{
+    // By the program's own wish, not by what some other library of this machine happens to need.
+    QCOMPARE(neededBy(s(AGENT_PROGRAM)).filter(s("libcrypto.so")).size(), 1);
+    setOffline();
+    AgentProcess agent;
+    agent.start(realPlugins());
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(mappedCode(agent.processId(), s("libcrypto.so")).size(), 1);
+    QCOMPARE(agent.terminate(), 0);
+}
+
+void AgentNetwork::hasOneCopyOfTheLibrary()
+{
+    // Linked by the program and loaded as a plugin, under two names.
+    QCOMPARE(neededBy(s(AGENT_PROGRAM)).filter(s("libsyncstatus.so")).size(), 1);
+    setOffline();
+    AgentProcess agent;
+    agent.start(realPlugins());
+    QVERIFY(agent.waitUntilUp());
+    QVERIFY(agent.output().contains(s("started SyncStatus")));
+    QCOMPARE(mappedCode(agent.processId(), s("libsyncstatus.so")).size(), 1);
+    QCOMPARE(agent.terminate(), 0);
+}
+
+QTEST_GUILESS_MAIN(AgentNetwork)
+
+#include "tst_agentnetwork.moc"
