@@ -56,3 +56,4 @@ install(FILES ${PROJECT_BINARY_DIR}/syncstatus.pc
 
 
 install(TARGETS syncstatus-agent RUNTIME COMPONENT agent)
+install(TARGETS syncstatus-logkey RUNTIME COMPONENT tools)

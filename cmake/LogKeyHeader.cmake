@@ -1,0 +1,34 @@
+# SPDX-FileCopyrightText: 2026 The SyncStatus developers
+# SPDX-License-Identifier: Apache-2.0
+
+# Writes the three pieces in the file PIECES into the C++ header HEADER. Whether they join is for the
+# host that made them to say: the payload is its own, any printable ASCII without blanks.
+file(READ "${PIECES}" text)
+if(NOT text MATCHES "^(3-1-[!-~]+)\r?\n(3-2-[!-~]+)\r?\n(3-3-[!-~]+)\r?\n?$")
+  message(FATAL_ERROR
+    "${PIECES}: not the three pieces of a key. It must be three lines that begin with \"3-1-\", "
+    "\"3-2-\" and \"3-3-\", in this order, each followed by printable ASCII without blanks.")
+endif()
+set(one "${CMAKE_MATCH_1}")
+set(two "${CMAKE_MATCH_2}")
+set(three "${CMAKE_MATCH_3}")
+foreach(piece IN ITEMS one two three)
+  string(REPLACE "\\" "\\\\" ${piece} "${${piece}}")
+  string(REPLACE "\"" "\\\"" ${piece} "${${piece}}")
+endforeach()
+file(WRITE "${HEADER}"
+"// Made by the build from the pieces of the log-encryption public key. Do not edit.
+
+#ifndef LOGKEYPIECES_H
+#define LOGKEYPIECES_H
+
+namespace logKeyPieces {
+
+constexpr char one[] = \"${one}\";
+constexpr char two[] = \"${two}\";
+constexpr char three[] = \"${three}\";
+
+} // namespace logKeyPieces
+
+#endif
+")
