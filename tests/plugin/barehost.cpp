@@ -1,0 +1,109 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "barehost.h"
+
+#include <QFile>
+
+#include <utility>
+
+namespace {
+
+struct Host
+{
+    QStringList calls;
+    QObject *lastImplement = nullptr;
+    QObject *servicePlugin = nullptr;
+};
+
+Host &host()
+{
+    static Host theHost;
+    return theHost;
+}
+
+void record(const QString &call)
+{
+    host().calls += call;
+}
+
+// Fails loudly, under a sanitizer at least, when the object is gone already.
+QString describe(const QObject *object)
+{
+    return QLatin1String(object->metaObject()->className()) + QLatin1String(" \"") +
+           object->objectName() + QLatin1Char('"');
+}
+
+} // namespace
+
+namespace custompluginmanager {
+
+PluginBase::PluginBase()
+{
+    record(QLatin1String("PluginBase"));
+}
+
+PluginBase::~PluginBase()
+{
+    record(QLatin1String("~PluginBase"));
+}
+
+void PluginBase::aboutToShutdown()
+{
+    record(QLatin1String("aboutToShutdown"));
+}
+
+CustomPluginManager *CustomPluginManager::instance()
+{
+    static CustomPluginManager manager;
+    record(QLatin1String("instance"));
+    return &manager;
+}
+
+void CustomPluginManager::addPluginImplement(QObject *object)
+{
+    record(QLatin1String("add ") + describe(object));
+    host().lastImplement = object;
+}
+
+void CustomPluginManager::removePluginImplement(QObject *object)
+{
+    record(QLatin1String("remove ") + describe(object));
+    host().lastImplement = object;
+    QObject::connect(object, &QObject::destroyed, [] { record(QLatin1String("destroyed")); });
+}
+
+QObject *CustomPluginManager::getPluginImpByName(const QString &name)
+{
+    record(QLatin1String("find \"") + name + QLatin1Char('"'));
+    return name == QLatin1String("ServicePlugin") ? host().servicePlugin : nullptr;
+}
+
+} // namespace custompluginmanager
+
+namespace barehost {
+
+QStringList takeCalls()
+{
+    return std::exchange(host().calls, {});
+}
+
+QObject *lastImplement()
+{
+    return host().lastImplement;
+}
+
+void setServicePlugin(QObject *object)
+{
+    host().servicePlugin = object;
+}
+
+bool isMapped(const char *name)
+{
+    QFile maps(QStringLiteral("/proc/self/maps"));
+    if (!maps.open(QIODevice::ReadOnly))
+        qFatal("/proc/self/maps cannot be read");
+    return maps.readAll().contains(name);
+}
+
+} // namespace barehost
