@@ -12,6 +12,7 @@
 #include <QDBusConnection>
 #include <QDBusObjectPath>
 #include <QDBusReply>
+#include <QLibrary>
 #include <QList>
 #include <QTextStream>
 
@@ -27,6 +28,17 @@ QString networkManagerService()
     return QLatin1String("org.freedesktop.NetworkManager");
 }
 
+// QtDBus cannot be unloaded once it has been used: its thread, its events in the queues of other
+// threads and its types in Qt's registry stay behind. In a host that does not link QtDBus itself it
+// would go together with this library, so it is pinned first.
+QDBusConnection systemBus()
+{
+    QLibrary qtDBus(QLatin1String("Qt5DBus"), QT_VERSION_MAJOR);
+    qtDBus.setLoadHints(QLibrary::PreventUnloadHint);
+    qtDBus.load();
+    return QDBusConnection::systemBus();
+}
+
 } // namespace
 
 Q_GLOBAL_STATIC_WITH_ARGS(MonitorNetwork, monitorNetwork, (nullptr))
@@ -34,7 +46,7 @@ Q_GLOBAL_STATIC_WITH_ARGS(MonitorNetwork, monitorNetwork, (nullptr))
 MonitorNetworkPrivate::MonitorNetworkPrivate(MonitorNetwork *q)
     : networkManagerInterface(new QDBusInterface(
           networkManagerService(), QLatin1String("/org/freedesktop/NetworkManager"),
-          QLatin1String("org.freedesktop.NetworkManager"), QDBusConnection::systemBus())),
+          QLatin1String("org.freedesktop.NetworkManager"), systemBus())),
       q_ptr(q),
       networkState(false)
 {
