@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The SyncStatus developers
 # SPDX-License-Identifier: Apache-2.0
 
-file(RELATIVE_PATH syncstatus_source_dir ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+file(RELATIVE_PATH syncstatus_source_dir ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/)
 
 # What every target of this project is compiled with; linked privately, never installed.
 add_library(syncstatus_settings INTERFACE)
@@ -12,7 +12,7 @@ target_compile_options(syncstatus_settings INTERFACE
   # two folders are the same.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
   -ffile-prefix-map=${PROJECT_BINARY_DIR}/=
-  -fmacro-prefix-map=${syncstatus_source_dir}/=) # as ninja names them
+  -ffile-prefix-map=${syncstatus_source_dir}=) # as ccache names them that has CCACHE_BASEDIR set
 target_compile_definitions(syncstatus_settings INTERFACE
   QT_MESSAGELOGCONTEXT # file, line and function in log records of release builds too
   QT_NO_KEYWORDS

@@ -14,8 +14,8 @@ namespace syncstatus {
 
 namespace internal {
 
-// Each use of the registry calls instance() first, so that the registry exists whatever the host's
-// static operations do by themselves.
+// Each use of the registry calls instance() first, so that the registry exists: a host's static
+// operations need not make it by themselves.
 
 void SyncStatusPluginPrivate::initialize()
 {
