@@ -1,0 +1,161 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "agentlog.h"
+
+#include <syncstatus/filemanager.h>
+
+#include <QDateTime>
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QJsonObject>
+#include <QJsonParseError>
+#include <QSettings>
+
+namespace systemFileManager {
+
+namespace {
+
+// Qt hands a path to the system only up to its first NUL, so that another file would be read or
+// overwritten, and QSettings never returns from one. The empty path is refused by all of them.
+QString refuseNul(const QString &path)
+{
+    return path.contains(QChar::Null) ? QString() : path;
+}
+
+// QSettings keeps a file as this process last decoded it. Where that was readIniConfigFile's work,
+// a write would put "ü" back as "Ã¼", in groups that nobody asked to change. A file whose time
+// stamp has moved is read again, with the writer's codec and under the lock of the write.
+void moveTimeStamp(const QString &path)
+{
+    QFile file(path);
+    if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
+        file.setFileTime(file.fileTime(QFileDevice::FileModificationTime).addMSecs(1),
+                         QFileDevice::FileModificationTime);
+}
+
+} // namespace
+
+void FileManager::writeIniConfigFile(const QMap<QString, QVariantMap> &config,
+                                     const QString &filePath)
+{
+    const QString path = refuseNul(filePath);
+    QSettings settings(path, QSettings::IniFormat);
+    settings.setIniCodec("UTF-8");
+    for (auto group = config.cbegin(); group != config.cend(); ++group) {
+        settings.beginGroup(group.key());
+        for (auto entry = group->cbegin(); entry != group->cend(); ++entry)
+            settings.setValue(entry.key(), entry.value());
+        settings.endGroup();
+    }
+    moveTimeStamp(path);
+    settings.sync();
+    const QSettings::Status status = settings.status();
+    if (status != QSettings::NoError)
+        qCWarning(ll_agent) << "write IniConfigFile fail: " << status;
+    // Not an else branch: this line ends every call, and whoever counts calls by it must find it.
+    qCWarning(ll_agent) << "write IniConfigFile succeed";
+}
+
+QString FileManager::readIniConfigFile(const QString &filePath, const QString &group,
+                                       const QString &key, const QString &defaultValue)
+{
+    // No codec, unlike the other two: callers' files are read with Qt's own INI decoding.
+    const QSettings settings(refuseNul(filePath), QSettings::IniFormat);
+    // Both at once: filled one after the other, a group named "%2" would take the key's place.
+    return settings.value(QStringLiteral("%1/%2").arg(group, key), defaultValue).toString();
+}
+
+QMap<QString, QString> FileManager::readSettingFile(const QString &filePath, const QString &group)
+{
+    QSettings settings(refuseNul(filePath), QSettings::IniFormat);
+    settings.setIniCodec("UTF8");
+    settings.beginGroup(group);
+    QMap<QString, QString> values;
+    const QStringList keys = settings.allKeys();
+    for (const QString &key : keys)
+        values.insert(key, settings.value(key, QString()).toString());
+    settings.endGroup();
+    return values;
+}
+
+QByteArray FileManager::readFile(const QString &filePath)
+{
+    QFile file(refuseNul(filePath));
+    if (!file.open(QIODevice::ReadOnly)) {
+        qCWarning(ll_agent) << filePath << "----" << file.errorString();
+        return {};
+    }
+    return file.readAll();
+}
+
+bool FileManager::writeFile(const QByteArray &data, const QString &filePath)
+{
+    QFile file(refuseNul(filePath));
+    // Unbuffered, so that write() itself meets a full disk: what a buffer holds is written by
+    // close(), whose failure nobody sees.
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered)) {
+        qCWarning(ll_agent) << filePath << "----" << file.errorString();
+        return false;
+    }
+    // Repeats what open() has asked for, on purpose. A fifo or a device refuses, and is written to
+    // all the same.
+    file.resize(0);
+    if (file.write(data) == -1) {
+        qCWarning(ll_agent) << filePath << " write error!";
+        return false;
+    }
+    return true;
+}
+
+bool FileManager::isFileExist(const QString &filePath)
+{
+    if (QFile::exists(filePath))
+        return true;
+    qCWarning(ll_agent) << filePath << " non-existent.";
+    return false;
+}
+
+bool FileManager::checkPath(const QString &dirPath)
+{
+    const QDir dir{QString()};
+    return dir.exists(dirPath) || dir.mkpath(dirPath);
+}
+
+bool FileManager::removeFile(const QString &filePath)
+{
+    return QFile::remove(filePath);
+}
+
+bool FileManager::parseJson(const QByteArray &data, QJsonDocument &document)
+{
+    if (data.isEmpty()) {
+        qCWarning(ll_agent) << "fileData isEmpty :";
+        return false;
+    }
+    QJsonParseError error;
+    const QJsonDocument parsed = QJsonDocument::fromJson(data, &error);
+    if (error.error != QJsonParseError::NoError) {
+        qCWarning(ll_agent) << "json data error :" << error.errorString();
+        return false;
+    }
+    document = parsed;
+    return true;
+}
+
+QVariantMap FileManager::parseJsonData(const QJsonDocument &document)
+{
+    return document.object().toVariantMap();
+}
+
+QJsonDocument FileManager::transQBytearrayToJsonDocument(const QByteArray &data)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(data, &error);
+    if (error.error != QJsonParseError::NoError)
+        qCWarning(ll_agent) << "QJsonParseError " << error.errorString();
+    return document;
+}
+
+} // namespace systemFileManager
