@@ -46,18 +46,22 @@ namespace systemFileManager {
 /// - **Values.** Written as UTF-8, quoted and escaped as needed. A value that another program wrote
 ///   with an unquoted comma is a list to QSettings, and no string: it is read as "". So are lists
 ///   and other types without a text form (for instance QSize) that were written here.
+/// - **Beyond U+FFFF.** Qt 5's QSettings drops every such character (emoji, rare CJK ideographs)
+///   from the values that it writes, also from those that were in the file already. Reading gives
+///   them.
 /// - **Encoding.** writeIniConfigFile() and readSettingFile() take values for UTF-8.
 ///   readIniConfigFile() takes each byte for one Latin-1 character, unless the file begins with a
 ///   UTF-8 byte order mark: "ü", stored as UTF-8, is "Ã¼" to it. Text that must survive it is ASCII
 ///   or written as `\xfc` escapes.
-/// - **Cache.** QSettings keeps some recently used files in memory, decoded, and reads a file again
-///   only when its size or its modification time (in milliseconds) has changed. A section stays
-///   decoded as by the operation that first used it since then; after writeIniConfigFile() every
-///   section is decoded as UTF-8. So in one process readIniConfigFile() gives "ü" for what
-///   writeIniConfigFile() has just written there, and readSettingFile() gives "Ã¼" for a section
-///   that readIniConfigFile() was the first to read. Use one reader for one file, or keep to ASCII.
-///   The writer is immune: it moves the file's modification time by a millisecond, so that its own
-///   pass reads the file anew and never puts back what the other reader made of it.
+/// - **Cache.** QSettings keeps a few recently used files of up to about 80 keys in memory,
+///   decoded, and reads such a file again only when its size or its modification time (in
+///   milliseconds) has changed. A section stays decoded as by the operation that first used it
+///   since then; after writeIniConfigFile() every section is decoded as UTF-8. So in one process
+///   readIniConfigFile() may give "ü" for what writeIniConfigFile() has just written there, and
+///   readSettingFile() gives "Ã¼" for a section that readIniConfigFile() was the first to read. Use
+///   one reader for one file, or keep to ASCII. The writer is immune: it moves the file's
+///   modification time by a millisecond, so that its own pass reads the file anew and never puts
+///   back what the other reader made of it.
 /// - **A damaged file** is read as far as it can be made out. A write to it leaves out the lines
 ///   that are no `key=value` (and every comment, of any file) and reports QSettings::FormatError.
 /// - **Writers.** A write takes the lock "<path>.lock", reads the file again, adds its keys and
@@ -75,9 +79,9 @@ public:
 
     /// Sets each key of each group of \a config (group -> key -> value) in the INI file \a filePath
     /// and writes the file. Keys that the file has already and \a config does not name stay as they
-    /// are; nothing is removed. New sections and keys come after those that the file has, in
-    /// ascending order. An empty key is skipped (Qt says so on "default"); with nothing to set, no
-    /// file is made.
+    /// are; nothing is removed. The file's sections, and the keys in each, come out in ascending
+    /// order. An empty key is skipped (Qt says so on "default"); with nothing to set, no file is
+    /// made.
     ///
     /// The file (mode 0666 less the umask, always readable and writable for its owner) and missing
     /// directories are made. An existing file keeps its permissions, but it is a new file: hard

@@ -1,0 +1,446 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "filesfixture.h"
+
+#include <syncstatus/filemanager.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QLoggingCategory>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
+
+using systemFileManager::FileManager;
+
+namespace {
+
+QString latin1(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+QString quoted(const QString &path)
+{
+    return QLatin1Char('"') + path + QLatin1Char('"');
+}
+
+QStringList openError(const QString &path, const char *reason)
+{
+    return {agentWarning(quoted(path) + latin1(" ---- ") + quoted(latin1(reason)))};
+}
+
+QStringList writeError(const QString &path)
+{
+    return {agentWarning(quoted(path) + latin1("  write error!"))};
+}
+
+QStringList nonExistent(const QString &path)
+{
+    return {agentWarning(quoted(path) + latin1("  non-existent."))};
+}
+
+} // namespace
+
+class WholeFiles : public FilesFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    // readFile
+    void readsEveryByte();
+    void readsAnEmptyFileInSilence();
+    void readsFilesWhoseSizeSaysNothing();
+    void readsAFifoToItsEnd();
+    void saysWhyAFileCannotBeRead();
+    void givesNothingForAFileThatIsTooLarge();
+
+    // writeFile
+    void writesANewFile();
+    void leavesExactlyTheNewBytes();
+    void writesAnEmptyFile();
+    void keepsTheFileItself();
+    void followsALinkThatPointsNowhere();
+    void saysWhyAFileCannotBeWritten();
+    void aFullDiskIsAnError_data();
+    void aFullDiskIsAnError();
+    void aFifoRefusesToBeTruncatedAndIsWrittenTo();
+    void aDeviceRefusesToBeTruncatedAndIsWrittenTo();
+
+    // isFileExist, checkPath, removeFile
+    void findsWhatIsThere();
+    void saysWhatIsNotThere();
+    void aPathThatIsThereNeedsNothing();
+    void makesTheMissingPartOfARelativePath();
+    void makesNoPathThroughAFile();
+    void removesFilesAndLinks();
+    void removesNoDirectoryAndNothingMissing();
+
+    // All
+    void takesAnyName_data();
+    void takesAnyName();
+    void refusesAnEmptyPath();
+    void refusesAPathWithANul();
+    void writesNoLinesWhenWarningsAreOff();
+};
+
+void WholeFiles::readsEveryByte()
+{
+    QByteArray all;
+    for (int i = 0; i < 300'000; ++i)
+        all.append(char(i * 7 + i / 256));
+    QVERIFY(store(path(latin1("all")), all));
+    QVERIFY(FileManager::readFile(path(latin1("all"))) == all);
+}
+
+void WholeFiles::readsAnEmptyFileInSilence()
+{
+    QVERIFY(store(path(latin1("empty")), ""));
+    QCOMPARE(FileManager::readFile(path(latin1("empty"))), QByteArray());
+}
+
+void WholeFiles::readsFilesWhoseSizeSaysNothing()
+{
+    QVERIFY(FileManager::readFile(latin1("/proc/self/status")).startsWith("Name:"));
+}
+
+void WholeFiles::readsAFifoToItsEnd()
+{
+    const QByteArray fifo = QFile::encodeName(path(latin1("fifo")));
+    QCOMPARE(::mkfifo(fifo.constData(), 0600), 0);
+    const QByteArray data(200'000, 'x'); // more than a pipe holds
+    std::thread writer([&fifo, &data] {
+        const int fd = ::open(fifo.constData(), O_WRONLY | O_CLOEXEC);
+        for (int written = 0; written < data.size();) {
+            const auto count =
+                ::write(fd, data.constData() + written, size_t(data.size() - written));
+            if (count <= 0)
+                break;
+            written += int(count);
+        }
+        ::close(fd);
+    });
+    const QByteArray read = FileManager::readFile(path(latin1("fifo")));
+    writer.join();
+    QVERIFY(read == data);
+}
+
+void WholeFiles::saysWhyAFileCannotBeRead()
+{
+    const QString none = path(latin1("none"));
+    QCOMPARE(FileManager::readFile(none), QByteArray());
+    QCOMPARE(takeLines(), openError(none, "No such file or directory"));
+
+    const QString directory = path(latin1("directory"));
+    QVERIFY(QDir().mkdir(directory));
+    QCOMPARE(FileManager::readFile(directory), QByteArray());
+    QCOMPARE(takeLines(), openError(directory, "file to open is a directory"));
+
+    const QString link = path(latin1("link"));
+    QVERIFY(QFile::link(latin1("nowhere"), link));
+    QCOMPARE(FileManager::readFile(link), QByteArray());
+    QCOMPARE(takeLines(), openError(link, "No such file or directory"));
+
+    QVERIFY(store(path(latin1("file")), "x"));
+    const QString through = path(latin1("file/inside"));
+    QCOMPARE(FileManager::readFile(through), QByteArray());
+    QCOMPARE(takeLines(), openError(through, "Not a directory"));
+}
+
+void WholeFiles::givesNothingForAFileThatIsTooLarge()
+{
+    QFile file(path(latin1("huge")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    if (!file.resize(qint64(3) << 30))
+        QSKIP("This file system has no files of 3 GiB");
+    QCOMPARE(FileManager::readFile(file.fileName()), QByteArray());
+}
+
+void WholeFiles::writesANewFile()
+{
+    const QString file = path(latin1("new"));
+    const QByteArray bytes("some\0bytes\xff", 11);
+    const mode_t before = ::umask(026);
+    const bool written = FileManager::writeFile(bytes, file);
+    ::umask(before);
+    QVERIFY(written);
+    QCOMPARE(contentOf(file), bytes);
+    struct stat status = {};
+    QCOMPARE(::stat(QFile::encodeName(file).constData(), &status), 0);
+    QCOMPARE(status.st_mode & 07777U, 0640U);
+}
+
+void WholeFiles::leavesExactlyTheNewBytes()
+{
+    const QString file = path(latin1("old"));
+    QVERIFY(store(file, QByteArray(100'000, 'o')));
+    QVERIFY(FileManager::writeFile("new", file));
+    QCOMPARE(contentOf(file), QByteArray("new"));
+
+    const QByteArray large(3'000'000, 'l');
+    QVERIFY(FileManager::writeFile(large, file));
+    QVERIFY(contentOf(file) == large);
+}
+
+void WholeFiles::writesAnEmptyFile()
+{
+    const QString file = path(latin1("old"));
+    QVERIFY(store(file, "old"));
+    QVERIFY(FileManager::writeFile(QByteArray(), file));
+    QVERIFY(QFile::exists(file));
+    QCOMPARE(contentOf(file), QByteArray());
+    QVERIFY(FileManager::writeFile("", path(latin1("new"))));
+    QVERIFY(QFile::exists(path(latin1("new"))));
+}
+
+void WholeFiles::keepsTheFileItself()
+{
+    const QString file = path(latin1("old"));
+    QVERIFY(store(file, "old"));
+    const QByteArray name = QFile::encodeName(file);
+    QCOMPARE(::chmod(name.constData(), 0604), 0);
+    QCOMPARE(::link(name.constData(), QFile::encodeName(path(latin1("hardlink"))).constData()), 0);
+    QVERIFY(QFile::link(file, path(latin1("link"))));
+    QVERIFY(FileManager::writeFile("new", path(latin1("link"))));
+
+    QCOMPARE(contentOf(path(latin1("hardlink"))), QByteArray("new"));
+    QVERIFY(QFileInfo(path(latin1("link"))).isSymLink());
+    struct stat status = {};
+    QCOMPARE(::stat(name.constData(), &status), 0);
+    QCOMPARE(status.st_mode & 07777U, 0604U);
+}
+
+void WholeFiles::followsALinkThatPointsNowhere()
+{
+    QVERIFY(QFile::link(latin1("target"), path(latin1("link"))));
+    QVERIFY(FileManager::writeFile("data", path(latin1("link"))));
+    QVERIFY(QFileInfo(path(latin1("link"))).isSymLink());
+    QCOMPARE(contentOf(path(latin1("target"))), QByteArray("data"));
+}
+
+void WholeFiles::saysWhyAFileCannotBeWritten()
+{
+    const QString directory = path(latin1("directory"));
+    QVERIFY(QDir().mkdir(directory));
+    QVERIFY(!FileManager::writeFile("x", directory));
+    QCOMPARE(takeLines(), openError(directory, "Is a directory"));
+
+    const QString nowhere = path(latin1("none/file"));
+    QVERIFY(!FileManager::writeFile("x", nowhere));
+    QCOMPARE(takeLines(), openError(nowhere, "No such file or directory"));
+    QVERIFY(!QFile::exists(path(latin1("none"))));
+}
+
+void WholeFiles::aFullDiskIsAnError_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::newRow("a byte") << 1;
+    QTest::newRow("less than a buffer") << 5000;
+    QTest::newRow("more than a buffer") << 100'000;
+}
+
+void WholeFiles::aFullDiskIsAnError()
+{
+    QFETCH(int, size);
+    const QString full = latin1("/dev/full");
+    QVERIFY(!FileManager::writeFile(QByteArray(size, 'x'), full));
+    QCOMPARE(takeLines(), writeError(full));
+}
+
+void WholeFiles::aFifoRefusesToBeTruncatedAndIsWrittenTo()
+{
+    const QString fifo = path(latin1("fifo"));
+    const QByteArray name = QFile::encodeName(fifo);
+    QCOMPARE(::mkfifo(name.constData(), 0600), 0);
+    const int reader = ::open(name.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    QVERIFY(reader != -1);
+    QCOMPARE(::ftruncate(reader, 0), -1);
+
+    QVERIFY(FileManager::writeFile("one", fifo));
+    QVERIFY(FileManager::writeFile("two", fifo));
+    QByteArray read(100, 0);
+    read.truncate(int(::read(reader, read.data(), size_t(read.size()))));
+    ::close(reader);
+    QCOMPARE(read, QByteArray("onetwo"));
+    QVERIFY(!QFileInfo(fifo).isFile());
+}
+
+void WholeFiles::aDeviceRefusesToBeTruncatedAndIsWrittenTo()
+{
+    QVERIFY(FileManager::writeFile("into the void", latin1("/dev/null")));
+    QVERIFY(FileManager::writeFile(QByteArray(), latin1("/dev/full")));
+}
+
+void WholeFiles::findsWhatIsThere()
+{
+    QVERIFY(store(path(latin1("file")), ""));
+    QVERIFY(FileManager::isFileExist(path(latin1("file"))));
+    QVERIFY(QDir().mkdir(path(latin1("directory"))));
+    QVERIFY(FileManager::isFileExist(path(latin1("directory"))));
+    QVERIFY(QFile::link(latin1("file"), path(latin1("link"))));
+    QVERIFY(FileManager::isFileExist(path(latin1("link"))));
+    QVERIFY(FileManager::isFileExist(latin1("/dev/null")));
+}
+
+void WholeFiles::saysWhatIsNotThere()
+{
+    const QString none = path(latin1("none"));
+    QVERIFY(!FileManager::isFileExist(none));
+    QCOMPARE(takeLines(), nonExistent(none));
+
+    const QString link = path(latin1("link"));
+    QVERIFY(QFile::link(latin1("nowhere"), link));
+    QVERIFY(!FileManager::isFileExist(link));
+    QCOMPARE(takeLines(), nonExistent(link));
+}
+
+void WholeFiles::aPathThatIsThereNeedsNothing()
+{
+    QVERIFY(QDir().mkdir(path(latin1("directory"))));
+    QVERIFY(FileManager::checkPath(path(latin1("directory"))));
+    QVERIFY(QDir(path(latin1("directory"))).isEmpty());
+    QVERIFY(store(path(latin1("file")), "kept"));
+    QVERIFY(FileManager::checkPath(path(latin1("file"))));
+    QCOMPARE(contentOf(path(latin1("file"))), QByteArray("kept"));
+    QVERIFY(FileManager::checkPath(latin1(".")));
+    QVERIFY(FileManager::checkPath(latin1("/")));
+}
+
+void WholeFiles::makesTheMissingPartOfARelativePath()
+{
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(path(QString())));
+    QVERIFY(QDir().mkdir(latin1("one")));
+    const bool made = FileManager::checkPath(latin1("one/two/three"));
+    const bool again = FileManager::checkPath(latin1("one/two/three"));
+    QVERIFY(QDir::setCurrent(before));
+    QVERIFY(made);
+    QVERIFY(again);
+    QVERIFY(QFileInfo(path(latin1("one/two/three"))).isDir());
+
+    QVERIFY(FileManager::checkPath(path(latin1("an/absolute/one"))));
+    QVERIFY(QFileInfo(path(latin1("an/absolute/one"))).isDir());
+}
+
+void WholeFiles::makesNoPathThroughAFile()
+{
+    QVERIFY(store(path(latin1("file")), "kept"));
+    QVERIFY(!FileManager::checkPath(path(latin1("file/directory"))));
+    QCOMPARE(contentOf(path(latin1("file"))), QByteArray("kept"));
+    QVERIFY(QFile::link(latin1("nowhere"), path(latin1("link"))));
+    QVERIFY(!FileManager::checkPath(path(latin1("link"))));
+    QVERIFY(!FileManager::checkPath(path(latin1("made/") + QString(300, QLatin1Char('x')))));
+    QVERIFY(QFileInfo(path(latin1("made"))).isDir());
+}
+
+void WholeFiles::removesFilesAndLinks()
+{
+    QVERIFY(store(path(latin1("file")), "x"));
+    QVERIFY(QFile::link(path(latin1("file")), path(latin1("link"))));
+    QVERIFY(FileManager::removeFile(path(latin1("link"))));
+    QVERIFY(QFile::exists(path(latin1("file"))));
+    QVERIFY(FileManager::removeFile(path(latin1("file"))));
+    QVERIFY(!QFile::exists(path(latin1("file"))));
+
+    QVERIFY(QFile::link(latin1("nowhere"), path(latin1("dangling"))));
+    QVERIFY(FileManager::removeFile(path(latin1("dangling"))));
+    QCOMPARE(::mkfifo(QFile::encodeName(path(latin1("fifo"))).constData(), 0600), 0);
+    QVERIFY(FileManager::removeFile(path(latin1("fifo"))));
+    QVERIFY(QDir(path(QString())).isEmpty(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot));
+}
+
+void WholeFiles::removesNoDirectoryAndNothingMissing()
+{
+    QVERIFY(QDir().mkdir(path(latin1("directory"))));
+    QVERIFY(!FileManager::removeFile(path(latin1("directory"))));
+    QVERIFY(QFileInfo(path(latin1("directory"))).isDir());
+    QVERIFY(!FileManager::removeFile(path(latin1("none"))));
+}
+
+void WholeFiles::takesAnyName_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("logged");
+    QTest::newRow("blanks") << latin1(" a name with  blanks ") << latin1(" a name with  blanks ");
+    QTest::newRow("new line") << latin1("new\nline") << latin1("new\\nline");
+    QTest::newRow("quotes") << latin1("a\"b\\c") << latin1("a\\\"b\\\\c");
+    QTest::newRow("non-ASCII") << QStringLiteral("häuser 网络 \U0001F600")
+                               << QStringLiteral("häuser 网络 \U0001F600");
+    QTest::newRow("placeholders") << latin1("%1%2%s%n") << latin1("%1%2%s%n");
+}
+
+void WholeFiles::takesAnyName()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, logged);
+    const QString file = path(name);
+
+    QVERIFY(FileManager::writeFile("data", file));
+    QCOMPARE(QDir(path(QString())).entryList(QDir::Files | QDir::Hidden), QStringList{name});
+    QCOMPARE(FileManager::readFile(file), QByteArray("data"));
+    QVERIFY(FileManager::isFileExist(file));
+    QVERIFY(FileManager::removeFile(file));
+    QVERIFY(!FileManager::isFileExist(file));
+    QCOMPARE(takeLines(), nonExistent(path(logged)));
+    QVERIFY(FileManager::checkPath(file));
+    QVERIFY(QFileInfo(file).isDir());
+}
+
+void WholeFiles::refusesAnEmptyPath()
+{
+    const QString qtOpen = latin1("warning default: QFSFileEngine::open: No file name specified");
+    const QString empty;
+    QCOMPARE(FileManager::readFile(empty), QByteArray());
+    QCOMPARE(takeLines(), QStringList{qtOpen} + openError(empty, "No file name specified"));
+    QVERIFY(!FileManager::writeFile("x", empty));
+    QCOMPARE(takeLines(), QStringList{qtOpen} + openError(empty, "No file name specified"));
+    QVERIFY(!FileManager::isFileExist(empty));
+    QCOMPARE(takeLines(), nonExistent(empty));
+    QVERIFY(!FileManager::checkPath(empty));
+    QVERIFY(!FileManager::removeFile(empty));
+    const QStringList lines = takeLines();
+    for (const QString &line : lines)
+        QVERIFY2(line.startsWith(latin1("warning default: ")), qPrintable(line));
+}
+
+void WholeFiles::refusesAPathWithANul()
+{
+    // Cut at the NUL, the name would be that of another file.
+    const QString other = path(latin1("other"));
+    QVERIFY(store(other, "kept"));
+    const QString nul = other + QChar(QChar::Null) + latin1("x");
+    const QString logged = other + latin1("\\u0000x");
+    QCOMPARE(FileManager::readFile(nul), QByteArray());
+    QCOMPARE(takeLines().mid(1), openError(logged, "No file name specified"));
+    QVERIFY(!FileManager::writeFile("x", nul));
+    QCOMPARE(takeLines().mid(1), openError(logged, "No file name specified"));
+    QVERIFY(!FileManager::isFileExist(nul));
+    QCOMPARE(takeLines().mid(1), nonExistent(logged));
+    QVERIFY(!FileManager::checkPath(nul));
+    QVERIFY(!FileManager::removeFile(nul));
+    QCOMPARE(contentOf(other), QByteArray("kept"));
+    const QStringList lines = takeLines();
+    for (const QString &line : lines)
+        QVERIFY2(line.startsWith(latin1("warning default: ")), qPrintable(line));
+}
+
+void WholeFiles::writesNoLinesWhenWarningsAreOff()
+{
+    QLoggingCategory::setFilterRules(latin1("org.corvel.license.agent.warning=false"));
+    const bool found = FileManager::isFileExist(path(latin1("none")));
+    const bool written = FileManager::writeFile("x", latin1("/dev/full"));
+    const QByteArray read = FileManager::readFile(path(latin1("none")));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, path(latin1("f.ini")));
+    QLoggingCategory::setFilterRules(QString());
+    QVERIFY(!found);
+    QVERIFY(!written);
+    QCOMPARE(read, QByteArray());
+    QCOMPARE(contentOf(path(latin1("f.ini"))), QByteArray("[g]\nk=1\n"));
+}
+
+QTEST_GUILESS_MAIN(WholeFiles)
+#include "wholefiles.moc"
