@@ -7,6 +7,8 @@ file(RELATIVE_PATH syncstatus_source_dir ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_
 add_library(syncstatus_settings INTERFACE)
 target_compile_options(syncstatus_settings INTERFACE
   -Wall -Wextra -Wpedantic
+  # Qt's qCWarning(category) << ... leaves out a variadic macro's argument, as C++20 allows.
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
   $<$<BOOL:${SYNCSTATUS_WERROR}>:-Werror>
   # Log records and debug information name files relative to the source tree, so that two builds in
   # two folders are the same.

@@ -47,8 +47,7 @@ MonitorNetworkPrivate::MonitorNetworkPrivate(MonitorNetwork *q)
     : networkManagerInterface(new QDBusInterface(
           networkManagerService(), QLatin1String("/org/freedesktop/NetworkManager"),
           QLatin1String("org.freedesktop.NetworkManager"), systemBus())),
-      q_ptr(q),
-      networkState(false)
+      q_ptr(q)
 {
 }
 

@@ -21,7 +21,7 @@ public:
 
     QScopedPointer<QDBusInterface> networkManagerInterface;
     MonitorNetwork *q_ptr;
-    bool networkState;
+    bool networkState = false;
 };
 
 #endif
