@@ -1,0 +1,157 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "utils.h"
+
+#include "agentlog.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QLocale>
+#include <QNetworkProxy>
+#include <QProcess>
+#include <QRegExp>
+#include <QStringList>
+#include <QTcpSocket>
+#include <QVariant>
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+// QRegExp keeps patterns in a cache that outlives this library when it is unloaded, so the text
+// must not lie in the library: QStringLiteral's would.
+const QString ipRegex = QLatin1String( // clazy:exclude=non-pod-global-static
+    "((2[0-4][0-9]|25[0-5]|[01]?[0-9][0-9]?)\\.){3}(2[0-4][0-9]|25[0-5]|[01]?[0-9][0-9]?)");
+
+void setNoProxy(QTcpSocket &socket, const char *reason)
+{
+    // Said outright: a socket without a proxy of its own follows the application-wide one.
+    socket.setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+    qCWarning(ll_agent) << "network: " << reason;
+}
+
+/// Puts what is left of \a url without its scheme into \a rest.
+bool stripHttpPrefix(const QString &url, QString &rest)
+{
+    const QString text = url.trimmed().toLower();
+    for (const QLatin1String prefix : {QLatin1String("http://"), QLatin1String("https://")}) {
+        if (text.startsWith(prefix)) {
+            rest = text.mid(prefix.size());
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+namespace utility {
+
+bool Utils::executeCmd(const QString &command, QString &output)
+{
+    constexpr int attempts = 3;
+    constexpr int baseWait = 15000; // milliseconds
+
+    // One process for all attempts, neither killed nor reset in between: a command that is slow is
+    // waited for, not started again beside itself.
+    QProcess process;
+    for (int attempt = 1; attempt <= attempts; ++attempt) {
+        process.start(QLatin1String("bash"), {QLatin1String("-c"), command});
+        process.waitForFinished((attempt + 1) * baseWait);
+        const QProcess::ProcessError error = process.error();
+        qCWarning(ll_agent) << "cmd: " << command << " exitStatus: " << process.exitStatus()
+                            << " exitCode: " << process.exitCode() << " error: " << error
+                            << " errorString: " << process.errorString();
+        if (error == QProcess::UnknownError) // QProcess's word for "none"
+            break;
+    }
+
+    const QByteArray printed = process.readAllStandardOutput();
+    // With its size: the overload for a byte array ends at the first NUL.
+    output = QString::fromLatin1(printed.constData(), printed.size());
+    process.close();
+    return !output.isEmpty();
+}
+
+QString Utils::getPackageNameByProcessName(const QString &processName)
+{
+    if (processName.isEmpty())
+        return {};
+
+    const QString path = processName.startsWith(QLatin1Char('/'))
+                             ? processName
+                             : QLatin1String("/usr/bin/") + processName;
+    QString output;
+    if (!executeCmd(QLatin1String("rpm -qf --queryformat '%{NAME}' ") + path, output))
+        return {};
+    return output.trimmed();
+}
+
+bool Utils::isValidIp(const QString &text)
+{
+    return QRegExp(ipRegex, Qt::CaseSensitive, QRegExp::RegExp).exactMatch(text);
+}
+
+void Utils::setSocksNetworkProxy(QTcpSocket &socket, const QJsonObject &config)
+{
+    const QJsonObject socks = config.value(QLatin1String("socks")).toObject();
+    if (socks.isEmpty()) {
+        setNoProxy(socket, "Socks network proxy data is empty!");
+        return;
+    }
+    const QString host = socks.value(QLatin1String("host")).toString();
+    if (host.isEmpty()) {
+        setNoProxy(socket, "Socks network proxy host data is empty!");
+        return;
+    }
+    // The port is a string in this format; a number is no string and gives 0.
+    const quint16 port = socks.value(QLatin1String("port")).toString().toUShort();
+    socket.setProxy(QNetworkProxy(QNetworkProxy::Socks5Proxy, host, port));
+    qCWarning(ll_agent) << "network: "
+                        << "Set network proxy success!";
+}
+
+bool Utils::compareUrlIgnoreHttpPrefix(const QString &first, const QString &second)
+{
+    if (first == second)
+        return true;
+    QString firstRest, secondRest;
+    return stripHttpPrefix(first, firstRest) && stripHttpPrefix(second, secondRest) &&
+           firstRest == secondRest;
+}
+
+QString Utils::getServerDateTime(const QVariant &timestamp)
+{
+    if (timestamp.isNull())
+        return {};
+
+    // QDateTime counts milliseconds in 64 bits and checks neither the multiplication by 1000 nor
+    // its sums with the zone's offset; and QVariant does not check what it makes an integer of.
+    constexpr qint64 furthest = std::numeric_limits<qint64>::max() / 1000;
+    if (!(std::fabs(timestamp.toDouble()) < 1e16)) // false for NaN, too; finer below
+        return {};
+    const qint64 seconds = timestamp.toLongLong();
+    if (seconds == 0 || seconds < -furthest || seconds > furthest)
+        return {};
+
+    // So QDateTime is asked for the local time of a moment some days inside its range; what is
+    // missing to the moment itself, if anything, is added to that.
+    constexpr qint64 threeDays = 3 * 24 * 60 * 60; // a zone's offset is a little over one at most
+    const qint64 safe = qBound(-furthest + threeDays, seconds, furthest - threeDays);
+    const QDateTime moment = QDateTime::fromSecsSinceEpoch(safe);
+    if (!moment.isValid())
+        return {};
+    const QDateTime wallClock(moment.date(), moment.time(), Qt::UTC);
+    const qint64 local = wallClock.toSecsSinceEpoch() + (seconds - safe);
+    if (local < -furthest || local > furthest)
+        return {};
+    // QDateTime::toString() would write the digits of the system's language.
+    return QLocale::c().toString(QDateTime::fromSecsSinceEpoch(local, Qt::UTC),
+                                 QLatin1String("yyyy-MM-dd"));
+}
+
+} // namespace utility

@@ -1,0 +1,338 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "logcapture.h"
+#include "testseed.h"
+
+#include <syncstatus/utils.h>
+
+#include <QDate>
+#include <QFile>
+#include <QLocale>
+#include <QRandomGenerator>
+#include <QVariant>
+#include <QtTest>
+
+#include <time.h> // NOLINT(modernize-deprecated-headers): tzset is POSIX's
+
+#include <limits>
+
+using utility::Utils;
+
+namespace {
+
+constexpr qint64 hour = 3600;
+constexpr qint64 day = 24 * hour;
+constexpr qint64 maximum = std::numeric_limits<qint64>::max();
+constexpr qint64 minimum = std::numeric_limits<qint64>::min();
+/// The last second whose milliseconds fit into 64 bits; the first one is its negative.
+constexpr qint64 furthest = maximum / 1000;
+
+/// The process's time zone for a scope. Only while no other thread runs.
+class LocalTimeZone
+{
+public:
+    explicit LocalTimeZone(const QString &zone) : m_previous(qgetenv("TZ"))
+    {
+        qputenv("TZ", zone.toLatin1());
+        tzset();
+    }
+    ~LocalTimeZone()
+    {
+        qputenv("TZ", m_previous);
+        tzset();
+    }
+    Q_DISABLE_COPY(LocalTimeZone)
+
+private:
+    QByteArray m_previous;
+};
+
+/// The judge: the proleptic Gregorian calendar counted out, without a year 0.
+QString dateOfDay(qint64 daysSince1970)
+{
+    // 400 years are 146097 days; count them and then years and months from March.
+    const qint64 days = daysSince1970 + 719468;
+    const qint64 era = (days >= 0 ? days : days - 146096) / 146097;
+    const qint64 ofEra = days - era * 146097;
+    const qint64 yearOfEra = (ofEra - ofEra / 1460 + ofEra / 36524 - ofEra / 146096) / 365;
+    const qint64 ofYear = ofEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const qint64 month = (5 * ofYear + 2) / 153; // 0 is March
+    const qint64 ofMonth = ofYear - (153 * month + 2) / 5 + 1;
+    qint64 year = yearOfEra + era * 400 + (month >= 10 ? 1 : 0);
+    if (year <= 0)
+        --year;
+    return QStringLiteral("%1%2-%3-%4")
+        .arg(year < 0 ? QStringLiteral("-") : QString())
+        .arg(qAbs(year), 4, 10, QLatin1Char('0'))
+        .arg(month < 10 ? month + 3 : month - 9, 2, 10, QLatin1Char('0'))
+        .arg(ofMonth, 2, 10, QLatin1Char('0'));
+}
+
+qint64 floorDivided(qint64 value, qint64 by)
+{
+    return value / by - (value % by < 0 ? 1 : 0);
+}
+
+struct FixedZone
+{
+    const char *name; // POSIX: what is added to local time to get UTC
+    qint64 offset;    // seconds east of UTC
+};
+constexpr FixedZone fixedZones[] = {{"UTC0", 0},
+                                    {"JST-9", 9 * hour},
+                                    {"IST-5:30", 5 * hour + hour / 2},
+                                    {"<+14>-14", 14 * hour},
+                                    {"EST5", -5 * hour},
+                                    {"<-12>12", -12 * hour},
+                                    {"<+24>-24", 24 * hour},
+                                    {"<-24>24", -24 * hour}};
+
+} // namespace
+
+class Dates : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void whatConverts_data();
+    void whatConverts();
+    void timeZones_data();
+    void timeZones();
+    void endsOfTheRange_data();
+    void endsOfTheRange();
+    void randomMomentsAgreeWithACountedCalendar();
+    void nothingIsLogged();
+};
+
+void Dates::initTestCase()
+{
+    // See main().
+    QVERIFY(QLocale::system().zeroDigit() != QLatin1Char('0'));
+}
+
+void Dates::whatConverts_data()
+{
+    QTest::addColumn<QVariant>("timestamp");
+    QTest::addColumn<QString>("expected");
+
+    const auto row = [](const char *name, const QVariant &timestamp, const QString &expected) {
+        QTest::newRow(name) << timestamp << expected;
+    };
+    const QString nothing;
+    const QString first = QStringLiteral("1970-01-01");
+    const QString second = QStringLiteral("1970-01-02");
+    row("null", QVariant(), nothing);
+    row("null of a type", QVariant(QVariant::LongLong), nothing);
+    row("null text", QVariant(QString()), nothing);
+    row("zero", QVariant(0), nothing);
+    row("zero in 64 bits", QVariant(qint64(0)), nothing);
+    row("zero as text", QVariant(QStringLiteral("0")), nothing);
+    row("zero in floating point", QVariant(0.0), nothing);
+    row("empty text", QVariant(QStringLiteral("")), nothing);
+    row("text", QVariant(QStringLiteral("today")), nothing);
+    row("number and text", QVariant(QStringLiteral("86400s")), nothing);
+    row("a fraction as text", QVariant(QStringLiteral("86400.5")), nothing);
+    row("a number too long", QVariant(QStringLiteral("99999999999999999999")), nothing);
+    row("hexadecimal", QVariant(QStringLiteral("0x15180")), nothing);
+    row("a list", QVariant(QVariantList{86400}), nothing);
+    row("a date", QVariant(QDate(2024, 1, 1)), nothing);
+    row("false", QVariant(false), nothing);
+    row("true", QVariant(true), first);
+    row("int", QVariant(86400), second);
+    row("unsigned", QVariant(86400U), second);
+    row("64 bits", QVariant(qint64(86400)), second);
+    row("unsigned 64 bits", QVariant(quint64(86400)), second);
+    row("floating point", QVariant(86400.0), second);
+    row("numeric text", QVariant(QStringLiteral("86400")), second);
+    row("numeric bytes", QVariant(QByteArray("86400")), second);
+    row("negative text", QVariant(QStringLiteral("-1")), QStringLiteral("1969-12-31"));
+    row("one", QVariant(1), first);
+    row("last second of a day", QVariant(86399), first);
+    row("first second of a day", QVariant(86400), second);
+    row("recent", QVariant(1700000000), QStringLiteral("2023-11-14"));
+    row("beyond 32 bits", QVariant(qint64(2147483648)), QStringLiteral("2038-01-19"));
+    row("milliseconds", QVariant(qint64(1700000000000)), QStringLiteral("55840-11-08"));
+    row("before 1970", QVariant(-86401), QStringLiteral("1969-12-30"));
+    row("leap day", QVariant(951782400), QStringLiteral("2000-02-29"));
+    row("no leap day", QVariant(qint64(-2203891200)), QStringLiteral("1900-03-01"));
+    row("year 9999", QVariant(qint64(253402300799)), QStringLiteral("9999-12-31"));
+    row("year 10000", QVariant(qint64(253402300800)), QStringLiteral("10000-01-01"));
+    row("year 1", QVariant(qint64(-62135596800)), QStringLiteral("0001-01-01"));
+    row("before year 1", QVariant(qint64(-62135596801)), QStringLiteral("-0001-12-31"));
+
+    row("most", QVariant(maximum), nothing);
+    row("least", QVariant(minimum), nothing);
+    row("most as text", QVariant(QString::number(maximum)), nothing);
+    row("most unsigned", QVariant(std::numeric_limits<quint64>::max()), nothing);
+    row("unsigned that wraps to -1 day", QVariant(std::numeric_limits<quint64>::max() - 86399),
+        nothing);
+    row("milliseconds that wrap to a day", QVariant(qint64(86400 + (qint64(1) << 61))),
+        nothing); // times 1000, modulo 2^64
+    row("floating point, far off", QVariant(1e300), nothing);
+    row("floating point, far off below", QVariant(-1e300), nothing);
+    row("infinite", QVariant(std::numeric_limits<double>::infinity()), nothing);
+    row("no number", QVariant(std::numeric_limits<double>::quiet_NaN()), nothing);
+}
+
+void Dates::whatConverts()
+{
+    QFETCH(QVariant, timestamp);
+    QFETCH(QString, expected);
+    const LocalTimeZone zone(QStringLiteral("UTC0"));
+    QCOMPARE(Utils::getServerDateTime(timestamp), expected);
+}
+
+void Dates::timeZones_data()
+{
+    QTest::addColumn<QString>("zone");
+    QTest::addColumn<QString>("moment");
+    QTest::addColumn<QString>("expected");
+
+    const auto row = [](const char *zone, const char *moment, const char *expected) {
+        QTest::newRow(
+            qPrintable(QStringLiteral("%1 %2").arg(QLatin1String(zone), QLatin1String(moment))))
+            << zone << moment << expected;
+    };
+    // East and west of UTC, around midnight there.
+    row("JST-9", "2024-05-31T14:59:59Z", "2024-05-31");
+    row("JST-9", "2024-05-31T15:00:00Z", "2024-06-01");
+    row("IST-5:30", "2024-02-28T18:29:59Z", "2024-02-28");
+    row("IST-5:30", "2024-02-28T18:30:00Z", "2024-02-29");
+    row("<+14>-14", "2023-12-31T09:59:59Z", "2023-12-31");
+    row("<+14>-14", "2023-12-31T10:00:00Z", "2024-01-01");
+    row("<-12>12", "2024-01-01T11:59:59Z", "2023-12-31");
+    row("<-12>12", "2024-01-01T12:00:00Z", "2024-01-01");
+
+    // Daylight saving, north: begins on 10 March 2024 at 07:00Z, ends on 3 November at 06:00Z.
+    const char *north = "EST5EDT,M3.2.0,M11.1.0";
+    row(north, "2024-03-10T04:59:59Z", "2024-03-09");
+    row(north, "2024-03-10T05:00:00Z", "2024-03-10");
+    row(north, "2024-03-10T06:59:59Z", "2024-03-10");
+    row(north, "2024-03-10T07:00:00Z", "2024-03-10");
+    row(north, "2024-03-11T03:59:59Z", "2024-03-10");
+    row(north, "2024-03-11T04:00:00Z", "2024-03-11");
+    row(north, "2024-11-03T03:59:59Z", "2024-11-02");
+    row(north, "2024-11-03T04:00:00Z", "2024-11-03");
+    row(north, "2024-11-03T05:30:00Z", "2024-11-03"); // 01:30 for the first time
+    row(north, "2024-11-03T06:30:00Z", "2024-11-03"); // and for the second
+    row(north, "2024-11-04T04:59:59Z", "2024-11-03");
+    row(north, "2024-11-04T05:00:00Z", "2024-11-04");
+    // South: ends on 7 April 2024, begins on 6 October.
+    const char *south = "AEST-10AEDT,M10.1.0,M4.1.0/3";
+    row(south, "2024-01-01T12:59:59Z", "2024-01-01");
+    row(south, "2024-01-01T13:00:00Z", "2024-01-02");
+    row(south, "2024-07-01T13:59:59Z", "2024-07-01");
+    row(south, "2024-07-01T14:00:00Z", "2024-07-02");
+    // At midnight: on 6 October 2024 there is no 00:30 and on 7 April 23:30 comes twice.
+    const char *midnight = "<-04>4<-03>,M10.1.0/0,M4.1.0/0";
+    row(midnight, "2024-10-06T03:59:59Z", "2024-10-05");
+    row(midnight, "2024-10-06T04:00:00Z", "2024-10-06");
+    row(midnight, "2024-04-07T02:30:00Z", "2024-04-06");
+    row(midnight, "2024-04-07T03:30:00Z", "2024-04-06");
+    row(midnight, "2024-04-07T04:00:00Z", "2024-04-07");
+
+    // Around 1970 itself; the epoch's own second is no time stamp.
+    row("JST-9", "1969-12-31T23:59:59Z", "1970-01-01");
+    row("EST5", "1970-01-01T00:00:01Z", "1969-12-31");
+    // Before 1970 there is no daylight saving: midnight is at 05:00Z in summer too.
+    row(north, "1969-07-02T04:59:59Z", "1969-07-01");
+    row(north, "1969-07-02T05:00:00Z", "1969-07-02");
+    row(north, "1970-07-02T03:59:59Z", "1970-07-01");
+    row(north, "1970-07-02T04:00:00Z", "1970-07-02");
+    row(south, "1960-01-01T13:59:59Z", "1960-01-01");
+    row(south, "1960-01-01T14:00:00Z", "1960-01-02");
+
+    // A zone that went over the date line had no 30 December 2011.
+    if (QFile::exists(QStringLiteral("/usr/share/zoneinfo/Pacific/Apia"))) {
+        row("Pacific/Apia", "2011-12-30T09:59:59Z", "2011-12-29");
+        row("Pacific/Apia", "2011-12-30T10:00:00Z", "2011-12-31");
+    }
+}
+
+void Dates::timeZones()
+{
+    QFETCH(QString, zone);
+    QFETCH(QString, moment);
+    QFETCH(QString, expected);
+    const qint64 seconds = QDateTime::fromString(moment, Qt::ISODate).toSecsSinceEpoch();
+    QVERIFY(seconds != 0);
+    const LocalTimeZone local(zone);
+    QCOMPARE(Utils::getServerDateTime(seconds), expected);
+}
+
+void Dates::endsOfTheRange_data()
+{
+    QTest::addColumn<QString>("zone");
+    QTest::addColumn<qint64>("offset");
+    for (const FixedZone &zone : fixedZones)
+        QTest::newRow(zone.name) << zone.name << zone.offset;
+}
+
+void Dates::endsOfTheRange()
+{
+    QFETCH(QString, zone);
+    QFETCH(qint64, offset);
+    const LocalTimeZone local(zone);
+
+    // Neither the moment nor its local time goes past the end. What fits has its date, to the
+    // second; what does not has none, and nothing wraps around.
+    for (qint64 fromEnd = -2 * day; fromEnd <= 4 * day; fromEnd += 599) {
+        for (const qint64 seconds : {furthest - fromEnd, fromEnd - furthest}) {
+            const bool fits = qAbs(seconds) <= furthest && qAbs(seconds + offset) <= furthest;
+            const QString expected =
+                fits ? dateOfDay(floorDivided(seconds + offset, day)) : QString();
+            QCOMPARE(Utils::getServerDateTime(seconds), expected);
+        }
+    }
+    const qint64 lastEast = furthest - qMax<qint64>(offset, 0);
+    QVERIFY(!Utils::getServerDateTime(lastEast).isEmpty());
+    QCOMPARE(Utils::getServerDateTime(lastEast + 1), QString());
+    const qint64 firstWest = -furthest - qMin<qint64>(offset, 0);
+    QVERIFY(!Utils::getServerDateTime(firstWest).isEmpty());
+    QCOMPARE(Utils::getServerDateTime(firstWest - 1), QString());
+}
+
+void Dates::randomMomentsAgreeWithACountedCalendar()
+{
+    constexpr int count = 100000;
+    constexpr int zones = sizeof fixedZones / sizeof *fixedZones;
+    QRandomGenerator random(testSeed());
+    for (const FixedZone &zone : fixedZones) {
+        const LocalTimeZone local(QLatin1String(zone.name));
+        for (int i = 0; i < count / zones; ++i) {
+            // As many near as far: the number of digits is as random as the digits.
+            const qint64 seconds = qint64(random.generate64()) >> (9 + random.bounded(54));
+            if (seconds == 0)
+                continue;
+            const QString expected =
+                qAbs(seconds) > furthest || qAbs(seconds + zone.offset) > furthest
+                    ? QString()
+                    : dateOfDay(floorDivided(seconds + zone.offset, day));
+            QVERIFY2(
+                Utils::getServerDateTime(seconds) == expected,
+                qPrintable(QStringLiteral("%1 in %2").arg(seconds).arg(QLatin1String(zone.name))));
+        }
+    }
+}
+
+void Dates::nothingIsLogged()
+{
+    LogCapture log;
+    Utils::getServerDateTime(86400);
+    Utils::getServerDateTime(QStringLiteral("x"));
+    Utils::getServerDateTime(maximum);
+    QCOMPARE(log.takeLines(), QStringList());
+}
+
+// All of it runs in a language that does not write ASCII digits: a date has them all the same.
+int main(int argc, char *argv[])
+{
+    qputenv("LC_ALL", "fa_IR.UTF-8");
+    const QCoreApplication application(argc, argv);
+    Dates dates;
+    return QTest::qExec(&dates, argc, argv);
+}
+
+#include "tst_dates.moc"

@@ -1,0 +1,435 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "logcapture.h"
+
+#include <syncstatus/utils.h>
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkInterface>
+#include <QNetworkProxy>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using utility::Utils;
+
+namespace {
+
+QString success()
+{
+    return agentWarning(QStringLiteral("network:  Set network proxy success!"));
+}
+QString emptyData()
+{
+    return agentWarning(QStringLiteral("network:  Socks network proxy data is empty!"));
+}
+QString emptyHost()
+{
+    return agentWarning(QStringLiteral("network:  Socks network proxy host data is empty!"));
+}
+
+QJsonObject socks(const QString &host, quint16 port)
+{
+    return {
+        {QStringLiteral("socks"), QJsonObject{{QStringLiteral("host"), host},
+                                              {QStringLiteral("port"), QString::number(port)}}}};
+}
+
+/// The application-wide proxy for a scope.
+class ApplicationProxy
+{
+public:
+    explicit ApplicationProxy(const QNetworkProxy &proxy)
+    {
+        QNetworkProxy::setApplicationProxy(proxy);
+    }
+    ~ApplicationProxy() { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); }
+    Q_DISABLE_COPY(ApplicationProxy)
+};
+
+/// An address of this machine that is not loopback, or a null one: Qt leaves the application-wide
+/// proxy out for loopback, but goes through it to this.
+QHostAddress ownAddress()
+{
+    const QList<QHostAddress> addresses = QNetworkInterface::allAddresses();
+    for (const QHostAddress &address : addresses) {
+        if (address.protocol() == QAbstractSocket::IPv4Protocol && !address.isLoopback())
+            return address;
+    }
+    return {};
+}
+
+quint16 unusedPort()
+{
+    QTcpServer server;
+    server.setProxy(QNetworkProxy::NoProxy);
+    server.listen(QHostAddress::LocalHost);
+    return server.serverPort();
+}
+
+/// A TCP service that answers one line with "answer to " and that line.
+class Service
+{
+public:
+    explicit Service(const QHostAddress &address)
+    {
+        m_server.setProxy(QNetworkProxy::NoProxy);
+        m_server.listen(address);
+    }
+
+    [[nodiscard]] quint16 port() const { return m_server.serverPort(); }
+
+    /// Lets \a socket connect, ask and read the answer. Its errors end up in the result.
+    QString talk(QTcpSocket &socket)
+    {
+        constexpr int patience = 20000; // milliseconds
+        socket.connectToHost(m_server.serverAddress(), port());
+        if (!socket.waitForConnected(patience))
+            return socket.errorString();
+        socket.write("question\n");
+        if (!socket.waitForBytesWritten(patience) || !m_server.waitForNewConnection(patience))
+            return socket.errorString();
+        const QScopedPointer<QTcpSocket> peer(m_server.nextPendingConnection());
+        while (!peer->canReadLine()) {
+            if (!peer->waitForReadyRead(patience))
+                return peer->errorString();
+        }
+        peer->write("answer to " + peer->readLine());
+        if (!peer->waitForBytesWritten(patience))
+            return peer->errorString();
+        while (!socket.canReadLine()) {
+            if (!socket.waitForReadyRead(patience))
+                return socket.errorString();
+        }
+        return QString::fromLatin1(socket.readLine());
+    }
+
+private:
+    QTcpServer m_server;
+};
+
+/// A real SOCKS server (Dante) on loopback, run as whoever runs the test.
+class SocksServer
+{
+public:
+    static QString program()
+    {
+        const QString name = QStringLiteral("danted");
+        const QString found = QStandardPaths::findExecutable(name);
+        return found.isEmpty() ? QStandardPaths::findExecutable(name, {QStringLiteral("/usr/sbin")})
+                               : found;
+    }
+
+    ~SocksServer() { stop(); }
+
+    bool start()
+    {
+        // Somebody else may take the port before the server does.
+        for (int attempt = 0; attempt < 5; ++attempt) {
+            if (startOn(unusedPort()))
+                return true;
+        }
+        return false;
+    }
+
+    void stop()
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        m_process.terminate();
+        if (!m_process.waitForFinished(10000)) {
+            m_process.kill();
+            m_process.waitForFinished();
+        }
+    }
+
+    [[nodiscard]] quint16 port() const { return m_port; }
+
+    /// How many connections to \a port it has made for its clients.
+    [[nodiscard]] int connectionsTo(quint16 port) const
+    {
+        // As in "tcp/connect [: 127.0.0.1.CLIENT 127.0.0.1.SERVER -> 127.0.0.1.OWN ADDRESS.PORT".
+        int count = 0;
+        const QList<QByteArray> lines = log().split('\n');
+        for (const QByteArray &line : lines)
+            count +=
+                line.contains("tcp/connect [") && line.endsWith('.' + QByteArray::number(port));
+        return count;
+    }
+
+    [[nodiscard]] QByteArray log() const
+    {
+        QFile file(m_dir.filePath(QStringLiteral("log")));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+private:
+    bool startOn(quint16 port)
+    {
+        m_port = port;
+        QFile config(m_dir.filePath(QStringLiteral("danted.conf")));
+        if (!config.open(QIODevice::WriteOnly))
+            return false;
+        // The lines for rules and logging; nothing here needs a privilege. Without "user." lines
+        // it stays who it is.
+        config.write("logoutput: " + QFile::encodeName(m_dir.filePath(QStringLiteral("log"))) +
+                     "\n"
+                     "internal: 127.0.0.1 port = " +
+                     QByteArray::number(port) +
+                     "\n"
+                     "external: 127.0.0.1\n"
+                     "clientmethod: none\n"
+                     "socksmethod: none\n"
+                     "client pass { from: 127.0.0.0/8 to: 127.0.0.0/8 log: error }\n"
+                     "socks pass { from: 127.0.0.0/8 to: 0.0.0.0/0 log: error connect }\n");
+        config.close();
+        m_process.setProcessChannelMode(QProcess::ForwardedChannels);
+        m_process.start(program(), {QStringLiteral("-f"), config.fileName(), QStringLiteral("-p"),
+                                    m_dir.filePath(QStringLiteral("pid"))});
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < 20000) {
+            if (m_process.waitForFinished(50)) // also the pause between two tries
+                return false;
+            QTcpSocket probe;
+            probe.setProxy(QNetworkProxy::NoProxy);
+            probe.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
+            if (probe.waitForConnected(1000))
+                return true;
+        }
+        stop();
+        return false;
+    }
+
+    QTemporaryDir m_dir;
+    QProcess m_process;
+    quint16 m_port = 0;
+};
+
+} // namespace
+
+class Proxy : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void configurations_data();
+    void configurations();
+    void onlyTheSocketIsChanged();
+    void theProxyResolvesNames();
+
+    void aSocketTalksThroughTheServer();
+    void aSocketWithNoProxyTalksDirectlyDespiteTheApplicationProxy();
+    void theSocketsProxyPrecedesTheApplicationProxy();
+    void portZeroConnectsNowhere();
+};
+
+void Proxy::configurations_data()
+{
+    QTest::addColumn<QString>("json");
+    QTest::addColumn<QString>("host"); // null: no proxy
+    QTest::addColumn<int>("port");
+    QTest::addColumn<QString>("line");
+
+    const auto proxy = [](const char *name, const char *json, const QString &host, int port) {
+        QTest::newRow(name) << json << host << port << success();
+    };
+    const auto none = [](const char *name, const char *json, const QString &line) {
+        QTest::newRow(name) << json << QString() << 0 << line;
+    };
+    const QString host = QStringLiteral("proxy.example");
+    proxy("host and port", R"({"socks":{"host":"proxy.example","port":"1080"}})", host, 1080);
+    proxy("address", R"({"socks":{"host":"127.0.0.1","port":"9050"}})", QStringLiteral("127.0.0.1"),
+          9050);
+    proxy("a host beyond ASCII", "{\"socks\":{\"host\":\"pr\\u00f6xy\",\"port\":\"1\"}}",
+          QStringLiteral("pr\u00f6xy"), 1);
+    proxy("a blank is a host", R"({"socks":{"host":" ","port":"1"}})", QStringLiteral(" "), 1);
+    proxy("lowest port", R"({"socks":{"host":"proxy.example","port":"0"}})", host, 0);
+    proxy("highest port", R"({"socks":{"host":"proxy.example","port":"65535"}})", host, 65535);
+    proxy("leading zeros", R"({"socks":{"host":"proxy.example","port":"0001080"}})", host, 1080);
+    proxy("port too high", R"({"socks":{"host":"proxy.example","port":"65536"}})", host, 0);
+    proxy("port far too high", R"({"socks":{"host":"proxy.example","port":"4295018576"}})", host,
+          0);
+    proxy("port negative", R"({"socks":{"host":"proxy.example","port":"-1"}})", host, 0);
+    proxy("port hexadecimal", R"({"socks":{"host":"proxy.example","port":"0x438"}})", host, 0);
+    proxy("port with a fraction", R"({"socks":{"host":"proxy.example","port":"1080.0"}})", host, 0);
+    proxy("port with text", R"({"socks":{"host":"proxy.example","port":"1080a"}})", host, 0);
+    proxy("port of text", R"({"socks":{"host":"proxy.example","port":"socks"}})", host, 0);
+    proxy("port empty", R"({"socks":{"host":"proxy.example","port":""}})", host, 0);
+    proxy("port as a number", R"({"socks":{"host":"proxy.example","port":1080}})", host, 0);
+    proxy("port null", R"({"socks":{"host":"proxy.example","port":null}})", host, 0);
+    proxy("port as a list", R"({"socks":{"host":"proxy.example","port":["1080"]}})", host, 0);
+    proxy("port missing", R"({"socks":{"host":"proxy.example"}})", host, 0);
+    proxy("port's name in upper case", R"({"socks":{"host":"proxy.example","PORT":"1080"}})", host,
+          0);
+    proxy("other keys are ignored",
+          R"({"http":{"host":"a","port":"1"},"type":"http","user":"u",
+              "socks":{"host":"proxy.example","port":"1080","user":"u","password":"p",
+                       "type":"http"}})",
+          host, 1080);
+
+    none("empty", "{}", emptyData());
+    none("no socks", R"({"http":{"host":"proxy.example","port":"1080"}})", emptyData());
+    none("socks in upper case", R"({"SOCKS":{"host":"proxy.example","port":"1080"}})", emptyData());
+    none("host and port outside", R"({"host":"proxy.example","port":"1080"})", emptyData());
+    none("socks empty", R"({"socks":{}})", emptyData());
+    none("socks null", R"({"socks":null})", emptyData());
+    none("socks a text", R"({"socks":"proxy.example:1080"})", emptyData());
+    none("socks a list", R"({"socks":[{"host":"proxy.example","port":"1080"}]})", emptyData());
+    none("socks a number", R"({"socks":1})", emptyData());
+    none("host missing", R"({"socks":{"port":"1080"}})", emptyHost());
+    none("host in upper case", R"({"socks":{"HOST":"proxy.example","port":"1080"}})", emptyHost());
+    none("host empty", R"({"socks":{"host":"","port":"1080"}})", emptyHost());
+    none("host null", R"({"socks":{"host":null,"port":"1080"}})", emptyHost());
+    none("host a number", R"({"socks":{"host":1,"port":"1080"}})", emptyHost());
+    none("host an object", R"({"socks":{"host":{"host":"a"},"port":"1080"}})", emptyHost());
+}
+
+void Proxy::configurations()
+{
+    QFETCH(QString, json);
+    QFETCH(QString, host);
+    QFETCH(int, port);
+    QFETCH(QString, line);
+    const QJsonDocument document = QJsonDocument::fromJson(json.toUtf8());
+    QVERIFY(document.isObject());
+
+    // Whatever the socket had before.
+    const QNetworkProxy before[] = {
+        QNetworkProxy(QNetworkProxy::DefaultProxy), QNetworkProxy(QNetworkProxy::NoProxy),
+        QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("old"), 1, QStringLiteral("user"),
+                      QStringLiteral("password"))};
+    for (const QNetworkProxy &old : before) {
+        QTcpSocket socket;
+        socket.setProxy(old);
+        LogCapture log;
+        Utils::setSocksNetworkProxy(socket, document.object());
+        QCOMPARE(log.takeLines(), QStringList{line});
+        QCOMPARE(socket.proxy().type(),
+                 host.isNull() ? QNetworkProxy::NoProxy : QNetworkProxy::Socks5Proxy);
+        QCOMPARE(socket.proxy().hostName(), host);
+        QCOMPARE(int(socket.proxy().port()), port);
+        QCOMPARE(socket.proxy().user(), QString());
+        QCOMPARE(socket.proxy().password(), QString());
+        QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
+    }
+}
+
+void Proxy::onlyTheSocketIsChanged()
+{
+    const QNetworkProxy application(QNetworkProxy::HttpProxy, QStringLiteral("app"), 2);
+    const ApplicationProxy scope(application);
+    QTcpSocket socket;
+    QTcpSocket other;
+    Utils::setSocksNetworkProxy(socket, socks(QStringLiteral("proxy.example"), 1080));
+    QCOMPARE(QNetworkProxy::applicationProxy(), application);
+    QCOMPARE(other.proxy().type(), QNetworkProxy::DefaultProxy);
+    Utils::setSocksNetworkProxy(socket, {});
+    QCOMPARE(QNetworkProxy::applicationProxy(), application);
+    QCOMPARE(other.proxy().type(), QNetworkProxy::DefaultProxy);
+}
+
+void Proxy::theProxyResolvesNames()
+{
+    QTcpSocket socket;
+    Utils::setSocksNetworkProxy(socket, socks(QStringLiteral("proxy.example"), 1080));
+    QVERIFY(socket.proxy().capabilities() & QNetworkProxy::HostNameLookupCapability);
+}
+
+#define SKIP_WITHOUT_SERVER                                                                        \
+    if (SocksServer::program().isEmpty())                                                          \
+    QSKIP("danted is not installed")
+
+void Proxy::aSocketTalksThroughTheServer()
+{
+    SKIP_WITHOUT_SERVER;
+    Service service(QHostAddress::LocalHost);
+    SocksServer server;
+    QVERIFY2(server.start(), server.log().constData());
+    QTcpSocket socket;
+    Utils::setSocksNetworkProxy(socket, socks(QStringLiteral("127.0.0.1"), server.port()));
+    QCOMPARE(service.talk(socket), QStringLiteral("answer to question\n"));
+    QTRY_COMPARE(server.connectionsTo(service.port()), 1);
+
+    // It was no detour: without the server the same socket gets nowhere.
+    socket.abort();
+    server.stop();
+    QVERIFY(service.talk(socket) != QStringLiteral("answer to question\n"));
+    QCOMPARE(socket.error(), QAbstractSocket::ProxyConnectionRefusedError);
+}
+
+void Proxy::aSocketWithNoProxyTalksDirectlyDespiteTheApplicationProxy()
+{
+    SKIP_WITHOUT_SERVER;
+    const QHostAddress address = ownAddress();
+    if (address.isNull())
+        QSKIP("this machine has no address but loopback");
+    Service service(address);
+    SocksServer server;
+    QVERIFY2(server.start(), server.log().constData());
+    const ApplicationProxy scope(
+        QNetworkProxy(QNetworkProxy::Socks5Proxy, QStringLiteral("127.0.0.1"), server.port()));
+    // The application-wide proxy is in force: a plain socket goes through it.
+    QTcpSocket plain;
+    QCOMPARE(service.talk(plain), QStringLiteral("answer to question\n"));
+    QTRY_COMPARE(server.connectionsTo(service.port()), 1);
+
+    for (const QJsonObject &config :
+         {QJsonObject(), QJsonObject{{QStringLiteral("socks"), QJsonObject()}},
+          socks(QString(), 1080)}) {
+        QTcpSocket direct;
+        Utils::setSocksNetworkProxy(direct, config);
+        QCOMPARE(service.talk(direct), QStringLiteral("answer to question\n"));
+    }
+    // A further plain one, to be sure that the log has come past the direct ones.
+    QTcpSocket last;
+    QCOMPARE(service.talk(last), QStringLiteral("answer to question\n"));
+    QTRY_VERIFY(server.connectionsTo(service.port()) >= 2);
+    QCOMPARE(server.connectionsTo(service.port()), 2);
+
+    // And once the server is gone, only a socket with no proxy still talks.
+    server.stop();
+    QTcpSocket lost;
+    QVERIFY(service.talk(lost) != QStringLiteral("answer to question\n"));
+    QCOMPARE(lost.error(), QAbstractSocket::ProxyConnectionRefusedError);
+    QTcpSocket direct;
+    Utils::setSocksNetworkProxy(direct, {});
+    QCOMPARE(service.talk(direct), QStringLiteral("answer to question\n"));
+}
+
+void Proxy::theSocketsProxyPrecedesTheApplicationProxy()
+{
+    SKIP_WITHOUT_SERVER;
+    const QHostAddress address = ownAddress();
+    if (address.isNull())
+        QSKIP("this machine has no address but loopback");
+    Service service(address);
+    SocksServer server;
+    QVERIFY2(server.start(), server.log().constData());
+    const ApplicationProxy scope(
+        QNetworkProxy(QNetworkProxy::Socks5Proxy, QStringLiteral("127.0.0.1"), unusedPort()));
+    QTcpSocket socket;
+    Utils::setSocksNetworkProxy(socket, socks(QStringLiteral("127.0.0.1"), server.port()));
+    QCOMPARE(service.talk(socket), QStringLiteral("answer to question\n"));
+    QTRY_COMPARE(server.connectionsTo(service.port()), 1);
+}
+
+void Proxy::portZeroConnectsNowhere()
+{
+    Service service(QHostAddress::LocalHost);
+    QTcpSocket socket;
+    Utils::setSocksNetworkProxy(socket, socks(QStringLiteral("127.0.0.1"), 0));
+    QVERIFY(service.talk(socket) != QStringLiteral("answer to question\n"));
+    QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
+}
+
+QTEST_GUILESS_MAIN(Proxy)
+#include "tst_proxy.moc"
