@@ -1,0 +1,60 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include <syncstatus/utils.h>
+
+#include <QFile>
+#include <QtTest>
+
+using utility::Utils;
+
+namespace {
+
+/// A figure of /proc/self/status, such as "VmHWM" (the most memory that the process has had).
+qint64 kilobytes(const QByteArray &name)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith(name + ':'))
+            return line.mid(name.size() + 1).trimmed().split(' ').first().toLongLong();
+    }
+    return -1;
+}
+
+} // namespace
+
+// A program of its own: the process's peak must be this call's.
+class Memory : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aHundredMegabytesTakeNoMoreThanTwiceTheirText();
+};
+
+void Memory::aHundredMegabytesTakeNoMoreThanTwiceTheirText()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    QSKIP("a sanitizer keeps memory of its own");
+#endif
+    constexpr qint64 megabyte = 1024;
+    constexpr int printed = 100 * 1024 * 1024;
+    const qint64 before = kilobytes("VmRSS");
+    QVERIFY(before > 0);
+    QString output;
+    QVERIFY(Utils::executeCmd(QStringLiteral("head -c %1 /dev/zero | tr '\\0' x").arg(printed),
+                              output));
+    const qint64 peak = kilobytes("VmHWM") - before;
+    QCOMPARE(output.size(), printed);
+    QCOMPARE(output.count(QLatin1Char('x')), printed);
+    qInfo("peak of %lld kB for 100 MiB printed", peak);
+    // Four bytes for each byte printed, and a tenth for the allocator. The text itself is half.
+    QVERIFY(peak >= 200 * megabyte);
+    QVERIFY(peak <= 440 * megabyte);
+}
+
+QTEST_GUILESS_MAIN(Memory)
+#include "tst_memory.moc"

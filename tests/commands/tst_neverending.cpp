@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "commandline.h"
+#include "logcapture.h"
+
+#include <syncstatus/utils.h>
+
+#include <QElapsedTimer>
+#include <QtTest>
+
+#include <signal.h> // NOLINT(modernize-deprecated-headers): kill is POSIX's
+
+#include <cerrno>
+
+using utility::Utils;
+
+class NeverEnding : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void isWaitedForThreeTimesAndThenKilled();
+};
+
+void NeverEnding::isWaitedForThreeTimesAndThenKilled()
+{
+    const QString command = QStringLiteral("sleep 1000 & echo $$ $!; wait");
+    LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    QString output;
+    const bool result = Utils::executeCmd(command, output);
+    const qint64 elapsed = timer.elapsed();
+
+    const QStringList processes = output.trimmed().split(QLatin1Char(' '));
+    QCOMPARE(processes.size(), 2);
+    const pid_t bash = processes.at(0).toInt();
+    const pid_t child = processes.at(1).toInt();
+    QVERIFY(bash > 1 && child > 1);
+    const int childIsThere = kill(child, 0);
+    kill(child, SIGKILL);
+
+    QVERIFY(result); // what was printed is kept
+    errno = 0;
+    QCOMPARE(kill(bash, 0), -1);
+    QCOMPARE(errno, ESRCH);
+    QCOMPARE(childIsThere, 0); // only bash itself was killed
+    const QString line = timedOutLine(command);
+    QCOMPARE(log.takeLines(),
+             (QStringList{line, alreadyRunningLine(), line, alreadyRunningLine(), line}));
+    QVERIFY2(elapsed >= 135000 && elapsed < 150000, qPrintable(QString::number(elapsed)));
+}
+
+QTEST_GUILESS_MAIN(NeverEnding)
+#include "tst_neverending.moc"

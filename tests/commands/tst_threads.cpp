@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "logcapture.h"
+
+#include <syncstatus/utils.h>
+
+#include <QJsonObject>
+#include <QNetworkProxy>
+#include <QTcpSocket>
+#include <QtTest>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+using utility::Utils;
+
+class Threads : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void eightThreadsCallEveryOperationAtOnce();
+};
+
+void Threads::eightThreadsCallEveryOperationAtOnce()
+{
+    constexpr int threads = 8;
+    constexpr int rounds = 20;
+    LogCapture log;
+    std::atomic<int> good{0};
+    const auto work = [&good](int thread) {
+        for (int round = 0; round < rounds; ++round) {
+            const QString word = QStringLiteral("%1-%2").arg(thread).arg(round);
+            const auto port = static_cast<quint16>(1000 + thread);
+            QString output;
+            QTcpSocket socket;
+            Utils::setSocksNetworkProxy(
+                socket, {{QStringLiteral("socks"),
+                          QJsonObject{{QStringLiteral("host"), word},
+                                      {QStringLiteral("port"), QString::number(port)}}}});
+            good += Utils::executeCmd(QLatin1String("echo ") + word, output) &&
+                    output == word + QLatin1Char('\n') &&
+                    Utils::getPackageNameByProcessName(
+                        QLatin1String("/dev/null >/dev/null 2>&1; echo ") + word) == word &&
+                    Utils::isValidIp(QStringLiteral("10.0.%1.%2").arg(thread).arg(round)) &&
+                    !Utils::isValidIp(word) && socket.proxy().hostName() == word &&
+                    socket.proxy().port() == port &&
+                    Utils::compareUrlIgnoreHttpPrefix(QLatin1String("http://") + word,
+                                                      QLatin1String("https://") + word) &&
+                    Utils::getServerDateTime(86400 * (round + 1)) ==
+                        QStringLiteral("1970-01-%1").arg(round + 2, 2, 10, QLatin1Char('0'));
+        }
+    };
+    // Threads that Qt did not start and that run no event loop.
+    std::vector<std::thread> running;
+    for (int thread = 0; thread < threads; ++thread)
+        running.emplace_back(work, thread);
+    for (std::thread &thread : running)
+        thread.join();
+    QCOMPARE(good.load(), threads * rounds);
+    QCOMPARE(log.takeLines().size(), threads * rounds * 3);
+}
+
+QTEST_GUILESS_MAIN(Threads)
+#include "tst_threads.moc"
