@@ -57,3 +57,4 @@ install(FILES ${PROJECT_BINARY_DIR}/syncstatus.pc
 
 install(TARGETS syncstatus-agent RUNTIME COMPONENT agent)
 install(TARGETS syncstatus-logkey RUNTIME COMPONENT tools)
+install(TARGETS syncstatus-logread RUNTIME COMPONENT tools)
