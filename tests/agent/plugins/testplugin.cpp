@@ -3,6 +3,7 @@
 
 #include "testplugin.h"
 
+#include <QEventLoop>
 #include <QFileInfo>
 #include <QTimer>
 
@@ -60,6 +61,11 @@ void TestPlugin::called(const char *operation)
         (void)std::raise(SIGTERM);
     if (todo == "post")
         QTimer::singleShot(0, [] { write("event loop"); });
+    if (todo == "spin") {
+        QEventLoop loop;
+        QTimer::singleShot(100, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
     if (todo == "clock") {
         using namespace std::chrono;
         const auto now = steady_clock::now().time_since_epoch();

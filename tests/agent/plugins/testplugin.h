@@ -17,6 +17,7 @@
 ///   refuse-silently (initialize) returns false with no reason
 ///   raise       sends the process SIGTERM
 ///   post        writes "FILE: event loop" from the event loop
+///   spin        runs an event loop of its own for 100 milliseconds
 ///   clock       writes "FILE: at T", T in milliseconds of a monotonic clock
 ///   offer-NAME  (commandOptions) offers the option --NAME, which takes a value
 class TestPlugin : public custompluginmanager::PluginBase
