@@ -64,17 +64,24 @@ QString versionText()
              QLatin1String(qVersion()), QLatin1String(OpenSSL_version(OPENSSL_VERSION)));
 }
 
+QString described(const Plugin &plugin)
+{
+    const QString version =
+        plugin.version.isEmpty() ? QString() : QLatin1Char(' ') + plugin.version;
+    return QStringLiteral("%1%2 (%3)").arg(plugin.name, version, plugin.file);
+}
+
 void report(const Plugin &plugin)
 {
     switch (plugin.state) {
     case Plugin::State::Loaded:
-        say(QStringLiteral("loaded %1 %2 (%3)").arg(plugin.name, plugin.version, plugin.file));
+        say(QLatin1String("loaded ") + described(plugin));
         break;
     case Plugin::State::Running:
-        say(QStringLiteral("started %1").arg(plugin.name));
+        say(QLatin1String("started ") + plugin.name);
         break;
     case Plugin::State::Deleted:
-        say(QStringLiteral("stopped %1").arg(plugin.name));
+        say(QLatin1String("stopped ") + plugin.name);
         break;
     default:
         break;
@@ -202,8 +209,7 @@ int main(int argc, char *argv[])
 
     for (const Plugin &plugin : host.plugins()) {
         if (plugin.state == Plugin::State::Found && !plugin.enabled)
-            say(QStringLiteral("disabled %1 %2 (%3)")
-                    .arg(plugin.name, plugin.version, plugin.file));
+            say(QLatin1String("disabled ") + described(plugin));
     }
     QObject::connect(&host, &PluginHost::delayedInitializeFinished, &application,
                      [&] { followConnectivity(&application); });

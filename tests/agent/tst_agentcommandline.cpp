@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -64,6 +65,7 @@ private Q_SLOTS:
     void looksIntoEachDirectoryInTurn();
     void looksIntoTheInstalledDirectoryByDefault();
     void saysWhatIsWrongWithADirectory();
+    void saysThatADirectoryCannotBeRead();
 
     void showsHelpWithTheOptionsOfPlugins();
     void showsItsVersion();
@@ -129,7 +131,8 @@ void AgentCommandLine::onlyTheBooleanTrueDisablesByDefault()
 
 void AgentCommandLine::enablesAndDisablesByName()
 {
-    const PluginFolder folder({s("disabled"), s("first"), s("second"), s("third")});
+    const PluginFolder folder(
+        {s("disabled"), s("disabled-string"), s("first"), s("second"), s("third")});
     AgentProcess agent;
     agent.start(pluginDir(
         folder, {s("--enable"), s("Disabled"), s("--disable"), s("First"), s("--disable=Third")}));
@@ -139,6 +142,8 @@ void AgentCommandLine::enablesAndDisablesByName()
     QVERIFY(output.contains(s("started Disabled")));
     QVERIFY(output.contains(s("started Second")));
     QVERIFY(output.contains(s("disabled First 1.1 (") + folder.file(s("first.so")) + s(")")));
+    // Has no version.
+    QVERIFY(output.contains(s("loaded String (") + folder.file(s("disabled-string.so")) + s(")")));
     QVERIFY(output.contains(s("disabled Third 3.3 (") + folder.file(s("third.so")) + s(")")));
     QVERIFY(!output.contains(s("first: library loaded")));
     QVERIFY(!output.contains(s("third: library loaded")));
@@ -254,6 +259,24 @@ void AgentCommandLine::saysWhatIsWrongWithADirectory()
     QCOMPARE(alone.run({s("--plugin-dir"), s("/nonexistent/plugins")}), 2);
     QCOMPARE(alone.errors(),
              agentMessages({s("plugin directory /nonexistent/plugins does not exist"),
+                            s("no plugin could be started")}));
+}
+
+void AgentCommandLine::saysThatADirectoryCannotBeRead()
+{
+    const PluginFolder folder({s("first")});
+    QVERIFY(QFile::setPermissions(folder.path(), QFile::WriteOwner | QFile::ExeOwner));
+    const bool readable = QFileInfo(folder.path()).isReadable();
+    AgentProcess agent;
+    const int status = readable ? -1 : agent.run(pluginDir(folder));
+    // So that it can be removed.
+    QVERIFY(QFile::setPermissions(folder.path(),
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    if (readable)
+        QSKIP("this user reads any directory (root does)");
+    QCOMPARE(status, 2);
+    QCOMPARE(agent.errors(),
+             agentMessages({s("plugin directory ") + folder.path() + s(" cannot be read"),
                             s("no plugin could be started")}));
 }
 

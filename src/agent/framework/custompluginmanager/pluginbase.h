@@ -62,8 +62,8 @@ public:
     }
     /// The options that the plugin adds to the agent's command line. Asked for before initialize().
     virtual QList<QCommandLineOption> commandOptions() { return {}; }
-    /// Is given the agent's command line when the plugin has options of its own. Returns whether it
-    /// took any argument; may remove those from \a arguments.
+    /// Is given the agent's command line, the program's name first, when the plugin has options of
+    /// its own; the agent has checked it. Returns whether it took any argument.
     virtual bool parseArgumentOptions(const QStringList &arguments)
     {
         Q_UNUSED(arguments)
