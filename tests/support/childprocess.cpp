@@ -17,23 +17,32 @@ ChildProcess::~ChildProcess()
 
 bool ChildProcess::startServer(const QString &program, const QStringList &arguments)
 {
+    stop(); // it may have ended unnoticed
     start(program, arguments, QIODevice::ReadOnly);
     if (!waitForStarted()) {
         qWarning() << program << "cannot be started:" << errorString();
         return false;
     }
+    if (waitForLine().isNull()) {
+        stop();
+        qWarning() << program << arguments << "did not become ready:" << errorString()
+                   << readAllStandardError();
+        return false;
+    }
+    return true;
+}
+
+QByteArray ChildProcess::waitForLine()
+{
     QElapsedTimer time;
     time.start();
     while (!canReadLine()) {
-        const int left = int(10000 - time.elapsed());
-        if (left <= 0 || !waitForReadyRead(left)) {
-            stop();
-            qWarning() << program << arguments << "did not become ready:" << errorString()
-                       << readAllStandardError();
-            return false;
-        }
+        const int left = int(30000 - time.elapsed());
+        if (left <= 0 || !waitForReadyRead(left))
+            return {};
     }
-    return true;
+    const QByteArray line = readLine();
+    return line.left(line.size() - 1);
 }
 
 void ChildProcess::stop()

@@ -94,6 +94,27 @@ void FakeNetworkManager::addDevice(const QString &path, quint32 state)
                 QStringLiteral("State"), state);
 }
 
+void FakeNetworkManager::setConnectedDevices(const QVector<quint32> &states)
+{
+    QStringList paths;
+    for (const quint32 state : states) {
+        paths += devicePath(paths.size() + 1);
+        addDevice(paths.last(), state);
+    }
+    addActiveConnection(connectionPath(), paths);
+    setPrimaryConnection(connectionPath());
+}
+
+QString FakeNetworkManager::connectionPath()
+{
+    return root() + QLatin1String("/ActiveConnection/1");
+}
+
+QString FakeNetworkManager::devicePath(int number)
+{
+    return root() + QStringLiteral("/Devices/%1").arg(number);
+}
+
 void FakeNetworkManager::setProperty(const QString &path, const QString &interface,
                                      const QString &name, const QVariant &value)
 {
@@ -110,6 +131,14 @@ void FakeNetworkManager::setMethod(const QString &name, const QString &signature
 void FakeNetworkManager::emitStates(const QVector<quint32> &states)
 {
     call(QStringLiteral("EmitStates"), {QVariant::fromValue(states.toList())});
+}
+
+void FakeNetworkManager::emitSignal(const QString &path, const QString &signature,
+                                    const QVariant &value)
+{
+    call(QStringLiteral("EmitSignalDetailed"),
+         {service(), QStringLiteral("StateChanged"), signature, QVariant(QVariantList{value}),
+          QVariantMap{{QStringLiteral("path"), path}}});
 }
 
 void FakeNetworkManager::call(const QString &method, const QVariantList &arguments)

@@ -36,6 +36,11 @@ public:
     void setPrimaryConnection(const QString &path);
     void addActiveConnection(const QString &path, const QStringList &devices);
     void addDevice(const QString &path, quint32 state);
+    /// All three at once: a primary connection, at connectionPath(), with devices of these states,
+    /// at devicePath(1) and so on.
+    void setConnectedDevices(const QVector<quint32> &states);
+    static QString connectionPath();
+    static QString devicePath(int number);
 
     /// Sets any property of any object, of whatever type the value is.
     void setProperty(const QString &path, const QString &interface, const QString &name,
@@ -46,6 +51,8 @@ public:
 
     /// Emits StateChanged for each of \a states. Returns when all are on their way.
     void emitStates(const QVector<quint32> &states);
+    /// Emits a StateChanged of any object with any value, of the D-Bus type \a signature.
+    void emitSignal(const QString &path, const QString &signature, const QVariant &value);
 
 private:
     void call(const QString &method, const QVariantList &arguments);

@@ -42,10 +42,9 @@ class NetworkManager(DBusMockObject):
         objects = dbusmock.mockobject.objects
         if path not in objects:
             self.AddObject(path, interface, {}, [])
-        if name in objects[path].props.get(interface, {}):
-            objects[path].UpdateProperties(interface, {name: value})
-        else:
-            objects[path].AddProperty(interface, name, value)
+        # Anew each time: dbusmock's UpdateProperties cannot change a type.
+        objects[path].props.get(interface, {}).pop(name, None)
+        objects[path].AddProperty(interface, name, value)
 
 
 def main():

@@ -51,3 +51,8 @@ QString PrivateBus::address() const
 {
     return QStringLiteral("unix:path=") + m_directory.filePath(QStringLiteral("socket"));
 }
+
+qint64 PrivateBus::processId() const
+{
+    return m_daemon.processId();
+}

@@ -25,7 +25,8 @@ public:
     void kill();
 
     /// The address clients connect to; set by start().
-    [[nodiscard]] QString address() const;
+    QString address() const;
+    qint64 processId() const;
 
 private:
     QTemporaryDir m_directory;
