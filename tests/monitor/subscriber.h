@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef SUBSCRIBER_H
+#define SUBSCRIBER_H
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QVector>
+
+/// Another receiver of StateChanged in this process, from \a sender or, when that is empty, from
+/// anybody. What has reached it had its chance to reach a monitor.
+class Subscriber : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Subscriber(const QString &sender = QString())
+    {
+        QDBusConnection::systemBus().connect(
+            sender, QStringLiteral("/org/freedesktop/NetworkManager"),
+            QStringLiteral("org.freedesktop.NetworkManager"), QStringLiteral("StateChanged"), this,
+            SLOT(onStateChanged(quint32))); // clazy:exclude=old-style-connect
+    }
+
+    QVector<quint32> states;
+
+public Q_SLOTS:
+    void onStateChanged(quint32 state) { states += state; }
+};
+
+#endif

@@ -1,0 +1,101 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "fakenetworkmanager.h"
+#include "isolatedtest.h"
+#include "logcapture.h"
+#include "monitorlines.h"
+#include "privatebus.h"
+
+#include <syncstatus/monitornetwork.h>
+
+#include <QDBusConnection>
+#include <QSignalSpy>
+#include <QTest>
+
+// A monitor without its bus.
+class tst_MonitorBusLoss : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void absentBusIsOffline();
+    void flagSurvivesTheBus();
+    void newBusIsNotFollowed();
+    void networkManagerThatDiesDuringConstructionIsOffline();
+
+private:
+    PrivateBus m_bus;
+    FakeNetworkManager m_networkManager;
+};
+
+void tst_MonitorBusLoss::absentBusIsOffline()
+{
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/system_bus_socket");
+    LogCapture log;
+    MonitorNetwork monitor(nullptr);
+    QVERIFY(!monitor.getNetworkState());
+    QStringList lines = log.takeLines();
+    QVERIFY(lines.first().startsWith(QLatin1String("warning default: QObject::connect: ")));
+    lines.removeFirst(); // Qt's own, about the signal that it cannot find
+    QCOMPARE(lines, QStringList({primaryLine(QString()), errorLine(), answerLine(false)}));
+}
+
+void tst_MonitorBusLoss::flagSurvivesTheBus()
+{
+    QVERIFY(m_bus.start());
+    QVERIFY(m_networkManager.start());
+    m_networkManager.setConnectedDevices({100});
+    LogCapture log;
+    MonitorNetwork monitor(nullptr);
+    const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
+    log.take();
+
+    m_bus.kill();
+    QTRY_VERIFY(!QDBusConnection::systemBus().isConnected());
+    QVERIFY(monitor.getNetworkState());
+    QCOMPARE(log.takeLines(), QStringList({answerLine(true)}));
+    QCOMPARE(changes.size(), 0);
+}
+
+void tst_MonitorBusLoss::newBusIsNotFollowed()
+{
+    QVERIFY(m_bus.start());
+    QVERIFY(m_networkManager.start());
+    m_networkManager.setPrimaryConnection(QStringLiteral("/"));
+    LogCapture log;
+    MonitorNetwork monitor(nullptr);
+    const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
+    m_bus.kill();
+    QTRY_VERIFY(!QDBusConnection::systemBus().isConnected());
+    log.take();
+
+    QVERIFY(m_bus.start());
+    QVERIFY(m_networkManager.start());
+    m_networkManager.setConnectedDevices({100});
+    m_networkManager.setState(70);
+    m_networkManager.emitStates({70});
+    QVERIFY(!QDBusConnection::systemBus().isConnected());
+    QVERIFY(!monitor.getNetworkState());
+    QCOMPARE(log.takeLines(), QStringList({answerLine(false)}));
+    QCOMPARE(changes.size(), 0);
+}
+
+void tst_MonitorBusLoss::networkManagerThatDiesDuringConstructionIsOffline()
+{
+    QVERIFY(m_bus.start());
+    QVERIFY(m_networkManager.start());
+    m_networkManager.setConnectedDevices({30});
+    m_networkManager.setMethod(QStringLiteral("state"), QStringLiteral("u"),
+                               QStringLiteral("import os; os.kill(os.getpid(), 9)"));
+    LogCapture log;
+    MonitorNetwork monitor(nullptr);
+    QVERIFY(!monitor.getNetworkState());
+    QCOMPARE(log.takeLines(), QStringList({primaryLine(FakeNetworkManager::connectionPath()),
+                                           deviceLine(FakeNetworkManager::devicePath(1)),
+                                           stateLine(30), errorLine(), answerLine(false)}));
+}
+
+ISOLATED_TEST_MAIN(tst_MonitorBusLoss)
+
+#include "tst_monitorbusloss.moc"

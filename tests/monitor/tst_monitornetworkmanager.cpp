@@ -1,0 +1,136 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "busmonitor.h"
+#include "isolatedtest.h"
+#include "logcapture.h"
+#include "monitorlines.h"
+
+#include <syncstatus/monitornetwork.h>
+
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTest>
+
+// The monitor beside a real NetworkManager, in scripts/sandbox.
+class tst_MonitorNetworkManager : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void isOnlineWithTheUplinkUp();
+    void isOfflineWithTheUplinkDown();
+    void everyReturnOfTheUplinkIsAnnounced();
+    void restartedNetworkManagerIsFollowed();
+    void asksTheSameCallsOfTheRealOne();
+
+private:
+    static bool setUplink(bool up);
+    static bool control(const QString &operation);
+};
+
+void tst_MonitorNetworkManager::initTestCase()
+{
+    if (qEnvironmentVariableIsEmpty("SYNCSTATUS_SANDBOX_NETWORKMANAGER"))
+        QSKIP("to be run by scripts/sandbox");
+}
+
+bool tst_MonitorNetworkManager::setUplink(bool up)
+{
+    // Returns when the connection has come to its new state.
+    return QProcess::execute(QStringLiteral("nmcli"),
+                             {QStringLiteral("connection"),
+                              up ? QStringLiteral("up") : QStringLiteral("down"),
+                              QStringLiteral("uplink")}) == 0;
+}
+
+bool tst_MonitorNetworkManager::control(const QString &operation)
+{
+    return QProcess::execute(QString::fromLocal8Bit(qgetenv("SYNCSTATUS_SANDBOX_NETWORKMANAGER")),
+                             {operation}) == 0;
+}
+
+void tst_MonitorNetworkManager::init()
+{
+    QVERIFY(setUplink(true));
+}
+
+void tst_MonitorNetworkManager::isOnlineWithTheUplinkUp()
+{
+    LogCapture log;
+    MonitorNetwork monitor(nullptr);
+    QVERIFY(monitor.getNetworkState());
+    const QStringList lines = log.takeLines();
+    QCOMPARE(lines.size(), 4);
+    QVERIFY(lines.at(0).contains(QLatin1String("\"/org/freedesktop/NetworkManager/ActiveConn")));
+    QVERIFY(lines.at(1).contains(QLatin1String("\"/org/freedesktop/NetworkManager/Devices/")));
+    QCOMPARE(lines.at(2), stateLine(100));
+    QCOMPARE(lines.at(3), answerLine(true));
+}
+
+void tst_MonitorNetworkManager::isOfflineWithTheUplinkDown()
+{
+    QVERIFY(setUplink(false));
+    LogCapture log;
+    MonitorNetwork monitor(nullptr);
+    QVERIFY(!monitor.getNetworkState());
+    QCOMPARE(log.takeLines(),
+             QStringList({primaryLine(QStringLiteral("/")), errorLine(), answerLine(false)}));
+}
+
+void tst_MonitorNetworkManager::everyReturnOfTheUplinkIsAnnounced()
+{
+    QVERIFY(setUplink(false));
+    LogCapture log;
+    MonitorNetwork monitor(nullptr);
+    const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
+    QVERIFY(!monitor.getNetworkState());
+    QStringList lines;
+    for (int times = 1; times <= 3; ++times) {
+        QVERIFY(setUplink(true));
+        QTRY_COMPARE(changes.size(), times);
+        QVERIFY(monitor.getNetworkState());
+
+        QVERIFY(setUplink(false));
+        QTRY_VERIFY((lines += log.takeLines()).last() == changeLine(20));
+        QVERIFY(monitor.getNetworkState());
+    }
+    QCOMPARE(changes.size(), 3);
+    QCOMPARE(lines.count(changeLine(70)), 3);
+}
+
+void tst_MonitorNetworkManager::restartedNetworkManagerIsFollowed()
+{
+    QVERIFY(setUplink(false));
+    MonitorNetwork monitor(nullptr);
+    const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
+    QVERIFY(!monitor.getNetworkState());
+    QVERIFY(control(QStringLiteral("stop")));
+    QVERIFY(control(QStringLiteral("start")));
+    QVERIFY(setUplink(true));
+    QTRY_VERIFY(!changes.isEmpty());
+    QVERIFY(monitor.getNetworkState());
+}
+
+void tst_MonitorNetworkManager::asksTheSameCallsOfTheRealOne()
+{
+    BusMonitor busMonitor;
+    QVERIFY(busMonitor.start());
+    LogCapture log;
+    MonitorNetwork monitor(nullptr);
+    const QStringList calls = busMonitor.takeCalls(QDBusConnection::systemBus().baseService())
+                                  .filter(QStringLiteral("org.freedesktop.NetworkManager /"));
+    QCOMPARE(calls.size(), 5);
+    QVERIFY(calls.at(0).endsWith(QLatin1String(".Introspect")));
+    QVERIFY(calls.at(1).endsWith(QLatin1String(" PrimaryConnection")));
+    QVERIFY(calls.at(2).endsWith(QLatin1String(" Devices")));
+    QVERIFY(calls.at(3).endsWith(QLatin1String(" State")));
+    QCOMPARE(calls.at(4), calls.at(3));
+}
+
+ISOLATED_TEST_MAIN(tst_MonitorNetworkManager)
+
+#include "tst_monitornetworkmanager.moc"

@@ -1,0 +1,348 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "busmonitor.h"
+#include "fakenetworkmanager.h"
+#include "isolatedtest.h"
+#include "logcapture.h"
+#include "monitorlines.h"
+#include "privatebus.h"
+#include "subscriber.h"
+
+#include <syncstatus/monitornetwork.h>
+
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QLoggingCategory>
+#include <QScopedPointer>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+
+// The last of the states that a test emits: once its line is there, everything that was sent before
+// it has been dealt with.
+constexpr quint32 lastState = 1;
+
+// A subscriber to the monitor, in a thread of its own.
+class Listener : public QObject
+{
+    Q_OBJECT
+
+public:
+    QVector<QThread *> threads;
+    QVector<bool> values;
+
+public Q_SLOTS:
+    void onNetworkStateChange(bool isConnected)
+    {
+        threads += QThread::currentThread();
+        values += isConnected;
+    }
+    void endThread() { thread()->quit(); }
+};
+
+// What a monitor makes of NetworkManager's signals, and of its coming and going.
+class tst_MonitorSignals : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void gainSetsFlagAndIsAnnounced();
+    void lossChangesNothing();
+    void everyReportOfGlobalConnectivityIsAnnounced();
+    void unchangedReportsAreAnnouncedToo();
+    void noOtherStateIsAnnounced();
+    void tenThousandSignalsArrive();
+    void noLinesWhileWarningsAreOff();
+    void signalDuringConstructionIsNotLost();
+    void subscriberInOtherThreadIsCalledThere();
+    void forgedBroadcastIsIgnored();
+    void forgedSignalToThisClientIsIgnored();
+    void forgedSignalWhileNetworkManagerIsGoneIsIgnored();
+    void signalOfOtherTypeIsIgnored();
+    void signalOfOtherObjectIsIgnored();
+
+    void absentAtConstructionIsOfflineForGood();
+    void gainsAreFollowedAfterRestart();
+
+private:
+    void makeMonitor(quint32 state);
+    void forge(const QString &destination);
+    bool waitForLastState();
+
+    PrivateBus m_bus;
+    FakeNetworkManager m_networkManager;
+    QScopedPointer<LogCapture> m_log;
+    QScopedPointer<MonitorNetwork> m_monitor;
+    QScopedPointer<QSignalSpy> m_changes;
+    QStringList m_lines;
+};
+
+void tst_MonitorSignals::initTestCase()
+{
+    QVERIFY(m_bus.start());
+    QVERIFY(m_networkManager.start());
+}
+
+// A monitor that has found this global state.
+void tst_MonitorSignals::makeMonitor(quint32 state)
+{
+    m_networkManager.setPrimaryConnection(QStringLiteral("/"));
+    m_networkManager.setState(state);
+    m_log.reset(new LogCapture);
+    m_monitor.reset(new MonitorNetwork(nullptr));
+    m_changes.reset(new QSignalSpy(m_monitor.data(), &MonitorNetwork::networkStateChange));
+    m_log->take();
+}
+
+// Collects lines in m_lines until that of the last state.
+bool tst_MonitorSignals::waitForLastState()
+{
+    return QTest::qWaitFor(
+        [this] {
+            m_lines += m_log->takeLines();
+            return !m_lines.isEmpty() && m_lines.last() == changeLine(lastState);
+        },
+        30000);
+}
+
+void tst_MonitorSignals::gainSetsFlagAndIsAnnounced()
+{
+    makeMonitor(20);
+    QVERIFY(!m_monitor->getNetworkState());
+    m_log->take();
+
+    m_networkManager.emitStates({70, lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(m_lines, QStringList({changeLine(70), changeLine(lastState)}));
+    QCOMPARE(*m_changes, QList<QVariantList>({{true}}));
+    QVERIFY(m_monitor->getNetworkState());
+}
+
+void tst_MonitorSignals::lossChangesNothing()
+{
+    makeMonitor(70);
+    m_networkManager.emitStates({20, lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(m_lines, QStringList({changeLine(20), changeLine(lastState)}));
+    QCOMPARE(m_changes->size(), 0);
+    QVERIFY(m_monitor->getNetworkState());
+    QCOMPARE(m_log->takeLines(), QStringList({answerLine(true)}));
+}
+
+void tst_MonitorSignals::everyReportOfGlobalConnectivityIsAnnounced()
+{
+    makeMonitor(20);
+    m_networkManager.emitStates({70, 20, 60, 70, lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(m_lines, QStringList({changeLine(70), changeLine(20), changeLine(60), changeLine(70),
+                                   changeLine(lastState)}));
+    QCOMPARE(*m_changes, QList<QVariantList>({{true}, {true}}));
+    QVERIFY(m_monitor->getNetworkState());
+}
+
+void tst_MonitorSignals::unchangedReportsAreAnnouncedToo()
+{
+    makeMonitor(70);
+    m_networkManager.emitStates({70, 70, lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(*m_changes, QList<QVariantList>({{true}, {true}}));
+}
+
+void tst_MonitorSignals::noOtherStateIsAnnounced()
+{
+    makeMonitor(20);
+    m_networkManager.emitStates({0, 10, 20, 30, 40, 50, 60, 69, 71, 100, 4294967295, lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(m_lines.size(), 12);
+    QCOMPARE(m_lines.at(10), changeLine(4294967295));
+    QCOMPARE(m_changes->size(), 0);
+    QVERIFY(!m_monitor->getNetworkState());
+}
+
+void tst_MonitorSignals::tenThousandSignalsArrive()
+{
+    makeMonitor(20);
+    m_networkManager.emitStates(QVector<quint32>(10000, 70));
+    m_networkManager.emitStates({lastState});
+    QVERIFY(QTest::qWaitFor([this] { return m_changes->size() >= 10000; }, 30000));
+    QVERIFY(waitForLastState());
+    QCOMPARE(m_changes->size(), 10000);
+    QCOMPARE(m_lines.count(changeLine(70)), 10000);
+}
+
+void tst_MonitorSignals::noLinesWhileWarningsAreOff()
+{
+    makeMonitor(20);
+    QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent.warning=false"));
+    m_networkManager.emitStates({20, 70});
+    QTRY_COMPARE(m_changes->size(), 1);
+    QCOMPARE(m_log->takeLines(), QStringList());
+}
+
+void tst_MonitorSignals::signalDuringConstructionIsNotLost()
+{
+    m_networkManager.setPrimaryConnection(QStringLiteral("/"));
+    // The answer is 20, and the state becomes 70 while it is under way.
+    m_networkManager.setMethod(QStringLiteral("state"), QStringLiteral("u"),
+                               QStringLiteral("self.StateChanged(70); ret = 20"));
+    m_log.reset(new LogCapture);
+    MonitorNetwork monitor(nullptr);
+    QVERIFY(!monitor.getNetworkState());
+    QTRY_VERIFY(monitor.getNetworkState());
+}
+
+void tst_MonitorSignals::subscriberInOtherThreadIsCalledThere()
+{
+    makeMonitor(20);
+    QThread thread;
+    Listener listener;
+    listener.moveToThread(&thread);
+    connect(m_monitor.data(), &MonitorNetwork::networkStateChange, &listener,
+            &Listener::onNetworkStateChange);
+
+    // Queued: nothing is called while the other thread's event loop does not run.
+    m_networkManager.emitStates({70, 70, lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(m_changes->size(), 2);
+    QCOMPARE(listener.values.size(), 0);
+
+    thread.start();
+    QMetaObject::invokeMethod(&listener, "endThread", Qt::QueuedConnection);
+    thread.wait();
+    QCOMPARE(listener.values, QVector<bool>({true, true}));
+    QCOMPARE(listener.threads, QVector<QThread *>({&thread, &thread}));
+}
+
+// StateChanged(70) from a client that is not NetworkManager.
+void tst_MonitorSignals::forge(const QString &destination)
+{
+    const QString name = QStringLiteral("forger");
+    QDBusConnection forger = QDBusConnection::connectToBus(m_bus.address(), name);
+    QDBusMessage message = QDBusMessage::createTargetedSignal(
+        destination, QStringLiteral("/org/freedesktop/NetworkManager"),
+        QStringLiteral("org.freedesktop.NetworkManager"), QStringLiteral("StateChanged"));
+    message.setArguments({70U});
+    QVERIFY(forger.send(message));
+    // The bus has passed it on when it answers.
+    QVERIFY(
+        forger.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.DBus")).value());
+    QDBusConnection::disconnectFromBus(name);
+}
+
+void tst_MonitorSignals::forgedBroadcastIsIgnored()
+{
+    makeMonitor(20);
+    const Subscriber gullible;
+    forge(QString());
+    m_networkManager.emitStates({lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(gullible.states, QVector<quint32>({70, lastState}));
+    QCOMPARE(m_lines, QStringList({changeLine(lastState)}));
+    QCOMPARE(m_changes->size(), 0);
+    QVERIFY(!m_monitor->getNetworkState());
+}
+
+void tst_MonitorSignals::forgedSignalToThisClientIsIgnored()
+{
+    makeMonitor(20);
+    const Subscriber gullible;
+    forge(QDBusConnection::systemBus().baseService());
+    m_networkManager.emitStates({lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(gullible.states, QVector<quint32>({70, lastState}));
+    QCOMPARE(m_lines, QStringList({changeLine(lastState)}));
+    QCOMPARE(m_changes->size(), 0);
+    QVERIFY(!m_monitor->getNetworkState());
+}
+
+void tst_MonitorSignals::forgedSignalWhileNetworkManagerIsGoneIsIgnored()
+{
+    makeMonitor(20);
+    const Subscriber gullible;
+    m_networkManager.stop();
+    forge(QDBusConnection::systemBus().baseService());
+    QVERIFY(m_networkManager.start());
+    m_networkManager.emitStates({lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(gullible.states, QVector<quint32>({70, lastState}));
+    QCOMPARE(m_lines, QStringList({changeLine(lastState)}));
+    QCOMPARE(m_changes->size(), 0);
+}
+
+void tst_MonitorSignals::signalOfOtherTypeIsIgnored()
+{
+    makeMonitor(20);
+    m_networkManager.emitSignal(QStringLiteral("/org/freedesktop/NetworkManager"),
+                                QStringLiteral("i"), 70);
+    m_networkManager.emitSignal(QStringLiteral("/org/freedesktop/NetworkManager"),
+                                QStringLiteral("s"), QStringLiteral("70"));
+    m_networkManager.emitStates({lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(m_lines, QStringList({changeLine(lastState)}));
+    QCOMPARE(m_changes->size(), 0);
+}
+
+void tst_MonitorSignals::signalOfOtherObjectIsIgnored()
+{
+    makeMonitor(20);
+    m_networkManager.emitSignal(QStringLiteral("/org/freedesktop/NetworkManager/Devices/1"),
+                                QStringLiteral("u"), 70U);
+    m_networkManager.emitStates({lastState});
+    QVERIFY(waitForLastState());
+    QCOMPARE(m_lines, QStringList({changeLine(lastState)}));
+    QCOMPARE(m_changes->size(), 0);
+}
+
+void tst_MonitorSignals::absentAtConstructionIsOfflineForGood()
+{
+    m_networkManager.stop();
+    BusMonitor busMonitor;
+    QVERIFY(busMonitor.start());
+    LogCapture log;
+    MonitorNetwork monitor(nullptr);
+    const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
+    QStringList lines = log.takeLines();
+    QVERIFY(lines.first().startsWith(QLatin1String("warning default: QObject::connect: ")));
+    lines.removeFirst(); // Qt's own, about the signal that it cannot find
+    QCOMPARE(lines, QStringList({primaryLine(QString()), errorLine()}));
+
+    const Subscriber subscriber(QStringLiteral("org.freedesktop.NetworkManager"));
+    busMonitor.takeCalls(QDBusConnection::systemBus().baseService());
+
+    QVERIFY(m_networkManager.start());
+    m_networkManager.setConnectedDevices({100});
+    m_networkManager.setState(70);
+    m_networkManager.emitStates({70});
+    QTRY_COMPARE(subscriber.states, QVector<quint32>({70}));
+    QCOMPARE(log.takeLines(), QStringList());
+    QCOMPARE(changes.size(), 0);
+    QVERIFY(!monitor.getNetworkState());
+    QCOMPARE(busMonitor.takeCalls(QDBusConnection::systemBus().baseService()), QStringList());
+}
+
+void tst_MonitorSignals::gainsAreFollowedAfterRestart()
+{
+    makeMonitor(20);
+    BusMonitor busMonitor;
+    QVERIFY(busMonitor.start());
+    for (int restart = 0; restart < 3; ++restart) {
+        m_changes->clear();
+        m_lines.clear();
+        m_networkManager.stop();
+        QVERIFY(m_networkManager.start());
+        m_networkManager.setConnectedDevices({100});
+        m_networkManager.emitStates({20, 70, lastState});
+        QVERIFY(waitForLastState());
+        QCOMPARE(m_lines, QStringList({changeLine(20), changeLine(70), changeLine(lastState)}));
+        QCOMPARE(*m_changes, QList<QVariantList>({{true}}));
+    }
+    // No second evaluation.
+    QCOMPARE(busMonitor.takeCalls(QDBusConnection::systemBus().baseService()), QStringList());
+}
+
+ISOLATED_TEST_MAIN(tst_MonitorSignals)
+
+#include "tst_monitorsignals.moc"
