@@ -14,7 +14,8 @@ class MonitorNetworkPrivate;
 /// The process's one source of truth for whether the machine is online.
 ///
 /// The monitor asks NetworkManager on the system D-Bus once, when it is made, and from then on
-/// follows NetworkManager's signal `StateChanged(u)`. It answers from a cached flag.
+/// follows NetworkManager's signal `StateChanged(u)`, as sent by the owner of NetworkManager's bus
+/// name and nobody else. It answers from a cached flag.
 ///
 /// **It only reports gains.** After construction nothing turns the flag back to false and no loss
 /// is announced: `networkStateChange` always carries true, and `getNetworkState()` means "global
@@ -23,14 +24,18 @@ class MonitorNetworkPrivate;
 ///
 /// Threads: the monitor lives in the thread that first calls getInstance(), which must run an event
 /// loop for signals to arrive; call everything but getInstance() from that thread. First calls of
-/// getInstance() from several threads at once are safe.
+/// getInstance() from several threads at once are safe. A subscriber in another thread is called
+/// there, through its event loop, when it connects as usual (Qt::AutoConnection).
 ///
 /// Blocking: only construction talks to D-Bus and it blocks its caller: one introspection of
 /// NetworkManager's root object, one read of "PrimaryConnection" and, when there is such a
 /// connection, one read of its "Devices" and one of "State" for each device up to the first that
 /// is activated (two while warnings are enabled for the category: one to log, one to test); one
-/// call of "state" when no activated device was found. Each is bounded by QtDBus's own time-out of
-/// 25 seconds. NetworkManager normally answers all of them within some milliseconds.
+/// call of "state" when no activated device was found. Qt asks the bus itself for the owner of
+/// NetworkManager's name as well, however many devices there are. All of it normally takes some
+/// milliseconds. A call that is not answered is given up after 25 seconds, libdbus's default; a
+/// NetworkManager that is on the bus and answers nothing costs two of them, the introspection and
+/// "state". When the bus itself ends during such a call, QtDBus 5.15 does not return from it.
 ///
 /// Logging: every line is a warning of the category "org.corvel.license.agent" and begins with
 /// "codestack: ". Construction writes "get primary connection path:" with the path, then for each
@@ -50,9 +55,12 @@ public:
     /// Evaluates connectivity and subscribes to NetworkManager, as described above. Reserved for
     /// getInstance(): a second monitor would only repeat the first one's work.
     ///
-    /// When NetworkManager or the bus is absent, the flag stays false, and this monitor neither
-    /// evaluates nor subscribes again; Qt adds a line of its own about the signal that it could not
-    /// find. A NetworkManager that was there and is restarted later is followed.
+    /// When NetworkManager or the bus is absent, or NetworkManager does not answer the
+    /// introspection, the flag stays false, and this monitor neither evaluates nor subscribes
+    /// again; Qt adds a line of its own about the signal that it could not find. A NetworkManager
+    /// that was there and is restarted later is followed, without a new evaluation. A bus that ends
+    /// later takes the subscription with it for good, since Qt connects to the system bus once in a
+    /// process; the flag stays what it is.
     explicit MonitorNetwork(QObject *parent);
     ~MonitorNetwork() override;
 
