@@ -3,8 +3,6 @@
 
 #include "logcapture.h"
 
-#include <QMutexLocker>
-
 #include <utility>
 
 namespace {
@@ -45,7 +43,7 @@ LogCapture::~LogCapture()
 
 void LogCapture::handle(QtMsgType level, const QMessageLogContext &context, const QString &text)
 {
-    const QMutexLocker locker(&current->m_mutex);
+    const std::lock_guard locker(current->m_mutex);
     current->m_records.append({level, QString::fromUtf8(context.category), text,
                                QString::fromUtf8(context.file), context.line,
                                QString::fromUtf8(context.function)});
@@ -53,7 +51,7 @@ void LogCapture::handle(QtMsgType level, const QMessageLogContext &context, cons
 
 QVector<LogRecord> LogCapture::take()
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard locker(m_mutex);
     return std::exchange(m_records, {});
 }
 

@@ -4,7 +4,6 @@
 #include "custompluginmanager.h"
 
 #include <QLoggingCategory>
-#include <QMutexLocker>
 
 #include <algorithm>
 
@@ -38,7 +37,7 @@ void CustomPluginManager::removePluginImplement(QObject *object)
 QObject *CustomPluginManager::getPluginImpByName(const QString &name)
 {
     CustomPluginManager *manager = instance();
-    const QMutexLocker locker(&manager->m_mutex);
+    const std::lock_guard locker(manager->m_mutex);
     const auto &entries = qAsConst(manager->m_entries);
     const auto found = std::find_if(entries.begin(), entries.end(),
                                     [&](const Entry &entry) { return entry.name == name; });
@@ -52,32 +51,37 @@ void CustomPluginManager::add(QObject *object)
         return;
     }
     const QString name = object->objectName();
+    bool added = true;
     bool nameTaken = false;
     {
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard locker(m_mutex);
         for (const Entry &entry : qAsConst(m_entries)) {
-            if (entry.object == object) {
-                qCWarning(log) << "added already, held once:" << name;
-                return;
-            }
+            added = added && entry.object != object;
             nameTaken = nameTaken || entry.name == name;
         }
-        m_entries.append({name, object});
+        if (added)
+            m_entries.append({name, object});
+    }
+    // Not under the lock: a message handler may use the registry.
+    if (!added) {
+        qCWarning(log) << "added already, held once:" << name;
+        return;
     }
     if (nameTaken)
         qCWarning(log) << "two objects of one name, the first is the one found:" << name;
-    connect(object, &QObject::destroyed, this, &CustomPluginManager::remove, Qt::DirectConnection);
+    connect(object, &QObject::destroyed, this, &CustomPluginManager::remove,
+            Qt::ConnectionType(Qt::DirectConnection | Qt::UniqueConnection));
 }
 
 void CustomPluginManager::remove(QObject *object)
 {
-    const QMutexLocker locker(&m_mutex);
+    // Touches nothing of the object, not even to disconnect it: another thread may be destroying
+    // it.
+    const std::lock_guard locker(m_mutex);
     const auto found = std::find_if(m_entries.begin(), m_entries.end(),
                                     [&](const Entry &entry) { return entry.object == object; });
-    if (found == m_entries.end())
-        return;
-    m_entries.erase(found);
-    disconnect(object, &QObject::destroyed, this, &CustomPluginManager::remove);
+    if (found != m_entries.end())
+        m_entries.erase(found);
 }
 
 } // namespace custompluginmanager

@@ -7,9 +7,10 @@
 #include <custompluginmanager/custompluginmanager_export.h>
 
 #include <QList>
-#include <QMutex>
 #include <QObject>
 #include <QString>
+
+#include <mutex>
 
 namespace custompluginmanager {
 
@@ -52,7 +53,7 @@ private:
     void add(QObject *object);
     void remove(QObject *object);
 
-    QMutex m_mutex;
+    std::mutex m_mutex;     // which, unlike QMutex, the thread sanitizer sees
     QList<Entry> m_entries; // in the order of adding
 };
 

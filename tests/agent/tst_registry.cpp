@@ -1,0 +1,332 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+// The framework that plugins are given: the registry of implementation objects, the base class's
+// defaults and the names in its header.
+
+#include "logcapture.h"
+
+#include <custompluginmanager/custompluginmanager.h>
+#include <custompluginmanager/pluginbase.h>
+
+#include <QScopedPointer>
+#include <QTest>
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <thread>
+#include <utility>
+#include <vector>
+
+using custompluginmanager::CustomPluginManager;
+using custompluginmanager::PluginBase;
+
+namespace {
+
+std::unique_ptr<QObject> named(const char *name)
+{
+    auto object = std::make_unique<QObject>();
+    object->setObjectName(QLatin1String(name));
+    return object;
+}
+
+QObject *find(const char *name)
+{
+    return CustomPluginManager::getPluginImpByName(QLatin1String(name));
+}
+
+QString warning(const char *text)
+{
+    return QLatin1String("warning custompluginmanager: ") + QLatin1String(text);
+}
+
+// Runs the work in several threads that start it together.
+void together(int threadCount, const std::function<void(int)> &work)
+{
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < threadCount; ++i)
+        threads.emplace_back([&, i] {
+            ++ready;
+            while (ready < threadCount)
+                std::this_thread::yield();
+            work(i);
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
+class MinimalPlugin : public PluginBase
+{
+public:
+    bool initialize(QString *) override { return true; }
+    void extensionsInitialized() override {}
+    bool delayedInitialize() override { return false; }
+};
+
+} // namespace
+
+class RegistryTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void firstUseFromSeveralThreadsMakesOneRegistry(); // has to be the first
+    void instanceIsAlwaysTheSame();
+    void objectIsFoundByTheNameItWasAddedUnder();
+    void unknownNameFindsNothing();
+    void removedObjectIsNotFound();
+    void removingAnUnknownObjectIsHarmless();
+    void sameObjectTwiceIsHeldOnceAndWarnedAbout();
+    void objectAddedAfterItsRemovalIsFoundAgain();
+    void destroyedObjectLeavesByItself();
+    void ofTwoObjectsWithOneNameTheFirstIsFound();
+    void nullAndNamelessObjectsAreNotAdded();
+    void messageHandlerMayUseTheRegistry();
+    void severalThreadsAtOnceLoseNothing();
+    void objectMayBeDestroyedWhileItIsRemoved();
+
+    void pluginDefaults();
+    void pluginMetaObject();
+    void namesOfTheInterface();
+
+private:
+    QScopedPointer<LogCapture> m_log;
+};
+
+void RegistryTest::init()
+{
+    m_log.reset(new LogCapture);
+}
+
+void RegistryTest::cleanup()
+{
+    const QStringList lines = m_log->takeLines();
+    m_log.reset();
+    QCOMPARE(lines, QStringList()); // each test takes the lines that it expects
+}
+
+void RegistryTest::firstUseFromSeveralThreadsMakesOneRegistry()
+{
+    std::array<CustomPluginManager *, 8> found{};
+    together(int(found.size()), [&](int i) { found[size_t(i)] = CustomPluginManager::instance(); });
+    QVERIFY(found[0]);
+    for (const CustomPluginManager *manager : found)
+        QCOMPARE(manager, found[0]);
+}
+
+void RegistryTest::instanceIsAlwaysTheSame()
+{
+    QVERIFY(CustomPluginManager::instance());
+    QCOMPARE(CustomPluginManager::instance(), CustomPluginManager::instance());
+}
+
+void RegistryTest::objectIsFoundByTheNameItWasAddedUnder()
+{
+    const auto one = named("one");
+    const auto two = named("two");
+    CustomPluginManager::addPluginImplement(one.get());
+    CustomPluginManager::addPluginImplement(two.get());
+    QCOMPARE(find("one"), one.get());
+    QCOMPARE(find("two"), two.get());
+
+    one->setObjectName(QStringLiteral("renamed"));
+    QCOMPARE(find("one"), one.get());
+    QCOMPARE(find("renamed"), nullptr);
+}
+
+void RegistryTest::unknownNameFindsNothing()
+{
+    const auto object = named("Name");
+    CustomPluginManager::addPluginImplement(object.get());
+    QCOMPARE(find("name"), nullptr);
+    QCOMPARE(find("Name "), nullptr);
+    QCOMPARE(find("Nam"), nullptr);
+    QCOMPARE(find(""), nullptr);
+    QCOMPARE(CustomPluginManager::getPluginImpByName(QString()), nullptr);
+}
+
+void RegistryTest::removedObjectIsNotFound()
+{
+    const auto object = named("object");
+    CustomPluginManager::addPluginImplement(object.get());
+    CustomPluginManager::removePluginImplement(object.get());
+    QCOMPARE(find("object"), nullptr);
+}
+
+void RegistryTest::removingAnUnknownObjectIsHarmless()
+{
+    const auto held = named("object");
+    const auto unknown = named("object");
+    CustomPluginManager::removePluginImplement(unknown.get());
+    CustomPluginManager::addPluginImplement(held.get());
+    CustomPluginManager::removePluginImplement(unknown.get());
+    CustomPluginManager::removePluginImplement(nullptr);
+    QCOMPARE(find("object"), held.get());
+    CustomPluginManager::removePluginImplement(held.get());
+    CustomPluginManager::removePluginImplement(held.get());
+    QCOMPARE(find("object"), nullptr);
+}
+
+void RegistryTest::sameObjectTwiceIsHeldOnceAndWarnedAbout()
+{
+    const auto object = named("object");
+    CustomPluginManager::addPluginImplement(object.get());
+    QCOMPARE(m_log->takeLines(), QStringList());
+    CustomPluginManager::addPluginImplement(object.get());
+    QCOMPARE(m_log->takeLines(), QStringList({warning("added already, held once: \"object\"")}));
+
+    object->setObjectName(QStringLiteral("renamed"));
+    CustomPluginManager::addPluginImplement(object.get());
+    QCOMPARE(m_log->takeLines(), QStringList({warning("added already, held once: \"renamed\"")}));
+    QCOMPARE(find("renamed"), nullptr);
+    QCOMPARE(find("object"), object.get());
+
+    CustomPluginManager::removePluginImplement(object.get());
+    QCOMPARE(find("object"), nullptr);
+}
+
+void RegistryTest::objectAddedAfterItsRemovalIsFoundAgain()
+{
+    const auto object = named("object");
+    for (int i = 0; i < 3; ++i) {
+        CustomPluginManager::addPluginImplement(object.get());
+        QCOMPARE(find("object"), object.get());
+        CustomPluginManager::removePluginImplement(object.get());
+        QCOMPARE(find("object"), nullptr);
+    }
+}
+
+void RegistryTest::destroyedObjectLeavesByItself()
+{
+    auto object = named("object");
+    CustomPluginManager::addPluginImplement(object.get());
+    object.reset();
+    QCOMPARE(find("object"), nullptr);
+}
+
+void RegistryTest::ofTwoObjectsWithOneNameTheFirstIsFound()
+{
+    auto first = named("object");
+    const auto second = named("object");
+    CustomPluginManager::addPluginImplement(first.get());
+    CustomPluginManager::addPluginImplement(second.get());
+    QCOMPARE(
+        m_log->takeLines(),
+        QStringList({warning("two objects of one name, the first is the one found: \"object\"")}));
+    QCOMPARE(find("object"), first.get());
+    first.reset();
+    QCOMPARE(find("object"), second.get());
+}
+
+void RegistryTest::nullAndNamelessObjectsAreNotAdded()
+{
+    CustomPluginManager::addPluginImplement(nullptr);
+    QCOMPARE(m_log->takeLines(), QStringList({warning("not added, it has no name: QObject(0x0)")}));
+    QObject nameless;
+    CustomPluginManager::addPluginImplement(&nameless);
+    const QStringList lines = m_log->takeLines();
+    QCOMPARE(lines.size(), 1);
+    QVERIFY(lines.first().startsWith(warning("not added, it has no name: QObject(0x")));
+    QCOMPARE(find(""), nullptr);
+}
+
+void RegistryTest::messageHandlerMayUseTheRegistry()
+{
+    static QObject *seen;
+    seen = nullptr;
+    const auto first = named("object");
+    const auto second = named("object");
+    const QtMessageHandler previous = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext &, const QString &) { seen = find("object"); });
+    CustomPluginManager::addPluginImplement(first.get());
+    CustomPluginManager::addPluginImplement(first.get());
+    QObject *const seenWhenTwice = std::exchange(seen, nullptr);
+    CustomPluginManager::addPluginImplement(second.get());
+    qInstallMessageHandler(previous);
+    QCOMPARE(seenWhenTwice, first.get());
+    QCOMPARE(seen, first.get());
+}
+
+void RegistryTest::severalThreadsAtOnceLoseNothing()
+{
+    constexpr int threadCount = 4;
+    constexpr int objectsEach = 200;
+    std::atomic<int> missed{0};
+    const auto bystander = named("bystander");
+    CustomPluginManager::addPluginImplement(bystander.get());
+    together(threadCount, [&](int thread) {
+        std::vector<std::unique_ptr<QObject>> objects;
+        for (int i = 0; i < objectsEach; ++i) {
+            objects.push_back(named(qPrintable(QStringLiteral("%1/%2").arg(thread).arg(i))));
+            CustomPluginManager::addPluginImplement(objects.back().get());
+            missed += find("bystander") != bystander.get();
+        }
+        for (const auto &object : objects) {
+            missed += CustomPluginManager::getPluginImpByName(object->objectName()) != object.get();
+            CustomPluginManager::removePluginImplement(object.get());
+            missed += CustomPluginManager::getPluginImpByName(object->objectName()) != nullptr;
+        }
+    });
+    QCOMPARE(missed.load(), 0);
+}
+
+void RegistryTest::objectMayBeDestroyedWhileItIsRemoved()
+{
+    for (int i = 0; i < 500; ++i) {
+        auto object = named("object");
+        QObject *const raw = object.get();
+        CustomPluginManager::addPluginImplement(raw);
+        together(2, [&](int thread) {
+            if (thread == 0)
+                object.reset();
+            else
+                CustomPluginManager::removePluginImplement(raw);
+        });
+        QCOMPARE(find("object"), nullptr);
+    }
+}
+
+void RegistryTest::pluginDefaults()
+{
+    MinimalPlugin plugin;
+    QVERIFY(!plugin.parent());
+    QByteArray data("data");
+    QVERIFY(!plugin.verify(data));
+    QCOMPARE(data, QByteArray("data"));
+    QVERIFY(plugin.commandOptions().isEmpty());
+    const QStringList arguments{"agent", "--option"};
+    QVERIFY(!plugin.parseArgumentOptions(arguments));
+    QCOMPARE(arguments, QStringList({"agent", "--option"}));
+    plugin.aboutToShutdown();
+}
+
+void RegistryTest::pluginMetaObject()
+{
+    const QMetaObject &meta = PluginBase::staticMetaObject;
+    QCOMPARE(meta.className(), "custompluginmanager::PluginBase");
+    QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
+    QCOMPARE(meta.methodCount(), meta.methodOffset());
+    QCOMPARE(meta.propertyCount(), meta.propertyOffset());
+}
+
+void RegistryTest::namesOfTheInterface()
+{
+    QCOMPARE(CUSTOMPLUGINMANAGER_PLUGIN_IID, "com.tav.Keldrin.TAVKeldrinPlugin");
+    QCOMPARE(custompluginmanager::PLUGIN_METADATA, "MetaData");
+    QCOMPARE(custompluginmanager::PLUGIN_NAME, "Name");
+    QCOMPARE(custompluginmanager::PLUGIN_VERSION, "Version");
+    QCOMPARE(custompluginmanager::PLUGIN_DESCRIPTION, "Description");
+    QCOMPARE(custompluginmanager::PLUGIN_DISABLED_BY_DEFAULT, "DisabledByDefault");
+    QCOMPARE(custompluginmanager::PLUGIN_CATEGORY, "Category");
+    QCOMPARE(custompluginmanager::DELAYED_INITIALIZE_INTERVAL, 20);
+}
+
+QTEST_GUILESS_MAIN(RegistryTest)
+
+#include "tst_registry.moc"
