@@ -18,9 +18,8 @@
 #include <QPluginLoader>
 #include <QPointer>
 
-#include <sys/mman.h>
-
 #include <malloc.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdio>

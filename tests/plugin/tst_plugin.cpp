@@ -337,9 +337,8 @@ void PluginTest::initializeTwiceRegistersTwice()
     QObject *const implement = barehost::lastImplement();
     QVERIFY(plugin->initialize(nullptr));
     QCOMPARE(barehost::lastImplement(), implement);
-    QCOMPARE(barehost::takeCalls(),
-             QStringList({QStringLiteral("instance"), call("add"), QStringLiteral("instance"),
-                          call("add")}));
+    QCOMPARE(barehost::takeCalls(), QStringList({QStringLiteral("instance"), call("add"),
+                                                 QStringLiteral("instance"), call("add")}));
     const QString line = agentDebug("codestack:  initialize sync status plugin");
     QCOMPARE(m_log->takeLines(), QStringList({line, line}));
 }
@@ -441,8 +440,11 @@ void PluginTest::linesCarryFileLineAndFunction()
     plugin->delayedInitialize();
 
     const QVector<LogRecord> records = m_log->take();
-    const QStringList functions{"initialize", "extensionsInitialized", "extensionsInitialized",
-                                "extensionsInitialized", "extensionsInitialized",
+    const QStringList functions{"initialize",
+                                "extensionsInitialized",
+                                "extensionsInitialized",
+                                "extensionsInitialized",
+                                "extensionsInitialized",
                                 "delayedInitialize"};
     QCOMPARE(records.size(), functions.size());
     for (int i = 0; i < records.size(); ++i) {
@@ -464,8 +466,7 @@ void PluginTest::withDebugOffOnlyTheWarningIsWritten()
     QVERIFY(plugin->initialize(nullptr));
     plugin->extensionsInitialized();
     QVERIFY(plugin->delayedInitialize());
-    QCOMPARE(m_log->takeLines(),
-             QStringList({agentWarning("codestack:  serviceObject is empty")}));
+    QCOMPARE(m_log->takeLines(), QStringList({agentWarning("codestack:  serviceObject is empty")}));
 }
 
 void PluginTest::withEverythingOffNothingIsWrittenAndResultsStay()
@@ -610,14 +611,13 @@ void PluginTest::nothingMakesTheMonitorBeforeItIsAskedFor()
     QCOMPARE(lines.last(), agentWarning("codestack:  getNetworkState: false \n"));
 
     QObject *monitor = nullptr;
-    QVERIFY(QMetaObject::invokeMethod(implement, "networkMonitor",
-                                      Q_RETURN_ARG(QObject *, monitor)));
+    QVERIFY(
+        QMetaObject::invokeMethod(implement, "networkMonitor", Q_RETURN_ARG(QObject *, monitor)));
     QVERIFY(monitor);
     QCOMPARE(monitor->metaObject()->className(), "MonitorNetwork");
     QCOMPARE(m_log->takeLines(), QStringList());
     QObject *again = nullptr;
-    QVERIFY(
-        QMetaObject::invokeMethod(implement, "networkMonitor", Q_RETURN_ARG(QObject *, again)));
+    QVERIFY(QMetaObject::invokeMethod(implement, "networkMonitor", Q_RETURN_ARG(QObject *, again)));
     QCOMPARE(again, monitor);
 }
 

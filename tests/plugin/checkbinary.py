@@ -1,0 +1,88 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The SyncStatus developers
+# SPDX-License-Identifier: Apache-2.0
+
+"""Checks what a built libsyncstatus.so tells the dynamic linker.
+
+Usage: checkbinary.py LIBRARY MAP QT_DIRECTORY NM READELF
+
+MAP is the linker script that lists what the library exports. QT_DIRECTORY is where Qt's libraries are: a library in a
+build tree may name it as a run path where the dynamic linker does not search it by itself.
+"""
+
+import fnmatch
+import re
+import subprocess
+import sys
+import unittest
+
+LIBRARY, MAP, QT_DIRECTORY, NM, READELF = sys.argv[1:]
+
+QT_LIBRARIES = r"libQt5(Core|DBus|Network)\.so\.5"
+COMPILER_AND_C_LIBRARIES = (
+    r"libstdc\+\+\.so\.6|libc\+\+(abi)?\.so\.1|libgcc_s\.so\.1|libunwind\.so\.1"
+    r"|lib(c|m|dl|rt|pthread)\.so\.\d+|ld-linux.*\.so\.\d+"
+)
+
+
+def output_lines(*command):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout.splitlines()
+
+
+def exported_symbols():
+    """The demangled name of each exported symbol."""
+    return [line.split(None, 2)[2] for line in output_lines(NM, "-DC", "--defined-only", LIBRARY)]
+
+
+def offered():
+    """The names and patterns of the script's global part."""
+    with open(MAP, encoding="utf-8") as file:
+        text = re.sub(r"/\*.*?\*/", "", file.read(), flags=re.DOTALL)
+    part = text.split("global:")[1].split("local:")[0]
+    part = part.replace('extern "C++" {', "").replace("};", "")
+    return [entry.strip().strip('"') for entry in part.split(";") if entry.strip()]
+
+
+def dynamic_entries(tag):
+    """The text of the dynamic section's entries with this tag."""
+    lines = output_lines(READELF, "-dW", LIBRARY)
+    return [line.split(")", 1)[1].strip() for line in lines if f" ({tag}) " in line]
+
+
+class LibraryFile(unittest.TestCase):
+    def test_nothing_but_the_offer_is_exported(self):
+        symbols = exported_symbols()
+        strangers = [s for s in symbols if not any(fnmatch.fnmatchcase(s, e) for e in offered())]
+        self.assertEqual(strangers, [])
+
+    def test_all_of_the_offer_is_exported(self):
+        symbols = exported_symbols()
+        missing = [entry for entry in offered() if not fnmatch.filter(symbols, entry)]
+        self.assertEqual(missing, [])
+
+    def test_only_qt_and_the_compilers_libraries_are_needed(self):
+        needed = re.findall(r"\[(.*?)\]", "\n".join(dynamic_entries("NEEDED")))
+        allowed = re.compile(f"{QT_LIBRARIES}|{COMPILER_AND_C_LIBRARIES}")
+        self.assertEqual([name for name in needed if not allowed.fullmatch(name)], [])
+        self.assertLessEqual({"libQt5Core.so.5", "libQt5DBus.so.5"}, set(needed))
+
+    def test_nothing_pins_it_in_memory(self):
+        symbols = output_lines(READELF, "-W", "--dyn-syms", LIBRARY)
+        self.assertEqual([line for line in symbols if " UNIQUE " in line], [])
+        self.assertNotIn("NODELETE", " ".join(dynamic_entries("FLAGS_1")))
+
+    def test_functions_are_bound_when_they_are_first_called(self):
+        self.assertEqual(dynamic_entries("BIND_NOW"), [])
+        self.assertNotIn("BIND_NOW", " ".join(dynamic_entries("FLAGS")))
+        self.assertNotIn("NOW", " ".join(dynamic_entries("FLAGS_1")).split())
+
+    def test_it_brings_no_search_path(self):
+        paths = dynamic_entries("RPATH") + dynamic_entries("RUNPATH")
+        self.assertEqual([path for path in paths if f"[{QT_DIRECTORY}]" not in path], [])
+
+    def test_its_name_is_that_of_the_binary_interface(self):
+        self.assertEqual(dynamic_entries("SONAME"), ["Library soname: [libsyncstatus.so.1]"])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

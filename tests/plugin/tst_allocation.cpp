@@ -1,0 +1,151 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+// A bare host whose operator new can run out of memory and counts what it gives. It is the one that
+// the library and Qt use in this process, as the executable's definition comes first.
+
+#include "barehost.h"
+
+#include <QLibrary>
+#include <QLoggingCategory>
+#include <QTest>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+using custompluginmanager::PluginBase;
+
+namespace {
+
+std::atomic<int> given{0};        // since the start
+std::atomic<int> living{0};       // given and not taken back
+std::atomic<int> untilFailure{0}; // the next but how many fails; 0: none
+
+} // namespace
+
+Q_DECL_EXPORT void *operator new(std::size_t size)
+{
+    if (untilFailure > 0 && --untilFailure == 0)
+        throw std::bad_alloc();
+    void *const memory = std::malloc(size);
+    if (!memory)
+        throw std::bad_alloc();
+    ++given;
+    ++living;
+    return memory;
+}
+
+Q_DECL_EXPORT void operator delete(void *memory) noexcept
+{
+    if (memory)
+        --living;
+    std::free(memory);
+}
+
+Q_DECL_EXPORT void operator delete(void *memory, std::size_t) noexcept
+{
+    operator delete(memory);
+}
+
+class AllocationTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void failureWhileConstructingPropagatesAndLeaksNothing();
+    void linesThatAreSwitchedOffAllocateNothing();
+
+private:
+    using Instance = QObject *(*)();
+
+    QLibrary m_library{QStringLiteral(SYNCSTATUS_PLUGIN_FILE)};
+    Instance m_instance = nullptr;
+};
+
+void AllocationTest::init()
+{
+    m_instance = reinterpret_cast<Instance>(m_library.resolve("qt_plugin_instance"));
+    QVERIFY2(m_instance, qPrintable(m_library.errorString()));
+    barehost::takeCalls();
+}
+
+void AllocationTest::cleanup()
+{
+    QLoggingCategory::setFilterRules(QString());
+    m_instance = nullptr;
+    QVERIFY(m_library.unload());
+}
+
+void AllocationTest::failureWhileConstructingPropagatesAndLeaksNothing()
+{
+    // In order: the plugin object, the inside of its QObject, the private part with the
+    // implementation object in it, the inside of that one's QObject, the room for its name.
+    constexpr int allocations = 5;
+    for (int failing = 1; failing <= allocations; ++failing) {
+        barehost::takeCalls();
+        const int before = living;
+        bool thrown = false;
+        untilFailure = failing;
+        try {
+            m_instance();
+        } catch (const std::bad_alloc &) {
+            thrown = true;
+        }
+        const bool failed = untilFailure == 0;
+        untilFailure = 0;
+        QVERIFY(failed);
+        QVERIFY(thrown);
+        QCOMPARE(living.load(), before);
+        // Nothing was registered or removed, and the base went when there had been one.
+        QStringList expected;
+        if (failing > 2)
+            expected = QStringList({"PluginBase", "~PluginBase"});
+        QCOMPARE(barehost::takeCalls(), expected);
+    }
+
+    const int before = given;
+    QObject *const plugin = m_instance();
+    QVERIFY(plugin);
+    // One more, which is that of the guarded pointer to the finished plugin object.
+    QCOMPARE(given - before, allocations + 1);
+    QCOMPARE(m_instance(), plugin);
+    delete plugin;
+}
+
+void AllocationTest::linesThatAreSwitchedOffAllocateNothing()
+{
+    auto *const plugin = qobject_cast<PluginBase *>(m_instance());
+    QVERIFY(plugin);
+    QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent=false"));
+    plugin->delayedInitialize(); // makes the category
+    plugin->initialize(nullptr);
+    plugin->extensionsInitialized();
+
+    int before = given;
+    for (int i = 0; i < 10; ++i) {
+        QVERIFY(plugin->delayedInitialize());
+        QVERIFY(plugin->initialize(nullptr));
+        plugin->extensionsInitialized();
+    }
+    const int switchedOff = given - before;
+
+    const QtMessageHandler discard = [](QtMsgType, const QMessageLogContext &, const QString &) {};
+    const QtMessageHandler previous = qInstallMessageHandler(discard);
+    QLoggingCategory::setFilterRules(QString());
+    before = given;
+    plugin->delayedInitialize();
+    const int switchedOn = given - before;
+    qInstallMessageHandler(previous);
+    delete plugin;
+
+    QCOMPARE(switchedOff, 0);
+    QVERIFY(switchedOn > 0); // or nothing would have been counted above
+}
+
+QTEST_GUILESS_MAIN(AllocationTest)
+
+#include "tst_allocation.moc"
