@@ -1,0 +1,201 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+// LogReader on any log, cut into pieces of any size: what it gives and counts must be the same as
+// what a plain implementation finds, which has the whole log before it.
+//
+// The first byte of the input says how the log is cut and how plain text is given. In the rest, the
+// byte 1 and the two after it stand for an encrypted text, whole, cut off or damaged, which the
+// fuzzer could not make up.
+
+#include "judge.h"
+
+#include <QList>
+
+#include <logreader.h>
+#include <openssl/rsa.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+const QByteArray marker("LicenseLogEncryptSign");
+const QByteArray alphabet("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
+
+QByteArray encrypted(EVP_PKEY *key, const QByteArray &text)
+{
+    EVP_PKEY_CTX *const context = EVP_PKEY_CTX_new(key, nullptr);
+    QByteArray block(EVP_PKEY_size(key), '\0');
+    auto size = std::size_t(block.size());
+    require(EVP_PKEY_encrypt_init(context) > 0 &&
+                EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_PADDING) > 0 &&
+                EVP_PKEY_encrypt(context, reinterpret_cast<uchar *>(block.data()), &size,
+                                 reinterpret_cast<const uchar *>(text.constData()),
+                                 std::size_t(text.size())) > 0,
+            "OpenSSL encrypts");
+    EVP_PKEY_CTX_free(context);
+    return block;
+}
+
+/// Texts of one to four blocks, the last one for another key.
+QList<QByteArray> makeTexts(EVP_PKEY *own)
+{
+    const PrivateKey other = keyFromFile(OTHER_KEY);
+    QList<QByteArray> texts;
+    for (int blocks = 1; blocks <= 4; ++blocks) {
+        QByteArray bytes;
+        for (int i = 0; i < blocks; ++i)
+            bytes += encrypted(blocks < 4 ? own : other.get(),
+                               QByteArray(30, char('a' + i)) + "\x1b\n\xc2\x9b");
+        texts += marker + bytes.toBase64();
+    }
+    return texts;
+}
+
+QByteArray expand(const QByteArray &input, const QList<QByteArray> &texts)
+{
+    QByteArray log;
+    for (int i = 0; i < input.size(); ++i) {
+        if (input.at(i) != 1 || i + 2 >= input.size()) {
+            log += input.at(i);
+            continue;
+        }
+        const unsigned which = uchar(input.at(++i));
+        const unsigned how = uchar(input.at(++i));
+        QByteArray text = texts.at(int(which) % texts.size());
+        const int position = text.size() * int(how % 128) / 128;
+        if (how >= 128)
+            text[position] = alphabet.at((alphabet.indexOf(text.at(position)) + 1) % 64);
+        else if (how > 0)
+            text.truncate(position);
+        log += text;
+    }
+    return log;
+}
+
+struct Reading
+{
+    QByteArray output;
+    unsigned long long read = 0;
+    unsigned long long unread = 0;
+};
+
+/// The bits of \a base64, whole bytes of them.
+QByteArray bytesOf(const QByteArray &base64)
+{
+    return QByteArray::fromBase64(base64);
+}
+
+/// What stands in a log for the encrypted text \a body \a padding, which comes after its marker.
+void replaceText(EVP_PKEY *key, const QByteArray &body, const QByteArray &padding, Reading *reading)
+{
+    const int blockSize = EVP_PKEY_size(key);
+    const QByteArray bytes = bytesOf(body);
+    const int blocks = bytes.size() / blockSize;
+    if (blocks == 0 && body.size() < 64) {
+        reading->output += marker + body + padding;
+        return;
+    }
+
+    bool complete = true;
+    int gapBegin = -1; // the first character of an open gap
+    const auto openGap = [&](int block, const char *reason) {
+        complete = false;
+        if (gapBegin >= 0)
+            return;
+        gapBegin = 8 * blockSize * block / 6;
+        reading->output += QByteArray("[not decrypted (") + reason + "): ";
+        if (block == 0)
+            reading->output += marker;
+    };
+    const auto closeGap = [&](const QByteArray &characters) {
+        if (gapBegin >= 0)
+            reading->output += characters.mid(gapBegin) + ']';
+        gapBegin = -1;
+    };
+    for (int block = 0; block < blocks; ++block) {
+        BlockDecryptor decryptor(key);
+        const auto *const begin = bytes.constData() + block * blockSize;
+        if (const auto plain = decryptor.decrypt(std::vector<uchar>(begin, begin + blockSize))) {
+            closeGap(body.left((8 * blockSize * block + 5) / 6));
+            reading->output += QByteArray(plain->data(), int(plain->size()));
+        } else {
+            openGap(block, "wrong key or damaged");
+        }
+    }
+    if (body.size() > (8 * blockSize * blocks + 5) / 6)
+        openGap(blocks, blocks > 0 ? "cut off" : "cut off or wrong key");
+    closeGap(body + padding);
+    ++(complete ? reading->read : reading->unread);
+}
+
+Reading readWhole(EVP_PKEY *key, const QByteArray &log)
+{
+    Reading reading;
+    int position = 0;
+    for (;;) {
+        const int found = log.indexOf(marker, position);
+        reading.output += log.mid(position, found < 0 ? -1 : found - position);
+        if (found < 0)
+            return reading;
+        const int bodyBegin = found + marker.size();
+        const int next = log.indexOf(marker, bodyBegin);
+        const int limit = next < 0 ? log.size() : next;
+        int bodyEnd = bodyBegin;
+        while (bodyEnd < limit && alphabet.contains(log.at(bodyEnd)))
+            ++bodyEnd;
+        const int length = bodyEnd - bodyBegin;
+        const int most = length % 4 == 2 ? 2 : length % 4 == 3 ? 1 : 0;
+        position = bodyEnd;
+        while (position < bodyEnd + most && position < log.size() && log.at(position) == '=')
+            ++position;
+        replaceText(key, log.mid(bodyBegin, length), log.mid(bodyEnd, position - bodyEnd),
+                    &reading);
+    }
+}
+
+Reading readInPieces(EVP_PKEY *key, const QByteArray &log, int piece,
+                     LogReader::PlainText plainText)
+{
+    Reading reading;
+    LogReader reader(key, plainText, [&reading](std::string_view bytes) {
+        reading.output.append(bytes.data(), int(bytes.size()));
+    });
+    for (int i = 0; i < log.size(); i += piece)
+        reader.feed({log.constData() + i, std::size_t(qMin(piece, log.size() - i))});
+    reader.finish();
+    reading.read = reader.readCount();
+    reading.unread = reader.unreadCount();
+    return reading;
+}
+
+long controlCharacters(const QByteArray &bytes)
+{
+    return std::count_if(bytes.begin(), bytes.end(),
+                         [](char c) { return (c >= 0 && c < 0x20 && c != '\t') || c == 0x7f; });
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size)
+{
+    static const PrivateKey key = keyFromFile(OWN_KEY);
+    static const QList<QByteArray> texts = makeTexts(key.get());
+    if (size == 0)
+        return 0;
+    const QByteArray log =
+        expand(QByteArray(reinterpret_cast<const char *>(bytes + 1), int(size - 1)), texts);
+    const int piece = bytes[0] < 128 ? bytes[0] + 1 : log.size() + 1;
+
+    const Reading expected = readWhole(key.get(), log);
+    const Reading reading = readInPieces(key.get(), log, piece, LogReader::PlainText::Exact);
+    require(reading.output == expected.output, "the same output");
+    require(reading.read == expected.read && reading.unread == expected.unread, "the same counts");
+
+    const Reading shown = readInPieces(key.get(), log, piece, LogReader::PlainText::Printable);
+    require(shown.read == expected.read && shown.unread == expected.unread, "the same counts");
+    require(controlCharacters(shown.output) == controlCharacters(log),
+            "no control characters but the log's own");
+    return 0;
+}
