@@ -15,7 +15,8 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/SyncStatus)
 # Where the libraries are, for programs and for each other; a package that installs into the
 # system's own folders sets CMAKE_SKIP_INSTALL_RPATH.
 file(RELATIVE_PATH libdir_from_bindir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-set_target_properties(syncstatus-agent PROPERTIES INSTALL_RPATH $ORIGIN/${libdir_from_bindir})
+set_target_properties(syncstatus-agent syncstatus-logkey PROPERTIES
+  INSTALL_RPATH $ORIGIN/${libdir_from_bindir})
 
 install(TARGETS syncstatus custompluginmanager EXPORT SyncStatusTargets
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT devel)
@@ -54,7 +55,14 @@ configure_file(cmake/syncstatus.pc.in ${PROJECT_BINARY_DIR}/syncstatus.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/syncstatus.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
 
-
 install(TARGETS syncstatus-agent RUNTIME COMPONENT agent)
-install(TARGETS syncstatus-logkey RUNTIME COMPONENT tools)
-install(TARGETS syncstatus-logread RUNTIME COMPONENT tools)
+install(FILES docs/man/syncstatus-agent.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT agent)
+configure_file(packaging/syncstatus-agent.service.in
+  ${PROJECT_BINARY_DIR}/syncstatus-agent.service @ONLY)
+# systemd looks in lib, not in lib64.
+install(FILES ${PROJECT_BINARY_DIR}/syncstatus-agent.service
+  DESTINATION lib/systemd/system COMPONENT agent)
+
+install(TARGETS syncstatus-logkey syncstatus-logread RUNTIME COMPONENT tools)
+install(FILES docs/man/syncstatus-logkey.1 docs/man/syncstatus-logread.1
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
