@@ -23,8 +23,11 @@ namespace systemFileManager {
 ///
 /// Failures come back as results; nothing throws.
 ///
-/// Threads: the class has no state; any thread may call any operation, also several at once. Two
-/// threads that write one plain file at once are not coordinated. INI files are, see below.
+/// Threads: the class has no state; any thread may call any operation, also several at once.
+/// Threads that work on one file at once are not coordinated. An INI file keeps all keys then, but
+/// its values must be ASCII: QSettings lets a thread that opens the file, to read or to write,
+/// write out what another has just set, before the file's encoding has been named, and other text
+/// is spoilt in the file. Where values are not ASCII, let one thread at a time use a file.
 ///
 /// Blocking: an operation takes as long as the file system does, and no operation has a time-out.
 /// What may wait for longer is said with the operation.
@@ -62,15 +65,18 @@ namespace systemFileManager {
 ///   one reader for one file, or keep to ASCII. The writer is immune: it moves the file's
 ///   modification time by a millisecond, so that its own pass reads the file anew and never puts
 ///   back what the other reader made of it.
+/// - **A full disk** leaves the old file whole and is reported as QSettings::AccessError, with one
+///   exception: Qt 5 takes a value of more than 16 KiB that is stored in part for stored; the file
+///   then ends there.
 /// - **A damaged file** is read as far as it can be made out. A write to it leaves out the lines
 ///   that are no `key=value` (and every comment, of any file) and reports QSettings::FormatError.
 /// - **Writers.** A write takes the lock "<path>.lock", reads the file again, adds its keys and
-///   puts a whole new file in place of the old one. Promised to processes (and threads) that write
-///   one file at once: readers and writers see a whole file at any moment, and keys of different
-///   names are all there at the end. Not promised: which value stays when both write one key, and
-///   anything beside a program that writes the file without QSettings' lock. One gap is left: a
-///   change of another process that keeps the file's size and falls into the same tick of the file
-///   system's clock (up to 10 ms) as the version that this process knows can be overwritten.
+///   puts a whole new file in place of the old one. Promised to processes that write one file at
+///   once: readers and writers see a whole file at any moment, and keys of different names are all
+///   there at the end. Not promised: which value stays when both write one key, and anything beside
+///   a program that writes the file without QSettings' lock. One gap is left: a change of another
+///   process that keeps the file's size and falls into the same tick of the file system's clock (up
+///   to 10 ms) as the version that this process knows can be overwritten.
 /// - **Not for fifos and devices**: all three operations wait in them, for ever if need be.
 class SYNCSTATUS_EXPORT FileManager
 {

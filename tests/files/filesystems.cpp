@@ -1,0 +1,176 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "filesfixture.h"
+
+#include <syncstatus/filemanager.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+using systemFileManager::FileManager;
+
+namespace {
+
+constexpr int pageSize = 4096; // what a tmpfs gives out at a time
+
+QString latin1(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+const QStringList accessError{
+    agentWarning(QStringLiteral("write IniConfigFile fail:  QSettings::AccessError")),
+    agentWarning(QStringLiteral("write IniConfigFile succeed"))};
+
+QString line(const QString &path, const char *rest)
+{
+    return agentWarning(QLatin1Char('"') + path + QLatin1Char('"') + latin1(rest));
+}
+
+} // namespace
+
+/// To be run by own-filesystems, which mounts them.
+class FileSystems : public FilesFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void smallDataOnAFullDiskIsAnError();
+    void aFileMakesRoomForItsOwnReplacement();
+    void dataThatFitsInPartCountsAsSuccess();
+    void anIniFileOnAFullDiskStaysWhole_data();
+    void anIniFileOnAFullDiskStaysWhole();
+    void aLongIniValueOnAFullDiskIsCut();
+    void aReadOnlyFileIsRefused();
+    void aReadOnlyIniFileIsReadAndNotWritten();
+
+private:
+    // The small file system, emptied and then filled up to \a pages.
+    QString fullBut(int pages)
+    {
+        QDir small(m_small);
+        const QStringList old =
+            small.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+        for (const QString &name : old)
+            small.remove(name);
+        QFile filler(small.filePath(latin1("filler")));
+        if (!filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+            return {};
+        while (filler.write(QByteArray(pageSize, 'f')) == pageSize)
+            ;
+        return filler.resize(filler.size() - pages * pageSize) ? m_small : QString();
+    }
+
+    QString m_small = qEnvironmentVariable("SYNCSTATUS_TEST_SMALL_FS");
+    QString m_readOnly = qEnvironmentVariable("SYNCSTATUS_TEST_READONLY_FS");
+};
+
+void FileSystems::initTestCase()
+{
+    if (m_small.isEmpty() || m_readOnly.isEmpty())
+        QSKIP("To be run by tests/files/own-filesystems");
+}
+
+void FileSystems::smallDataOnAFullDiskIsAnError()
+{
+    const QString file = fullBut(0) + latin1("/new");
+    QVERIFY(!FileManager::writeFile("x", file));
+    QCOMPARE(takeLines(), {line(file, "  write error!")});
+    QCOMPARE(contentOf(file), QByteArray());
+
+    QVERIFY(FileManager::writeFile(QByteArray(), file));
+}
+
+void FileSystems::aFileMakesRoomForItsOwnReplacement()
+{
+    const QString file = fullBut(1) + latin1("/old");
+    QVERIFY(store(file, QByteArray(pageSize, 'o')));
+    QVERIFY(FileManager::writeFile("new", file));
+    QCOMPARE(contentOf(file), QByteArray("new"));
+}
+
+void FileSystems::dataThatFitsInPartCountsAsSuccess()
+{
+    const QString file = fullBut(2) + latin1("/part");
+    const QByteArray data(3 * pageSize, 'd');
+    QVERIFY(FileManager::writeFile(data, file));
+    QVERIFY(contentOf(file) == data.left(2 * pageSize));
+}
+
+void FileSystems::anIniFileOnAFullDiskStaysWhole_data()
+{
+    QTest::addColumn<int>("freePages");
+    QTest::newRow("no room for the lock") << 0;
+    QTest::newRow("no room for the new file") << 1;
+    QTest::newRow("room for a part of the new file") << 3;
+}
+
+void FileSystems::anIniFileOnAFullDiskStaysWhole()
+{
+    QFETCH(int, freePages);
+
+    const QString small = fullBut(freePages + 1);
+    // A name of its own: QSettings goes on trying to write what it could not.
+    const QString name = QStringLiteral("with%1free.ini").arg(freePages);
+    const QString file = small + QLatin1Char('/') + name;
+    QVERIFY(store(file, "[g]\nk=1\n"));
+    QVariantMap values;
+    for (int i = 0; i < 100; ++i)
+        values[QStringLiteral("k%1").arg(i)] = QString(200, QLatin1Char('x'));
+    FileManager::writeIniConfigFile({{latin1("g"), values}}, file);
+    QCOMPARE(takeLines(), accessError);
+    QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
+    QCOMPARE(QDir(small).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             (QStringList{latin1("filler"), name}));
+}
+
+void FileSystems::aLongIniValueOnAFullDiskIsCut()
+{
+    const QString file = fullBut(4) + latin1("/long.ini");
+    QVERIFY(store(file, "[g]\nk=1\n"));
+    FileManager::writeIniConfigFile(
+        {{latin1("g"), {{latin1("long"), QString(20'000, QLatin1Char('x'))}}}}, file);
+    const QStringList lines = takeLines();
+    QEXPECT_FAIL("", "QSettings takes a short write of more than QFile's buffer for a whole one",
+                 Continue);
+    QCOMPARE(lines.size(), accessError.size());
+    QEXPECT_FAIL("", "and puts what was written in the place of the old file", Continue);
+    QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
+}
+
+void FileSystems::aReadOnlyFileIsRefused()
+{
+    const QString file = m_readOnly + latin1("/settings.ini");
+    const QByteArray content("[g]\nk=1\n");
+    QVERIFY(!FileManager::writeFile("x", file));
+    QCOMPARE(takeLines(), {line(file, " ---- \"Read-only file system\"")});
+    const QString none = m_readOnly + latin1("/none");
+    QVERIFY(!FileManager::writeFile("x", none));
+    QCOMPARE(takeLines(), {line(none, " ---- \"Read-only file system\"")});
+
+    QCOMPARE(FileManager::readFile(file), content);
+    QVERIFY(FileManager::isFileExist(file));
+    QVERIFY(!FileManager::removeFile(file));
+    QVERIFY(FileManager::checkPath(m_readOnly));
+    QVERIFY(!FileManager::checkPath(none));
+    QCOMPARE(contentOf(file), content);
+}
+
+void FileSystems::aReadOnlyIniFileIsReadAndNotWritten()
+{
+    const QString file = m_readOnly + latin1("/settings.ini");
+    QCOMPARE(FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), QString()),
+             latin1("1"));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 2}}}}, file);
+    QCOMPARE(takeLines(), accessError);
+    QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
+
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 2}}}},
+                                    m_readOnly + latin1("/none/new.ini"));
+    QCOMPARE(takeLines(), accessError);
+}
+
+QTEST_GUILESS_MAIN(FileSystems)
+#include "filesystems.moc"

@@ -1,0 +1,223 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "filesfixture.h"
+#include "testseed.h"
+
+#include <syncstatus/filemanager.h>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QStandardPaths>
+
+using systemFileManager::FileManager;
+
+namespace {
+
+using Values = QMap<QString, QString>;
+using Config = QMap<QString, QVariantMap>;
+
+const QString succeeded = agentWarning(QStringLiteral("write IniConfigFile succeed"));
+
+QString latin1(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+// What the two formats agree on. Names: ASCII letters, digits, "_", "-" and ".", all that QSettings
+// writes unescaped; but "General", "%" and the like, which mean something to one side. Values: text
+// on one line without the characters that QSettings quotes or escapes (" \ , ; = @ and control
+// characters), without blanks at the ends, which configparser strips, and within the basic plane.
+class Generator
+{
+public:
+    explicit Generator(quint32 seed) : m_random(seed) {}
+
+    Config config()
+    {
+        Config config;
+        for (int i = 1 + m_random.bounded(20); i > 0; --i) {
+            QVariantMap &group = config[QLatin1Char('g') + name()];
+            for (int j = 1 + m_random.bounded(40); j > 0; --j)
+                group[name()] = value();
+        }
+        return config;
+    }
+
+private:
+    QString text(const QString &alphabet, int length)
+    {
+        QString result;
+        for (int i = 0; i < length; ++i)
+            result += alphabet[m_random.bounded(alphabet.size())];
+        return result;
+    }
+
+    QString name() { return text(QStringLiteral("abcXYZ019_-."), 1 + m_random.bounded(12)); }
+
+    QString value()
+    {
+        const QString inside =
+            QStringLiteral("abc XYZ 019 äöüß éñç Ωжш עברית العربية 网络状态 かな "
+                           "한국어 €£¥ [](){}<>#%$&*+-_./:!?'^~|`");
+        const QString ends = QStringLiteral("aZ0äΩ网か한€#]%");
+        if (m_random.bounded(10) == 0)
+            return QLatin1String("");
+        return text(ends, 1) + text(inside, m_random.bounded(60)) + text(ends, 1);
+    }
+
+    QRandomGenerator m_random;
+};
+
+QJsonObject toJson(const Config &config)
+{
+    QJsonObject json;
+    for (auto it = config.cbegin(); it != config.cend(); ++it)
+        json[it.key()] = QJsonObject::fromVariantMap(it.value());
+    return json;
+}
+
+Values asText(const QVariantMap &group)
+{
+    Values values;
+    for (auto it = group.cbegin(); it != group.cend(); ++it)
+        values[it.key()] = it.value().toString();
+    return values;
+}
+
+} // namespace
+
+class IniPeers : public FilesFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void pythonReadsWhatIsWritten();
+    void readsWhatPythonWrites();
+    void addsToWhatPythonWrote();
+    void twoProcessesWriteOneFile();
+
+private:
+    QByteArray python(const QString &what, const QString &file, const QByteArray &input = {})
+    {
+        QProcess process;
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(m_python, {latin1(CONFIGPARSER_PEER), what, file});
+        process.write(input);
+        process.closeWriteChannel();
+        if (!process.waitForFinished() || process.exitCode() != 0)
+            return "failed";
+        return process.readAllStandardOutput();
+    }
+
+    quint32 m_seed = 0;
+    QString m_python = QStandardPaths::findExecutable(QStringLiteral("python3"));
+};
+
+void IniPeers::initTestCase()
+{
+    m_seed = testSeed();
+}
+
+void IniPeers::pythonReadsWhatIsWritten()
+{
+    if (m_python.isEmpty())
+        QSKIP("There is no python3 to read with");
+
+    Generator generator(m_seed);
+    for (int i = 0; i < 5; ++i) {
+        const QString file = path(QStringLiteral("written%1.ini").arg(i));
+        const Config config = generator.config();
+        FileManager::writeIniConfigFile(config, file);
+        QCOMPARE(takeLines(), {succeeded});
+        QCOMPARE(QJsonDocument::fromJson(python(latin1("read"), file)).object(), toJson(config));
+    }
+}
+
+void IniPeers::readsWhatPythonWrites()
+{
+    if (m_python.isEmpty())
+        QSKIP("There is no python3 to write with");
+
+    Generator generator(m_seed + 1);
+    for (int i = 0; i < 5; ++i) {
+        const QString file = path(QStringLiteral("python%1.ini").arg(i));
+        const Config config = generator.config();
+        python(latin1("write"), file, QJsonDocument(toJson(config)).toJson());
+        for (auto it = config.cbegin(); it != config.cend(); ++it)
+            QCOMPARE(FileManager::readSettingFile(file, it.key()), asText(it.value()));
+        const QString group = config.firstKey();
+        const QString key = config.first().firstKey();
+        QCOMPARE(FileManager::readIniConfigFile(file, group, key, latin1("default")),
+                 config.first().first().toString());
+    }
+}
+
+void IniPeers::addsToWhatPythonWrote()
+{
+    if (m_python.isEmpty())
+        QSKIP("There is no python3 to write and read with");
+
+    Generator generator(m_seed + 2);
+    const QString file = path(latin1("both.ini"));
+    Config config = generator.config();
+    python(latin1("write"), file, QJsonDocument(toJson(config)).toJson());
+    const Config added = generator.config();
+    FileManager::writeIniConfigFile(added, file);
+    QCOMPARE(takeLines(), {succeeded});
+
+    for (auto group = added.cbegin(); group != added.cend(); ++group) {
+        for (auto entry = group->cbegin(); entry != group->cend(); ++entry)
+            config[group.key()][entry.key()] = entry.value();
+    }
+    QCOMPARE(QJsonDocument::fromJson(python(latin1("read"), file)).object(), toJson(config));
+}
+
+void IniPeers::twoProcessesWriteOneFile()
+{
+    constexpr int count = 100;
+    const QString file = path(latin1("shared.ini"));
+    QVERIFY(store(file, "[other]\nkept=\xc3\xbc\n"));
+    QProcess first;
+    QProcess second;
+    first.start(latin1(INI_WRITER), {file, latin1("first"), QString::number(count)});
+    second.start(latin1(INI_WRITER), {file, latin1("second"), QString::number(count)});
+    QVERIFY(first.waitForStarted() && second.waitForStarted());
+    first.closeWriteChannel();
+    second.closeWriteChannel();
+
+    // A reader beside them sees a whole file at any moment: every value whole, no key gone again.
+    int seen = 0;
+    while (first.state() != QProcess::NotRunning || second.state() != QProcess::NotRunning) {
+        first.waitForFinished(1);
+        second.waitForFinished(1);
+        const Values values = FileManager::readSettingFile(file, latin1("shared"));
+        for (auto it = values.cbegin(); it != values.cend(); ++it)
+            QCOMPARE(it.value(), QStringLiteral("ü of ") + it.key());
+        QVERIFY2(values.size() >= seen, qPrintable(QString::number(seen)));
+        seen = values.size();
+    }
+    QCOMPARE(first.exitCode(), 0);
+    QCOMPARE(second.exitCode(), 0);
+    for (QProcess *writer : {&first, &second}) {
+        const QByteArray lines = writer->readAllStandardError();
+        QCOMPARE(lines.count('\n'), count);
+        QCOMPARE(lines.count("write IniConfigFile succeed"), count);
+    }
+
+    Values expected;
+    for (int i = 0; i < count; ++i) {
+        for (const QString &key : {latin1("first%1").arg(i), latin1("second%1").arg(i)})
+            expected[key] = QStringLiteral("ü of ") + key;
+    }
+    QCOMPARE(FileManager::readSettingFile(file, latin1("shared")), expected);
+    QCOMPARE(FileManager::readSettingFile(file, latin1("other")).value(latin1("kept")),
+             QStringLiteral("ü"));
+    QVERIFY(!QFile::exists(file + latin1(".lock")));
+}
+
+QTEST_GUILESS_MAIN(IniPeers)
+#include "inipeers.moc"

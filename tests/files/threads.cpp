@@ -1,0 +1,116 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "filesfixture.h"
+
+#include <syncstatus/filemanager.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+using systemFileManager::FileManager;
+
+namespace {
+
+constexpr int threadCount = 8;
+constexpr int rounds = 25;
+
+QString latin1(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+// Everything at once, on files of the thread's own and on what all of them share, where INI values
+// are ASCII, as the header asks for. Returns how many answers were wrong.
+int work(const QString &folder, int thread)
+{
+    int wrong = 0;
+    const auto expect = [&wrong](bool right) { wrong += !right; };
+
+    const QString group = QStringLiteral("thread%1").arg(thread);
+    const QString ownFile = folder + group;
+    const QString ownIni = ownFile + latin1(".ini");
+    const QString sharedIni = folder + latin1("shared.ini");
+    for (int round = 0; round < rounds; ++round) {
+        const QString key = QStringLiteral("key%1").arg(round);
+        const QString value = QStringLiteral("ü %1 %2").arg(thread).arg(round);
+
+        expect(FileManager::checkPath(folder + QStringLiteral("shared/%1/a/b").arg(round)));
+        expect(FileManager::writeFile(value.toUtf8().repeated(1000), ownFile));
+        expect(FileManager::readFile(ownFile) == value.toUtf8().repeated(1000));
+        expect(FileManager::isFileExist(ownFile));
+        expect(FileManager::removeFile(ownFile));
+        expect(!FileManager::isFileExist(ownFile));
+
+        FileManager::writeIniConfigFile({{group, {{key, value}}}}, ownIni);
+        FileManager::writeIniConfigFile({{group, {{key, key}}}}, sharedIni);
+        expect(FileManager::readSettingFile(ownIni, group).value(key) == value);
+        expect(FileManager::readSettingFile(sharedIni, group).value(key) == key);
+        expect(FileManager::readIniConfigFile(sharedIni, group, key, QString()) == key);
+        expect(FileManager::readIniConfigFile(ownIni, group, latin1("none"), value) == value);
+
+        QJsonDocument document;
+        expect(FileManager::parseJson("{\"k\":\"" + value.toUtf8() + "\"}", document));
+        expect(FileManager::parseJsonData(document).value(latin1("k")) == value);
+        expect(FileManager::transQBytearrayToJsonDocument("{").isNull());
+    }
+    return wrong;
+}
+
+} // namespace
+
+class Threads : public FilesFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void eightAtOnce();
+};
+
+void Threads::eightAtOnce()
+{
+    const QString folder = path(QString()) + QLatin1Char('/');
+    std::atomic<int> waiting{threadCount};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    threads.reserve(threadCount);
+    for (int i = 0; i < threadCount; ++i) {
+        threads.emplace_back([&, i] {
+            for (--waiting; waiting > 0;)
+                std::this_thread::yield();
+            wrong += work(folder, i);
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    QCOMPARE(wrong.load(), 0);
+
+    const QStringList lines = takeLines();
+    constexpr int all = threadCount * rounds;
+    QCOMPARE(lines.count(agentWarning(latin1("write IniConfigFile succeed"))), 2 * all);
+    QCOMPARE(lines.count(agentWarning(latin1("QJsonParseError  \"unterminated object\""))), all);
+    QCOMPARE(lines.filter(latin1("\"  non-existent.")).size(), all);
+    QCOMPARE(lines.size(), 4 * all);
+
+    for (int i = 0; i < threadCount; ++i) {
+        const QString group = QStringLiteral("thread%1").arg(i);
+        QMap<QString, QString> own;
+        QMap<QString, QString> shared;
+        for (int round = 0; round < rounds; ++round) {
+            const QString key = QStringLiteral("key%1").arg(round);
+            own[key] = QStringLiteral("ü %1 %2").arg(i).arg(round);
+            shared[key] = key;
+        }
+        QCOMPARE(FileManager::readSettingFile(folder + group + latin1(".ini"), group), own);
+        QCOMPARE(FileManager::readSettingFile(folder + latin1("shared.ini"), group), shared);
+    }
+    for (int round = 0; round < rounds; ++round)
+        QVERIFY(QFileInfo(folder + QStringLiteral("shared/%1/a/b").arg(round)).isDir());
+}
+
+QTEST_GUILESS_MAIN(Threads)
+#include "threads.moc"
