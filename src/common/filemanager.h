@@ -65,9 +65,11 @@ namespace systemFileManager {
 ///   one reader for one file, or keep to ASCII. The writer is immune: it moves the file's
 ///   modification time by a millisecond, so that its own pass reads the file anew and never puts
 ///   back what the other reader made of it.
-/// - **A full disk** leaves the old file whole and is reported as QSettings::AccessError, with one
-///   exception: Qt 5 takes a value of more than 16 KiB that is stored in part for stored; the file
-///   then ends there.
+/// - **A full disk.** Where there is no room for the lock or for the bulk of the new file, the old
+///   file stays as it was and the status is QSettings::AccessError. Qt 5 does not notice when the
+///   room ends within the last 16 KiB, or within one value longer than that: the new file is cut
+///   off there, a short one is empty, it replaces the old one, and the status is
+///   QSettings::NoError.
 /// - **A damaged file** is read as far as it can be made out. A write to it leaves out the lines
 ///   that are no `key=value` (and every comment, of any file) and reports QSettings::FormatError.
 /// - **Writers.** A write takes the lock "<path>.lock", reads the file again, adds its keys and
@@ -102,8 +104,9 @@ public:
     /// failure from the log only.
     ///
     /// After an AccessError on a file that was there before, QSettings keeps the values in this
-    /// process, and the next operation on the file, a reader too, gives them and tries to write
-    /// them.
+    /// process; the next operation on the file, a reader too, gives them and tries to write them.
+    /// It does so before the encoding is named, and spoils non-ASCII values that the file has
+    /// already.
     ///
     /// Blocks until the lock is free, then until the data are on the disk (one fsync). A living
     /// holder is waited for until its lock is 30 seconds old; the lock of a process that has died

@@ -42,7 +42,8 @@ private Q_SLOTS:
     void dataThatFitsInPartCountsAsSuccess();
     void anIniFileOnAFullDiskStaysWhole_data();
     void anIniFileOnAFullDiskStaysWhole();
-    void aLongIniValueOnAFullDiskIsCut();
+    void theEndOfAnIniFileOnAFullDiskIsLost_data();
+    void theEndOfAnIniFileOnAFullDiskIsLost();
     void aReadOnlyFileIsRefused();
     void aReadOnlyIniFileIsReadAndNotWritten();
 
@@ -126,15 +127,27 @@ void FileSystems::anIniFileOnAFullDiskStaysWhole()
              (QStringList{latin1("filler"), name}));
 }
 
-void FileSystems::aLongIniValueOnAFullDiskIsCut()
+void FileSystems::theEndOfAnIniFileOnAFullDiskIsLost_data()
 {
-    const QString file = fullBut(4) + latin1("/long.ini");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("freePages");
+    QTest::addColumn<int>("length");
+    QTest::newRow("room for the lock alone") << latin1("short.ini") << 2 << 10;
+    QTest::newRow("room for a part of a long value") << latin1("long.ini") << 4 << 20'000;
+}
+
+void FileSystems::theEndOfAnIniFileOnAFullDiskIsLost()
+{
+    QFETCH(QString, name);
+    QFETCH(int, freePages);
+    QFETCH(int, length);
+
+    const QString file = fullBut(freePages) + QLatin1Char('/') + name;
     QVERIFY(store(file, "[g]\nk=1\n"));
     FileManager::writeIniConfigFile(
-        {{latin1("g"), {{latin1("long"), QString(20'000, QLatin1Char('x'))}}}}, file);
+        {{latin1("g"), {{latin1("value"), QString(length, QLatin1Char('x'))}}}}, file);
     const QStringList lines = takeLines();
-    QEXPECT_FAIL("", "QSettings takes a short write of more than QFile's buffer for a whole one",
-                 Continue);
+    QEXPECT_FAIL("", "Qt 5 checks neither the last buffer nor for a short write", Continue);
     QCOMPARE(lines.size(), accessError.size());
     QEXPECT_FAIL("", "and puts what was written in the place of the old file", Continue);
     QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
