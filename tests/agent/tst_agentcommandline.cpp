@@ -286,7 +286,8 @@ void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
     AgentProcess agent;
     agent.setBehaviour(s("first.commandOptions=offer-first-greeting"));
     QCOMPARE(agent.run(pluginDir(folder, {s("--help")})), 0);
-    const QString help = agent.output().join(QLatin1Char('\n'));
+    const QStringList output = agent.output();
+    const QString help = output.join(QLatin1Char('\n'));
     for (const char *part :
          {"--help", "--version", "--plugin-dir <directory>", "--list", "--enable <name>",
           "--disable <name>", "--first-greeting <value>", "Exit status:"})
@@ -294,7 +295,7 @@ void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
     QVERIFY(!help.contains(s("initialize")));
     QVERIFY(!help.contains(s("loaded First")));
     // The plugin objects that were asked are put away again.
-    QCOMPARE(agent.output().last(), s("first: destructor"));
+    QCOMPARE(output.last(), s("first: destructor"));
 }
 
 void AgentCommandLine::showsItsVersion()
@@ -302,10 +303,10 @@ void AgentCommandLine::showsItsVersion()
     const PluginFolder folder({s("first")});
     AgentProcess agent;
     QCOMPARE(agent.run(pluginDir(folder, {s("--version")})), 0);
+    const QString text = agent.output().join(QLatin1Char('\n'));
     const QRegularExpression line(
-        s("^syncstatus-agent 1\\.0\\.0 \\(Qt 5\\.\\d+\\.\\d+, .*SSL .*\\)$"));
-    QCOMPARE(agent.output().size(), 1);
-    QVERIFY2(line.match(agent.output().first()).hasMatch(), qPrintable(agent.output().first()));
+        s("^syncstatus-agent \\d+\\.\\d+\\.\\d+ \\(Qt 5\\.\\d+\\.\\d+, .*SSL .*\\)$"));
+    QVERIFY2(line.match(text).hasMatch(), qPrintable(text));
     QCOMPARE(agent.errors(), QStringList());
 }
 

@@ -3,6 +3,7 @@
 
 #include "testplugin.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QTimer>
@@ -42,10 +43,10 @@ QByteArray behaviour(const char *operation)
     return {};
 }
 
-[[maybe_unused]] const bool loaded = [] {
+__attribute__((constructor)) void libraryLoaded()
+{
     write("library loaded");
-    return true;
-}();
+}
 
 } // namespace
 
@@ -60,7 +61,7 @@ void TestPlugin::called(const char *operation)
     if (todo == "raise")
         (void)std::raise(SIGTERM);
     if (todo == "post")
-        QTimer::singleShot(0, [] { write("event loop"); });
+        QTimer::singleShot(0, qApp, [] { write("event loop"); });
     if (todo == "spin") {
         QEventLoop loop;
         QTimer::singleShot(100, &loop, &QEventLoop::quit);
