@@ -305,7 +305,7 @@ void AgentCommandLine::showsItsVersion()
     QCOMPARE(agent.run(pluginDir(folder, {s("--version")})), 0);
     const QString text = agent.output().join(QLatin1Char('\n'));
     const QRegularExpression line(
-        s("^syncstatus-agent \\d+\\.\\d+\\.\\d+ \\(Qt 5\\.\\d+\\.\\d+, .*SSL .*\\)$"));
+        s(R"(^syncstatus-agent \d+\.\d+\.\d+ \(Qt 5\.\d+\.\d+, .*SSL .*\)$)"));
     QVERIFY2(line.match(text).hasMatch(), qPrintable(text));
     QCOMPARE(agent.errors(), QStringList());
 }

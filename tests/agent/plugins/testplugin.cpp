@@ -3,7 +3,6 @@
 
 #include "testplugin.h"
 
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QTimer>
@@ -61,10 +60,12 @@ void TestPlugin::called(const char *operation)
     if (todo == "raise")
         (void)std::raise(SIGTERM);
     if (todo == "post")
-        QTimer::singleShot(0, qApp, [] { write("event loop"); });
+        QMetaObject::invokeMethod(this, "inEventLoop", Qt::QueuedConnection);
     if (todo == "spin") {
         QEventLoop loop;
-        QTimer::singleShot(100, &loop, &QEventLoop::quit);
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+        timer.start(100);
         loop.exec();
     }
     if (todo == "clock") {
@@ -72,6 +73,11 @@ void TestPlugin::called(const char *operation)
         const auto now = steady_clock::now().time_since_epoch();
         write("at " + QByteArray::number(qint64(duration_cast<milliseconds>(now).count())));
     }
+}
+
+void TestPlugin::inEventLoop()
+{
+    write("event loop");
 }
 
 TestPlugin::TestPlugin()

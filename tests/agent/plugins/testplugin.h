@@ -35,8 +35,11 @@ public:
     bool parseArgumentOptions(const QStringList &arguments) override;
     void aboutToShutdown() override;
 
+private Q_SLOTS:
+    static void inEventLoop();
+
 private:
-    static void called(const char *operation);
+    void called(const char *operation);
 };
 
 #endif
