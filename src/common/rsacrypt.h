@@ -33,7 +33,7 @@ namespace logEncryption {
 /// **Lengths** are 32-bit signed integers. Decryption takes whatever a QByteArray holds. Encryption
 /// yields nothing when its result would pass 2 147 483 615 bytes (2^31 - 33, about what a
 /// QByteArray of Qt 5 holds): with a 2048-bit key the longest text is 2 055 208 715 bytes, and for
-/// logEncryptToBase64(), whose result is a third longer, 1 541 406 420. Long before that the time
+/// logEncryptToBase64(), whose result is a third longer, 1 541 406 475. Long before that the time
 /// matters: see Blocking.
 ///
 /// **Threads.** All operations may be called from any thread, several at once.
@@ -80,9 +80,9 @@ public:
     ///
     /// **Do not pass a private key that is protected by a passphrase.** This operation has no way
     /// to take one, and OpenSSL, which is given no callback, then asks by itself: on the process's
-    /// terminal (/dev/tty) if it has one, and the call waits for the answer, however long; else
-    /// with a prompt on standard error and a line read from standard input. Without a terminal and
-    /// with standard input at its end, as a service has it, the key is refused at once.
+    /// terminal (/dev/tty) if it has one, else by a prompt on standard error and a line from
+    /// standard input. The call waits for the answer, however long. Without a terminal and with
+    /// standard input at its end (/dev/null), as a service has it, such a key is refused at once.
     static QByteArray rsaPrivateKeyDecrypt(const QByteArray &data, const QByteArray &privateKeyPem);
 
     /// Recovers what the holder of the private key put into \a data with the private-key operation
