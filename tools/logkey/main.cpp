@@ -103,6 +103,8 @@ int generate(const QCommandLineParser &parser)
 
     NewFile privateFile(privatePath, parser.isSet(forceOption));
     NewFile publicFile(publicPath, parser.isSet(forceOption));
+    if (privateFile.isSameAs(publicFile))
+        return wrongCommandLine(QStringLiteral("--private and --public are the same file."));
     if (!privateFile.open())
         return fail(privateFile.errorString());
     if (!publicFile.open())

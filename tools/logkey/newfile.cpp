@@ -3,6 +3,7 @@
 
 #include "newfile.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -48,13 +49,21 @@ bool NewFile::commit()
 {
     if (fsync(m_file.handle()) != 0)
         return fail(qt_error_string(errno));
-    if (!m_replace)
-        return m_file.rename(m_path) || fail(m_file.errorString());
-    if (std::rename(QFile::encodeName(m_file.fileName()).constData(),
-                    QFile::encodeName(m_path).constData()) != 0)
+    if (!m_replace && !m_file.rename(m_path))
+        return fail(m_file.errorString());
+    if (m_replace && std::rename(QFile::encodeName(m_file.fileName()).constData(),
+                                 QFile::encodeName(m_path).constData()) != 0)
         return fail(qt_error_string(errno));
     m_file.setAutoRemove(false);
     return true;
+}
+
+bool NewFile::isSameAs(const NewFile &other) const
+{
+    const QFileInfo mine(m_path);
+    const QFileInfo others(other.m_path);
+    return mine.fileName() == others.fileName() &&
+           mine.dir().canonicalPath() == others.dir().canonicalPath();
 }
 
 QString NewFile::errorString() const

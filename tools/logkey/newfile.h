@@ -20,6 +20,8 @@ public:
     NewFile(const QString &path, bool replace);
     Q_DISABLE_COPY(NewFile)
 
+    /// Whether both are to have one name in one directory, however their paths are written.
+    bool isSameAs(const NewFile &other) const;
     /// Makes the temporary file. Fails also when the name is taken: better before the work than
     /// after it.
     bool open();
