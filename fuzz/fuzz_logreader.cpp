@@ -87,6 +87,11 @@ QByteArray bytesOf(const QByteArray &base64)
     return QByteArray::fromBase64(base64);
 }
 
+int paddingDue(int length)
+{
+    return length % 4 == 2 ? 2 : length % 4 == 3 ? 1 : 0;
+}
+
 /// What stands in a log for the encrypted text \a body \a padding, which comes after its marker.
 void replaceText(EVP_PKEY *key, const QByteArray &body, const QByteArray &padding, Reading *reading)
 {
@@ -124,7 +129,7 @@ void replaceText(EVP_PKEY *key, const QByteArray &body, const QByteArray &paddin
             openGap(block, "wrong key or damaged");
         }
     }
-    if (body.size() > (8 * blockSize * blocks + 5) / 6)
+    if (body.size() > (8 * blockSize * blocks + 5) / 6 || padding.size() < paddingDue(body.size()))
         openGap(blocks, blocks > 0 ? "cut off" : "cut off or wrong key");
     closeGap(body + padding);
     ++(complete ? reading->read : reading->unread);
@@ -146,9 +151,9 @@ Reading readWhole(EVP_PKEY *key, const QByteArray &log)
         while (bodyEnd < limit && alphabet.contains(log.at(bodyEnd)))
             ++bodyEnd;
         const int length = bodyEnd - bodyBegin;
-        const int most = length % 4 == 2 ? 2 : length % 4 == 3 ? 1 : 0;
         position = bodyEnd;
-        while (position < bodyEnd + most && position < log.size() && log.at(position) == '=')
+        while (position < bodyEnd + paddingDue(length) && position < log.size() &&
+               log.at(position) == '=')
             ++position;
         replaceText(key, log.mid(bodyBegin, length), log.mid(bodyEnd, position - bodyEnd),
                     &reading);

@@ -40,6 +40,13 @@ int base64Value(char c)
     return c == '/' ? 63 : -1;
 }
 
+/// How many "=" base64 of \a length characters ends with. (One more than a multiple of four is no
+/// length that whole bytes have.)
+std::size_t paddingDue(std::size_t length)
+{
+    return length % 4 >= 2 ? 4 - length % 4 : 0;
+}
+
 } // namespace
 
 LogReader::LogReader(EVP_PKEY *key, PlainText plainText, Output output)
@@ -122,8 +129,7 @@ bool LogReader::takeIntoText(char c)
         }
         return true;
     }
-    const std::size_t padding = text.length % 4 >= 2 ? 4 - text.length % 4 : 0;
-    if (c == '=' && text.padding < padding) {
+    if (c == '=' && text.padding < paddingDue(text.length)) {
         text.characters += c;
         ++text.padding;
         return true;
@@ -153,8 +159,9 @@ void LogReader::endText()
         write(marker);
         write(text.characters);
     } else {
-        // Padding alone belongs to the block before it.
-        if (text.characters.size() > text.shared + text.padding)
+        // Padding alone belongs to the block before it, and it must be whole.
+        if (text.characters.size() > text.shared + text.padding ||
+            text.padding < paddingDue(text.length))
             openGap(text.blocks > 0 ? "cut off" : "cut off or wrong key");
         else if (text.gap)
             write(std::string_view(text.characters).substr(text.shared));

@@ -34,6 +34,11 @@
 /// sentence, as part of a longer word or of a path, and the bare marker, which the agent writes for
 /// an empty text and when it has no usable key.
 ///
+/// A text whose padding is missing is cut off, even when its last block is whole. Two cuts cannot
+/// be told: one within the first 64 characters, which leaves no encrypted text in the sense above,
+/// and one exactly at the end of a block where no padding is due (at the end of every block of a
+/// 3072-bit key, of every third block of other sizes), which leaves a good, shorter text.
+///
 /// Memory: a few blocks, however long the log, its lines and its encrypted texts are. What is held
 /// back until more arrives is never more than an encrypted block or the beginning of a marker.
 class LogReader

@@ -35,7 +35,10 @@ says why: "[not decrypted (wrong key or damaged): LicenseLogEncryptSign...]".
 Damage within a long text is marked likewise, and the rest of it is read. At the
 end standard error says how many texts were read and how many were not. The bare
 word LicenseLogEncryptSign stands for an empty text, or the agent had no usable
-key; it stays and is not counted.
+key; it stays and is not counted. A text that was cut off is marked, but for two
+cases that cannot be told: a cut within its first 64 characters, and one exactly
+at the end of a block where base64 has no padding (that of a 3072-bit key never
+has any).
 
 On a terminal, control characters in decrypted texts are shown as \x1b and the
 like; into a file or a pipe every byte of them is written as it is.
