@@ -87,6 +87,7 @@ private Q_SLOTS:
     void noMoreThanABlockIsHeldBack();
     void onATerminalControlCharactersAreShown_data();
     void onATerminalControlCharactersAreShown();
+    void aCharacterDoesNotGoOnAfterAGap();
 
 private:
     Reading readAs(LogReader::PlainText plainText, const QByteArray &log, int bits);
@@ -550,17 +551,36 @@ void TestLogReader::onATerminalControlCharactersAreShown_data()
         << QByteArray("\x1b]0;title\x07\x1b[2J") << QByteArray(R"(\x1b]0;title\x07\x1b[2J)");
     QTest::newRow("line ends") << QByteArray("a\r\nb\n") << QByteArray(R"(a\x0d\x0ab\x0a)");
     QTest::newRow("NUL and DEL") << QByteArray("\0\x7f", 2) << QByteArray(R"(\x00\x7f)");
-    QTest::newRow("eight-bit control characters in UTF-8") << QByteArray("\xc2\x9b"
-                                                                         "2J\xc2\x80")
-                                                           << QByteArray("\xc2\\x9b"
-                                                                         "2J\xc2\\x80");
-    QTest::newRow("eight-bit control characters") << QByteArray("\x9b"
-                                                                "2J \x80\x9f")
-                                                  << QByteArray("\\x9b"
-                                                                "2J \\x80\x9f");
-    QTest::newRow("one across two blocks") << filler + "\xc2\x9b 2J" << filler + "\xc2\\x9b 2J";
+    const auto addEscaped = [](const char *name, const QByteArray &bytes) {
+        QByteArray shown;
+        for (const char c : bytes)
+            shown += "\\x" + QByteArray(1, c).toHex();
+        QTest::newRow(name) << "a" + bytes + "b"
+                            << "a" + shown + "b";
+    };
+    addEscaped("eight-bit control characters in UTF-8", "\xc2\x80\xc2\x9b\xc2\x9f");
+    addEscaped("eight-bit control characters", "\x80\x9b\x9f");
+    addEscaped("one after another", "\x80\x9b");
+    addEscaped("one after a byte that is never in UTF-8", "\xff\x9b");
+    addEscaped("one after what nothing may follow", "\xf5\x9b\xc1\x9b\xc0\x9b");
+    addEscaped("longer than need be", "\xe0\x82\x9b\xf0\x80\x82\x9b");
+    addEscaped("surrogates", "\xed\xa0\x9b");
+    addEscaped("beyond Unicode", "\xf4\x90\x9b\x9b");
+    addEscaped("characters cut off", "\xc3\xe2\x82\xf0\x9f\x98");
+    QTest::newRow("after whole characters") << QByteArray("\xc3\x9b\x9b\xe2\x82\xac\x9b")
+                                            << QByteArray("\xc3\x9b\\x9b\xe2\x82\xac\\x9b");
+    QTest::newRow("in a character cut off")
+        << QByteArray("\xe2\x82\xc3\x9f") << QByteArray("\\xe2\\x82\xc3\x9f");
+    QTest::newRow("the ends of the ranges")
+        << QByteArray("\xc2\xa0\xdf\xbf\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbf\xf0\x90\x80"
+                      "\x80\xf4\x8f\xbf\xbf")
+        << QByteArray("\xc2\xa0\xdf\xbf\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbf\xf0\x90\x80"
+                      "\x80\xf4\x8f\xbf\xbf");
+    QTest::newRow("one across two blocks") << filler + "\xc2\x9b 2J" << filler + "\\xc2\\x9b 2J";
     QTest::newRow("a character across two blocks")
         << filler + "\xc3\x9f 2026" << filler + "\xc3\x9f 2026";
+    QTest::newRow("cut off at the end")
+        << QByteArray("words\xe2\x82") << QByteArray("words\\xe2\\x82");
 }
 
 void TestLogReader::onATerminalControlCharactersAreShown()
@@ -576,6 +596,23 @@ void TestLogReader::onATerminalControlCharactersAreShown()
 
     QCOMPARE(reading.output, before + shown + after);
     QCOMPARE(reading.read, 1);
+}
+
+void TestLogReader::aCharacterDoesNotGoOnAfterAGap()
+{
+    const OpensslKey &key = m_keys[3072];
+    const QByteArray text = QByteArray(key.textPerBlock() - 1, 'x') + "\xc3" +
+                            QByteArray(key.textPerBlock(), 'y') + "\x9bz";
+    QByteArray blocks = key.encrypt(text);
+    blocks[key.blockSize() + 60] = char(blocks[key.blockSize() + 60] ^ 1);
+
+    const Reading reading =
+        readAs(LogReader::PlainText::Printable, marker + blocks.toBase64(), 3072);
+
+    QCOMPARE(reading.output, QByteArray(key.textPerBlock() - 1, 'x') +
+                                 "\\xc3[not decrypted (wrong key or damaged): " +
+                                 blocks.mid(key.blockSize(), key.blockSize()).toBase64() +
+                                 "]\\x9bz");
 }
 
 QTEST_GUILESS_MAIN(TestLogReader)

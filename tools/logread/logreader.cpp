@@ -47,6 +47,34 @@ std::size_t paddingDue(std::size_t length)
     return length % 4 >= 2 ? 4 - length % 4 : 0;
 }
 
+enum class Utf8State { Bad, Begun, Whole };
+
+/// Whether \a bytes, at least one, are a character in UTF-8 (The Unicode Standard, table 3-7) that
+/// is no control character but the tab, or the beginning of one.
+Utf8State utf8State(std::string_view bytes)
+{
+    const auto byte = [bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    const unsigned lead = byte(0);
+    if (lead < 0x80)
+        return (lead >= 0x20 && lead != 0x7f) || lead == '\t' ? Utf8State::Whole : Utf8State::Bad;
+    if (lead < 0xc2 || lead > 0xf4)
+        return Utf8State::Bad;
+    if (bytes.size() > 1) {
+        // After 0xc2 up to 0x9f are the control characters U+0080 to U+009F; the others are longer
+        // than need be, surrogates, and beyond U+10FFFF.
+        const unsigned low = lead == 0xc2 || lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
+        const unsigned high = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
+        if (byte(1) < low || byte(1) > high)
+            return Utf8State::Bad;
+    }
+    for (std::size_t i = 2; i < bytes.size(); ++i) {
+        if (byte(i) < 0x80 || byte(i) > 0xbf)
+            return Utf8State::Bad;
+    }
+    const std::size_t size = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+    return bytes.size() < size ? Utf8State::Begun : Utf8State::Whole;
+}
+
 } // namespace
 
 LogReader::LogReader(EVP_PKEY *key, PlainText plainText, Output output)
@@ -154,6 +182,7 @@ void LogReader::endBlock()
 
 void LogReader::endText()
 {
+    escapeCharacter();
     const Text &text = *m_text;
     if (text.blocks == 0 && text.length < shortestText) {
         write(marker);
@@ -175,6 +204,7 @@ void LogReader::endText()
 void LogReader::openGap(const char *reason)
 {
     Text &text = *m_text;
+    escapeCharacter();
     text.complete = false;
     if (std::exchange(text.gap, true)) {
         write(std::string_view(text.characters).substr(text.shared));
@@ -200,21 +230,34 @@ void LogReader::writePlain(std::string_view bytes)
         write(bytes);
         return;
     }
+    std::string &character = m_text->character;
     for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        // Between 0x80 and 0x9f are control characters, by themselves or in UTF-8 after 0xc2, but
-        // also the further bytes of other characters.
-        const bool insideCharacter = m_text->lastPlain >= 0x80 && m_text->lastPlain != 0xc2;
-        if ((byte < 0x20 && c != '\t') || byte == 0x7f ||
-            (byte >= 0x80 && byte <= 0x9f && !insideCharacter)) {
-            static constexpr char digits[] = "0123456789abcdef";
-            const std::array<char, 4> escape{'\\', 'x', digits[byte >> 4], digits[byte & 0xf]};
-            write(std::string_view(escape.data(), escape.size()));
-        } else {
-            write(std::string_view(&c, 1));
+        character += c;
+        // A byte that does not continue a character may begin the next one.
+        if (character.size() > 1 && utf8State(character) == Utf8State::Bad) {
+            character.pop_back();
+            escapeCharacter();
+            character += c;
         }
-        m_text->lastPlain = byte;
+        const Utf8State state = utf8State(character);
+        if (state == Utf8State::Bad) {
+            escapeCharacter();
+        } else if (state == Utf8State::Whole) {
+            write(character);
+            character.clear();
+        }
     }
+}
+
+void LogReader::escapeCharacter()
+{
+    static constexpr char digits[] = "0123456789abcdef";
+    for (const char c : m_text->character) {
+        const auto byte = static_cast<unsigned char>(c);
+        const std::array<char, 4> escape{'\\', 'x', digits[byte >> 4], digits[byte & 0xf]};
+        write(std::string_view(escape.data(), escape.size()));
+    }
+    m_text->character.clear();
 }
 
 void LogReader::write(std::string_view bytes)

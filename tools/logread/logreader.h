@@ -49,8 +49,8 @@ public:
     /// How plain text is given.
     enum class PlainText {
         Exact,     ///< byte for byte
-        Printable, ///< control characters, but the tab, as \xHH, so that a text of unknown origin
-                   ///< does nothing to a terminal
+        Printable, ///< control characters, but the tab, and bytes that are not UTF-8 as \xHH, so
+                   ///< that a text of unknown origin does nothing to a terminal, which takes UTF-8
     };
 
     /// The reader decrypts with \a key, as BlockDecryptor says, and gives its output in pieces of
@@ -74,6 +74,7 @@ private:
     void endText();
     void write(std::string_view bytes);
     void writePlain(std::string_view bytes);
+    void escapeCharacter();
     void openGap(const char *reason);
     void closeGap();
 
@@ -94,12 +95,13 @@ private:
         std::size_t shared = 0; ///< how many of these (0 or 1) the block before had its end in
         unsigned bits = 0;      ///< the last bitCount of these are not in the block yet
         int bitCount = 0;
-        std::size_t length = 0;      ///< of the base64 without its padding
-        std::size_t padding = 0;     ///< the "=" at its end
-        std::size_t blocks = 0;      ///< whole blocks so far
-        bool gap = false;            ///< in a mark
-        bool complete = true;        ///< no mark so far
-        unsigned char lastPlain = 0; ///< the last byte of its plain text
+        std::size_t length = 0;  ///< of the base64 without its padding
+        std::size_t padding = 0; ///< the "=" at its end
+        std::size_t blocks = 0;  ///< whole blocks so far
+        bool gap = false;        ///< in a mark
+        bool complete = true;    ///< no mark so far
+        std::string character;   ///< of its plain text, as long as more bytes of it may come; for
+                                 ///< PlainText::Printable
     };
     std::optional<Text> m_text;
 };
