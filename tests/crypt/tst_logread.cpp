@@ -15,6 +15,7 @@
 #include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -95,6 +96,19 @@ public:
         return finish();
     }
 
+    /// Runs it with the stand-ins of logreadstandins.cpp, of which one is wanted.
+    void preload(const QString &variable)
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(LOGREAD_STANDINS));
+        environment.insert(variable, QStringLiteral("1"));
+        // Of a build with it; the stand-ins come before its functions.
+        environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                           environment.value(QStringLiteral("ASAN_OPTIONS")) +
+                               QStringLiteral(":verify_asan_link_order=0"));
+        setProcessEnvironment(environment);
+    }
+
     int finish()
     {
         if (!waitForFinished(30000) || exitStatus() != NormalExit)
@@ -106,11 +120,14 @@ public:
 
     QByteArray output;
     QByteArray error;
+    bool ignoresInterruption = false;
 
 protected:
     void setupChildProcess() override
     {
         setsid();
+        if (ignoresInterruption)
+            signal(SIGINT, SIG_IGN);
         if (m_terminal)
             ioctl(m_terminal->slave(), TIOCSCTTY, 0);
     }
@@ -147,6 +164,11 @@ private Q_SLOTS:
     void onATerminalControlCharactersAreShown();
     void anInterruptionStillGivesTheCounts_data();
     void anInterruptionStillGivesTheCounts();
+    void anInterruptionJustBeforeTheWaitingIsNotLost();
+    void anInterruptionWhileNobodyWritesToAFifoIsNoTrouble();
+    void aFifoIsReadFromItsFirstWriterToItsLast();
+    void anIgnoredInterruptionStaysIgnored();
+    void anOpensslThatHidesDamageIsNamed();
     void memoryDoesNotGrowWithTheLog();
 
 private:
@@ -462,6 +484,76 @@ void TestLogRead::anInterruptionStillGivesTheCounts()
     QCOMPARE(logread.exitCode(), signal);
     QCOMPARE(logread.readAllStandardError(),
              QByteArray("syncstatus-logread: encrypted texts: 1 read, 0 not read\n"));
+}
+
+void TestLogRead::anInterruptionJustBeforeTheWaitingIsNotLost()
+{
+    LogRead logread(withKey());
+    logread.preload(QStringLiteral("STANDIN_INTERRUPTS"));
+    logread.start();
+    QVERIFY(logread.waitForFinished(30000));
+    QCOMPARE(logread.exitStatus(), QProcess::CrashExit);
+    QCOMPARE(logread.exitCode(), SIGINT);
+    QCOMPARE(logread.readAllStandardError(),
+             QByteArray("syncstatus-logread: encrypted texts: 0 read, 0 not read\n"));
+}
+
+void TestLogRead::anInterruptionWhileNobodyWritesToAFifoIsNoTrouble()
+{
+    const QString fifo = m_folder.filePath(QStringLiteral("silent"));
+    QCOMPARE(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    LogRead logread(withKey({fifo}));
+    logread.preload(QStringLiteral("STANDIN_INTERRUPTS"));
+    logread.start();
+    QVERIFY(logread.waitForFinished(30000));
+    QCOMPARE(logread.exitCode(), SIGINT);
+    QCOMPARE(logread.readAllStandardError(),
+             QByteArray("syncstatus-logread: encrypted texts: 0 read, 0 not read\n"));
+}
+
+void TestLogRead::aFifoIsReadFromItsFirstWriterToItsLast()
+{
+    const QString path = m_folder.filePath(QStringLiteral("fifo"));
+    QCOMPARE(mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+    LogRead logread(withKey({path}));
+    logread.start();
+    const int fifo = open(QFile::encodeName(path).constData(), O_WRONLY | O_CLOEXEC);
+    QVERIFY(fifo >= 0);
+    // The writer is there and has nothing to say yet.
+    QVERIFY(!logread.waitForFinished(200));
+    const QByteArray line = m_key.logText("joe") + "\n";
+    QCOMPARE(write(fifo, line.constData(), size_t(line.size())), ssize_t(line.size()));
+    QVERIFY(logread.waitForReadyRead(30000));
+    QCOMPARE(write(fifo, line.constData(), size_t(line.size())), ssize_t(line.size()));
+    close(fifo);
+    QCOMPARE(logread.finish(), 0);
+    QCOMPARE(logread.output, QByteArray("joe\njoe\n"));
+}
+
+void TestLogRead::anIgnoredInterruptionStaysIgnored()
+{
+    LogRead logread(withKey());
+    logread.ignoresInterruption = true;
+    logread.start();
+    logread.write("one\n");
+    QVERIFY(logread.waitForReadyRead(30000));
+    QCOMPARE(kill(pid_t(logread.processId()), SIGINT), 0);
+    logread.write("two\n");
+    logread.closeWriteChannel();
+    QCOMPARE(logread.finish(), 0);
+    QCOMPARE(logread.output, QByteArray("one\ntwo\n"));
+}
+
+void TestLogRead::anOpensslThatHidesDamageIsNamed()
+{
+    LogRead logread(withKey());
+    logread.preload(QStringLiteral("STANDIN_REJECTS_IMPLICITLY"));
+    QCOMPARE(logread.run(m_key.logText("joe")), 0);
+    QCOMPARE(logread.output, QByteArray("joe"));
+    QCOMPARE(logread.error,
+             QByteArray("syncstatus-logread: this OpenSSL does not tell damaged texts: what cannot "
+                        "be decrypted may be given, and counted as read, as random bytes\n"
+                        "syncstatus-logread: encrypted texts: 1 read, 0 not read\n"));
 }
 
 namespace {

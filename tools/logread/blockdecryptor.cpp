@@ -20,6 +20,11 @@ BlockDecryptor::BlockDecryptor(EVP_PKEY *key)
     ERR_clear_error();
     if (!ready)
         throw std::runtime_error("OpenSSL cannot decrypt with this key");
+
+    // The number 1, which every key decrypts to 1: never a padded text.
+    std::vector<unsigned char> bad(blockSize());
+    bad.back() = 1;
+    m_knowsDamage = !decrypt(bad);
 }
 
 std::optional<std::string_view> BlockDecryptor::decrypt(const std::vector<unsigned char> &block)

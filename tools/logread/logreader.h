@@ -62,6 +62,9 @@ public:
     /// Takes the end of the log: what was held back is given out. Another log may follow.
     void finish();
 
+    /// See BlockDecryptor.
+    bool knowsDamage() const { return m_decryptor.knowsDamage(); }
+
     /// The encrypted texts so far that were read whole, and those that were not.
     unsigned long long readCount() const { return m_readCount; }
     unsigned long long unreadCount() const { return m_unreadCount; }

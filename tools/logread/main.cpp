@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -96,13 +97,33 @@ private:
     int m_error = 0;
 };
 
+/// Waits until the file has something to read or is at its end; not when a signal has interrupted
+/// the reading or does so meanwhile, also in the moment before the waiting.
+void waitFor(int file)
+{
+    sigset_t ends;
+    sigemptyset(&ends);
+    sigaddset(&ends, SIGINT);
+    sigaddset(&ends, SIGTERM);
+    sigset_t before;
+    sigprocmask(SIG_BLOCK, &ends, &before);
+    if (!interruptedBy) {
+        pollfd readable{file, POLLIN, 0};
+        ppoll(&readable, 1, nullptr, &before);
+    }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
 /// Feeds the reader until the end of the file, an error or a signal. False when reading failed.
 bool readLog(int file, LogReader *reader, Output *output)
 {
     static std::array<char, 65536> buffer;
-    while (!interruptedBy && !output->error()) {
+    while (!output->error()) {
+        waitFor(file);
+        if (interruptedBy)
+            break;
         const ssize_t size = read(file, buffer.data(), buffer.size());
-        if (size < 0 && errno == EINTR)
+        if (size < 0 && (errno == EINTR || errno == EAGAIN))
             continue;
         if (size <= 0) {
             const int error = errno;
@@ -127,7 +148,8 @@ bool readLogFile(const std::string &path, LogReader *reader, Output *output)
         complain(std::string("standard input: ") + std::strerror(errno));
         return false;
     }
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // O_NONBLOCK, so that it is readLog() that waits for somebody to write to a FIFO.
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     const bool done = file >= 0 && readLog(file, reader, output);
     if (!done)
         complain(path + ": " + std::strerror(errno));
@@ -137,12 +159,16 @@ bool readLogFile(const std::string &path, LogReader *reader, Output *output)
 }
 
 /// The first interruption ends the reading, so that a log which is followed gets its counts; a
-/// second one kills.
+/// second one kills. One that is ignored (nohup, a shell's "&") stays so.
 void endReadingOn(int signal)
 {
     struct sigaction action = {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler == SIG_IGN)
+        return;
+    action = {};
     action.sa_handler = [](int number) { interruptedBy = number; };
-    action.sa_flags = SA_RESETHAND; // and no SA_RESTART, so that read() returns
+    action.sa_flags = SA_RESETHAND;
     sigaction(signal, &action, nullptr);
 }
 
@@ -160,6 +186,9 @@ int run(const std::string &keyPath, const QStringList &logs)
                      isatty(STDOUT_FILENO) ? LogReader::PlainText::Printable
                                            : LogReader::PlainText::Exact,
                      [&output](std::string_view bytes) { output.write(bytes); });
+    if (!reader.knowsDamage())
+        complain("this OpenSSL does not tell damaged texts: what cannot be decrypted may be given, "
+                 "and counted as read, as random bytes");
     endReadingOn(SIGINT);
     endReadingOn(SIGTERM);
     bool trouble = false;
