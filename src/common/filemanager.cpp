@@ -152,7 +152,7 @@ QVariantMap FileManager::parseJsonData(const QJsonDocument &document)
 QJsonDocument FileManager::transQBytearrayToJsonDocument(const QByteArray &data)
 {
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(data, &error);
+    QJsonDocument document = QJsonDocument::fromJson(data, &error);
     if (error.error != QJsonParseError::NoError)
         qCWarning(ll_agent) << "QJsonParseError " << error.errorString();
     return document;

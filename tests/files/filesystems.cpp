@@ -12,16 +12,18 @@ using systemFileManager::FileManager;
 
 namespace {
 
-constexpr int pageSize = 4096; // what a tmpfs gives out at a time
+constexpr qint64 pageSize = 4096; // what a tmpfs gives out at a time
 
 QString latin1(const char *text)
 {
     return QString::fromLatin1(text);
 }
 
-const QStringList accessError{
-    agentWarning(QStringLiteral("write IniConfigFile fail:  QSettings::AccessError")),
-    agentWarning(QStringLiteral("write IniConfigFile succeed"))};
+QStringList accessError()
+{
+    return {agentWarning(QStringLiteral("write IniConfigFile fail:  QSettings::AccessError")),
+            agentWarning(QStringLiteral("write IniConfigFile succeed"))};
+}
 
 QString line(const QString &path, const char *rest)
 {
@@ -59,7 +61,7 @@ private:
         QFile filler(small.filePath(latin1("filler")));
         if (!filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
             return {};
-        while (filler.write(QByteArray(pageSize, 'f')) == pageSize)
+        while (filler.write(QByteArray(int(pageSize), 'f')) == pageSize)
             ;
         return filler.resize(filler.size() - pages * pageSize) ? m_small : QString();
     }
@@ -87,7 +89,7 @@ void FileSystems::smallDataOnAFullDiskIsAnError()
 void FileSystems::aFileMakesRoomForItsOwnReplacement()
 {
     const QString file = fullBut(1) + latin1("/old");
-    QVERIFY(store(file, QByteArray(pageSize, 'o')));
+    QVERIFY(store(file, QByteArray(int(pageSize), 'o')));
     QVERIFY(FileManager::writeFile("new", file));
     QCOMPARE(contentOf(file), QByteArray("new"));
 }
@@ -95,9 +97,9 @@ void FileSystems::aFileMakesRoomForItsOwnReplacement()
 void FileSystems::dataThatFitsInPartCountsAsSuccess()
 {
     const QString file = fullBut(2) + latin1("/part");
-    const QByteArray data(3 * pageSize, 'd');
+    const QByteArray data(int(3 * pageSize), 'd');
     QVERIFY(FileManager::writeFile(data, file));
-    QVERIFY(contentOf(file) == data.left(2 * pageSize));
+    QVERIFY(contentOf(file) == data.left(int(2 * pageSize)));
 }
 
 void FileSystems::anIniFileOnAFullDiskStaysWhole_data()
@@ -121,7 +123,7 @@ void FileSystems::anIniFileOnAFullDiskStaysWhole()
     for (int i = 0; i < 100; ++i)
         values[QStringLiteral("k%1").arg(i)] = QString(200, QLatin1Char('x'));
     FileManager::writeIniConfigFile({{latin1("g"), values}}, file);
-    QCOMPARE(takeLines(), accessError);
+    QCOMPARE(takeLines(), accessError());
     QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
     QCOMPARE(QDir(small).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
              (QStringList{latin1("filler"), name}));
@@ -148,7 +150,7 @@ void FileSystems::theEndOfAnIniFileOnAFullDiskIsLost()
         {{latin1("g"), {{latin1("value"), QString(length, QLatin1Char('x'))}}}}, file);
     const QStringList lines = takeLines();
     QEXPECT_FAIL("", "Qt 5 checks neither the last buffer nor for a short write", Continue);
-    QCOMPARE(lines.size(), accessError.size());
+    QCOMPARE(lines.size(), accessError().size());
     QEXPECT_FAIL("", "and puts what was written in the place of the old file", Continue);
     QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
 }
@@ -177,12 +179,12 @@ void FileSystems::aReadOnlyIniFileIsReadAndNotWritten()
     QCOMPARE(FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), QString()),
              latin1("1"));
     FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 2}}}}, file);
-    QCOMPARE(takeLines(), accessError);
+    QCOMPARE(takeLines(), accessError());
     QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
 
     FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 2}}}},
                                     m_readOnly + latin1("/none/new.ini"));
-    QCOMPARE(takeLines(), accessError);
+    QCOMPARE(takeLines(), accessError());
 }
 
 QTEST_GUILESS_MAIN(FileSystems)

@@ -248,9 +248,9 @@ private:
     static bool isKnownDifference(const QByteArray &text)
     {
         static const QRegularExpression wholeEscape(
-            latin1("\\\\\\\\|\\\\u[dD][89abAB][0-9a-fA-F]{2}\\\\u[dD][c-fC-F][0-9a-fA-F]{2}"));
+            latin1(R"(\\\\|\\u[dD][89abAB][0-9a-fA-F]{2}\\u[dD][c-fC-F][0-9a-fA-F]{2})"));
         static const QRegularExpression difference(
-            latin1("\\.(?![0-9])|(?<![0-9])\\.|\\\\(?![\"/bfnrtu])|\\\\u[dD][89a-fA-F]|"
+            latin1(R"(\.(?![0-9])|(?<![0-9])\.|\\(?![\x22/bfnrtu])|\\u[dD][89a-fA-F]|)"
                    "[eE][+-]?[0-9]{3}"));
         return QString::fromLatin1(text.constData(), text.size())
             .replace(wholeEscape, latin1(" "))
@@ -415,7 +415,7 @@ void Json::turnsAnObjectIntoAMap()
     const QJsonDocument document = FileManager::transQBytearrayToJsonDocument(
         R"({"b":true,"n":null,"i":7,"d":1.5,"s":"\u00fc","l":[1,[2]],"o":{"in":{"k":"v"}},"e":{}})");
     const QVariantMap map = FileManager::parseJsonData(document);
-    QCOMPARE(map.keys().join(QLatin1Char(' ')), latin1("b d e i l n o s"));
+    QCOMPARE(map.size(), 8);
     QCOMPARE(map[latin1("b")], QVariant(true));
     QVERIFY(map[latin1("n")].isNull());
     QCOMPARE(map[latin1("i")].toDouble(), 7.0);

@@ -54,7 +54,7 @@ int work(const QString &folder, int thread)
         expect(FileManager::readIniConfigFile(ownIni, group, latin1("none"), value) == value);
 
         QJsonDocument document;
-        expect(FileManager::parseJson("{\"k\":\"" + value.toUtf8() + "\"}", document));
+        expect(FileManager::parseJson(R"({"k":")" + value.toUtf8() + R"("})", document));
         expect(FileManager::parseJsonData(document).value(latin1("k")) == value);
         expect(FileManager::transQBytearrayToJsonDocument("{").isNull());
     }

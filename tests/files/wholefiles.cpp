@@ -367,7 +367,7 @@ void WholeFiles::takesAnyName_data()
     QTest::addColumn<QString>("logged");
     QTest::newRow("blanks") << latin1(" a name with  blanks ") << latin1(" a name with  blanks ");
     QTest::newRow("new line") << latin1("new\nline") << latin1("new\\nline");
-    QTest::newRow("quotes") << latin1("a\"b\\c") << latin1("a\\\"b\\\\c");
+    QTest::newRow("quotes") << latin1(R"(a"b\c)") << latin1(R"(a\"b\\c)");
     QTest::newRow("non-ASCII") << QStringLiteral("häuser 网络 \U0001F600")
                                << QStringLiteral("häuser 网络 \U0001F600");
     QTest::newRow("placeholders") << latin1("%1%2%s%n") << latin1("%1%2%s%n");
