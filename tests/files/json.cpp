@@ -178,6 +178,13 @@ private:
         return result + '"';
     }
 
+    // Begins with eight random digits, more than damage() copies, so that no two keys are equal:
+    // RFC 8259 leaves open what those mean.
+    QByteArray key()
+    {
+        return string().insert(1, QByteArray::number(m_random.bounded(0x10000000, 0x7fffffff), 16));
+    }
+
     QByteArray value(int depth)
     {
         switch (m_random.bounded(depth < 6 ? 10 : 8)) {
@@ -211,7 +218,7 @@ private:
     {
         QByteArrayList members;
         for (int i = m_random.bounded(5); i > 0; --i)
-            members += space() + string() + space() + ':' + space() + value(depth) + space();
+            members += space() + key() + space() + ':' + space() + value(depth) + space();
         return '{' + (members.isEmpty() ? space() : members.join(',')) + '}';
     }
 
