@@ -138,9 +138,10 @@ QString Utils::getServerDateTime(const QVariant &timestamp)
     if (seconds == 0 || seconds < -furthest || seconds > furthest)
         return {};
 
-    // So QDateTime is asked for the local time of a moment some days inside its range; what is
-    // missing to the moment itself, if anything, is added to that.
-    constexpr qint64 threeDays = 3 * 24 * 60 * 60; // a zone's offset is a little over one at most
+    // So QDateTime is asked for the local time of a moment well inside its range, a zone's offset
+    // being a little over a day at most; what is missing to the moment itself, if anything, is
+    // added to that.
+    constexpr qint64 threeDays = qint64(3) * 24 * 60 * 60;
     const qint64 safe = qBound(-furthest + threeDays, seconds, furthest - threeDays);
     const QDateTime moment = QDateTime::fromSecsSinceEpoch(safe);
     if (!moment.isValid())

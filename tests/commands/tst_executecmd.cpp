@@ -70,7 +70,7 @@ void ExecuteCmd::givesWhatTheCommandPrints_data()
     row("standard error only", "echo trouble >&2", "", 0);
     row("both", "echo word; echo trouble >&2", "word\n", 0);
     row("standard error sent along", "(echo trouble >&2) 2>&1", "trouble\n", 0);
-    row("nothing is trimmed", "printf ' \\t a \\n\\n'", " \t a \n\n", 0);
+    row("nothing is trimmed", R"(printf ' \t a \n\n')", " \t a \n\n", 0);
     row("a blank is something", "printf ' '", " ", 0);
     row("a NUL is something", "printf '\\0'", QString(QChar(0)), 0);
     row("a NUL in the middle", "printf 'a\\0b'",

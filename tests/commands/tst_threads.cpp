@@ -55,6 +55,7 @@ void Threads::eightThreadsCallEveryOperationAtOnce()
     };
     // Threads that Qt did not start and that run no event loop.
     std::vector<std::thread> running;
+    running.reserve(threads);
     for (int thread = 0; thread < threads; ++thread)
         running.emplace_back(work, thread);
     for (std::thread &thread : running)

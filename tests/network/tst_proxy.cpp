@@ -17,6 +17,7 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QtTest>
 
 using utility::Utils;
@@ -149,6 +150,11 @@ public:
             m_process.kill();
             m_process.waitForFinished();
         }
+        // Its children may still be on their way out, with the port open.
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < 20000 && answers())
+            QThread::msleep(10);
     }
 
     [[nodiscard]] quint16 port() const { return m_port; }
@@ -199,14 +205,19 @@ private:
         while (timer.elapsed() < 20000) {
             if (m_process.waitForFinished(50)) // also the pause between two tries
                 return false;
-            QTcpSocket probe;
-            probe.setProxy(QNetworkProxy::NoProxy);
-            probe.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
-            if (probe.waitForConnected(1000))
+            if (answers())
                 return true;
         }
         stop();
         return false;
+    }
+
+    [[nodiscard]] bool answers() const
+    {
+        QTcpSocket probe;
+        probe.setProxy(QNetworkProxy::NoProxy);
+        probe.connectToHost(QHostAddress(QHostAddress::LocalHost), m_port);
+        return probe.waitForConnected(1000);
     }
 
     QTemporaryDir m_dir;
@@ -249,7 +260,7 @@ void Proxy::configurations_data()
     proxy("host and port", R"({"socks":{"host":"proxy.example","port":"1080"}})", host, 1080);
     proxy("address", R"({"socks":{"host":"127.0.0.1","port":"9050"}})", QStringLiteral("127.0.0.1"),
           9050);
-    proxy("a host beyond ASCII", "{\"socks\":{\"host\":\"pr\\u00f6xy\",\"port\":\"1\"}}",
+    proxy("a host beyond ASCII", R"({"socks":{"host":"pr\u00f6xy","port":"1"}})",
           QStringLiteral("pr\u00f6xy"), 1);
     proxy("a blank is a host", R"({"socks":{"host":" ","port":"1"}})", QStringLiteral(" "), 1);
     proxy("lowest port", R"({"socks":{"host":"proxy.example","port":"0"}})", host, 0);

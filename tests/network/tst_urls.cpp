@@ -156,12 +156,12 @@ private Q_SLOTS:
 
 void Urls::table_data()
 {
-    QTest::addColumn<QString>("first");
-    QTest::addColumn<QString>("second");
+    QTest::addColumn<QString>("one");
+    QTest::addColumn<QString>("other");
     QTest::addColumn<bool>("equal");
 
-    const auto row = [](const char *name, const QString &first, const QString &second, bool equal) {
-        QTest::newRow(name) << first << second << equal;
+    const auto row = [](const char *name, const QString &one, const QString &other, bool equal) {
+        QTest::newRow(name) << one << other << equal;
     };
     row("scheme", "http://host/a", "https://host/a", true);
     row("same scheme, other case", "http://host/a", "HTTP://HOST/A", true);
@@ -204,11 +204,11 @@ void Urls::table_data()
 
 void Urls::table()
 {
-    QFETCH(QString, first);
-    QFETCH(QString, second);
+    QFETCH(QString, one);
+    QFETCH(QString, other);
     QFETCH(bool, equal);
-    QCOMPARE(Utils::compareUrlIgnoreHttpPrefix(first, second), equal);
-    QCOMPARE(Utils::compareUrlIgnoreHttpPrefix(second, first), equal);
+    QCOMPARE(Utils::compareUrlIgnoreHttpPrefix(one, other), equal);
+    QCOMPARE(Utils::compareUrlIgnoreHttpPrefix(other, one), equal);
 }
 
 void Urls::randomPairsAgreeWithASecondFormulation()
