@@ -61,9 +61,10 @@ public:
     ///   that ends during the third wait runs once.
     ///
     /// A process that still runs after the third wait is killed, with what it printed until then
-    /// kept. Only bash itself is killed: processes that it has started and not become (by `exec`)
-    /// run on. A command that may take longer than 30 seconds, or that must not be run twice, is
-    /// best given its own limit: `timeout -k 1 20 ...`.
+    /// kept; the call waits for its end, which comes at once unless it is stuck in the kernel (on a
+    /// dead network file system, say). Only bash itself is killed: processes that it has started
+    /// and not become (by `exec`) run on. A command that may take longer than 30 seconds, or that
+    /// must not be run twice, is best given its own limit: `timeout -k 1 20 ...`.
     ///
     /// The call returns when bash ends. A background process left behind does not hold it up,
     /// even with the standard output still open; what that prints later is lost.

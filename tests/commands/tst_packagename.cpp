@@ -84,7 +84,7 @@ void PackageName::anEmptyNameRunsNothing()
 
     LogCapture log;
     QCOMPARE(Utils::getPackageNameByProcessName(QString()), QString());
-    QCOMPARE(Utils::getPackageNameByProcessName(QStringLiteral("")), QString());
+    QCOMPARE(Utils::getPackageNameByProcessName(QLatin1String("")), QString());
     QCOMPARE(log.takeLines(), QStringList());
     QVERIFY(!QFile::exists(trace));
 

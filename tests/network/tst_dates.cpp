@@ -130,7 +130,7 @@ void Dates::whatConverts_data()
     row("zero in 64 bits", QVariant(qint64(0)), nothing);
     row("zero as text", QVariant(QStringLiteral("0")), nothing);
     row("zero in floating point", QVariant(0.0), nothing);
-    row("empty text", QVariant(QStringLiteral("")), nothing);
+    row("empty text", QVariant(QLatin1String("")), nothing);
     row("text", QVariant(QStringLiteral("today")), nothing);
     row("number and text", QVariant(QStringLiteral("86400s")), nothing);
     row("a fraction as text", QVariant(QStringLiteral("86400.5")), nothing);
