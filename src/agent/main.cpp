@@ -159,7 +159,8 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Loads plugins, starts them, and tells whether the machine is online and each gain of\n"
-        "connectivity. Runs until SIGTERM or SIGINT (Ctrl-C).\n\n"
+        "connectivity. Runs until SIGTERM or SIGINT (Ctrl-C); a second one ends it\n"
+        "at once.\n\n"
         "Events go to standard output, diagnostics to standard error.\n\n"
         "Exit status:\n"
         "  0  stopped by SIGTERM or SIGINT; or all that was asked for is shown\n"
@@ -196,7 +197,7 @@ int main(int argc, char *argv[])
     }
 
     // From here on code of the plugins runs; a signal meanwhile is answered when they are up.
-    const StopSignals stopSignals;
+    StopSignals stopSignals;
     if (!parser.isSet(help))
         QObject::connect(&host, &PluginHost::stateReached, report);
     host.load();
@@ -222,6 +223,7 @@ int main(int argc, char *argv[])
         qCCritical(hostLog) << "no plugin could be started";
         return nothingRuns;
     }
+    stopSignals.deliver();
     const int status = QCoreApplication::exec();
     host.shutdown();
     return status;

@@ -59,8 +59,8 @@ bool PluginHost::find(const QString &directory)
         return false;
     }
     // System entries too: a dangling link deserves its message.
-    const auto files = QDir(directory).entryInfoList({QStringLiteral("*.so")},
-                                                     QDir::Files | QDir::System, QDir::Name);
+    const auto files = QDir(directory).entryInfoList(
+        {QStringLiteral("*.so")}, QDir::Files | QDir::System | QDir::CaseSensitive, QDir::Name);
     for (const QFileInfo &file : files) {
         m_plugins.push_back(read(file.absoluteFilePath()));
         if (m_plugins.back().error.isEmpty())

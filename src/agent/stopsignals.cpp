@@ -37,16 +37,22 @@ StopSignals::StopSignals(QObject *parent) : QObject(parent)
         qFatal("cannot make a pipe for signals: %s", qUtf8Printable(qt_error_string(errno)));
     writeEnd = ends[1];
 
-    const auto *notifier = new QSocketNotifier(ends[0], QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this,
+    m_notifier = new QSocketNotifier(ends[0], QSocketNotifier::Read, this);
+    m_notifier->setEnabled(false);
+    connect(m_notifier, &QSocketNotifier::activated, this,
             [this, descriptor = ends[0]] { readPipe(descriptor); });
 
     struct sigaction action = {};
     action.sa_handler = writeSignalNumber;
-    action.sa_flags = SA_RESTART;
+    action.sa_flags = SA_RESTART | SA_RESETHAND;
     sigemptyset(&action.sa_mask);
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGINT, &action, nullptr);
+}
+
+void StopSignals::deliver()
+{
+    m_notifier->setEnabled(true);
 }
 
 void StopSignals::readPipe(int descriptor)

@@ -6,10 +6,13 @@
 
 #include <QObject>
 
+class QSocketNotifier;
+
 /// Turns SIGTERM and SIGINT into a Qt signal of the event loop.
 ///
-/// A signal that arrives before the event loop runs is kept until it does. There is one object of
-/// this class in a process, and it stays until the process ends.
+/// A signal that arrives before deliver() is kept until then. A second one of its kind ends the
+/// process at once: what is to stop in good order may hang. There is one object of this class in a
+/// process.
 class StopSignals : public QObject
 {
     Q_OBJECT
@@ -17,12 +20,18 @@ class StopSignals : public QObject
 public:
     explicit StopSignals(QObject *parent = nullptr);
 
+    /// From now on signals are delivered. Called last before the event loop runs, so that none is
+    /// delivered to an event loop that a plugin runs while it starts.
+    void deliver();
+
 Q_SIGNALS:
     /// The process was sent the signal \a number, SIGTERM or SIGINT.
     void received(int number);
 
 private:
     void readPipe(int descriptor);
+
+    QSocketNotifier *m_notifier;
 };
 
 #endif

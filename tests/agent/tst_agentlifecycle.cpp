@@ -45,6 +45,7 @@ private Q_SLOTS:
     void stopsOrderlyOnSignal_data();
     void stopsOrderlyOnSignal();
     void keepsASignalUntilThePluginsAreInitialized();
+    void endsAtOnceOnASecondSignal();
     void pausesAndYieldsBeforeEachDelayedInitialize();
     void namesEachState();
 
@@ -135,8 +136,10 @@ void AgentLifecycle::keepsASignalUntilThePluginsAreInitialized()
 {
     const PluginFolder folder({s("first"), s("second")});
     AgentProcess agent;
-    // Also not while a plugin that is told to stop runs an event loop of its own.
-    agent.setBehaviour(s("first.initialize=raise second.aboutToShutdown=spin"));
+    // Neither is it lost in the event loop that a plugin runs while it starts, nor does one that a
+    // plugin runs while it stops begin anything.
+    agent.setBehaviour(s("first.initialize=raise second.initialize=spin "
+                         "second.aboutToShutdown=spin"));
     QCOMPARE(agent.run(pluginDir(folder)), 0);
     const QStringList end = {
         s("first: initialize"),
@@ -153,6 +156,15 @@ void AgentLifecycle::keepsASignalUntilThePluginsAreInitialized()
         s("stopped First"),
     };
     QCOMPARE(agent.output().mid(agent.output().size() - end.size()), end);
+}
+
+void AgentLifecycle::endsAtOnceOnASecondSignal()
+{
+    const PluginFolder folder({s("first"), s("second")});
+    AgentProcess agent;
+    agent.setBehaviour(s("first.initialize=raise second.initialize=raise"));
+    QCOMPARE(agent.run(pluginDir(folder)), -1);
+    QCOMPARE(agent.output().last(), s("second: initialize"));
 }
 
 void AgentLifecycle::pausesAndYieldsBeforeEachDelayedInitialize()

@@ -3,6 +3,7 @@
 
 #include <custompluginmanager/secretkeysplit.h>
 
+#include <QCryptographicHash>
 #include <QRegularExpression>
 #include <QSet>
 #include <QtTest>
@@ -245,6 +246,14 @@ void TestSecretkeySplit::badPiecesAreRefused_data()
     QTest::newRow("payloads of a digest alone")
         << QStringList{one.left(68), two.left(68), three.left(68)};
     QTest::newRow("no payload in any") << QStringList{one.left(4), two.left(4), three.left(4)};
+    // The one that has a payload would join by itself: it is the digest and the secret, unmasked.
+    const QByteArray secret("secret");
+    const QString bare = QString::fromLatin1(
+        (QCryptographicHash::hash(secret, QCryptographicHash::Sha256) + secret).toHex());
+    QTest::newRow("no payload in the first")
+        << QStringList{QStringLiteral("2-1-"), QLatin1String("2-2-") + bare};
+    QTest::newRow("no payload in the last")
+        << QStringList{QLatin1String("2-1-") + bare, QStringLiteral("2-2-")};
 }
 
 void TestSecretkeySplit::badPiecesAreRefused()

@@ -5,6 +5,7 @@
 #include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
+#include "patience.h"
 #include "privatebus.h"
 
 #include <syncstatus/monitornetwork.h>
@@ -52,7 +53,7 @@ void tst_MonitorBusLoss::flagSurvivesTheBus()
     log.take();
 
     m_bus.kill();
-    QTRY_VERIFY(!QDBusConnection::systemBus().isConnected());
+    QTRY_VERIFY_WITH_TIMEOUT(!QDBusConnection::systemBus().isConnected(), patience);
     QVERIFY(monitor.getNetworkState());
     QCOMPARE(log.takeLines(), QStringList({answerLine(true)}));
     QCOMPARE(changes.size(), 0);
@@ -67,7 +68,7 @@ void tst_MonitorBusLoss::newBusIsNotFollowed()
     MonitorNetwork monitor(nullptr);
     const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
     m_bus.kill();
-    QTRY_VERIFY(!QDBusConnection::systemBus().isConnected());
+    QTRY_VERIFY_WITH_TIMEOUT(!QDBusConnection::systemBus().isConnected(), patience);
     log.take();
 
     QVERIFY(m_bus.start());

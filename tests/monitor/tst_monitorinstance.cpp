@@ -5,6 +5,7 @@
 #include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
+#include "patience.h"
 #include "privatebus.h"
 
 #include <syncstatus/monitornetwork.h>
@@ -59,7 +60,7 @@ void tst_MonitorInstance::isMadeByTheFirstCall()
 
     const QSignalSpy changes(monitor, &MonitorNetwork::networkStateChange);
     m_networkManager.emitStates({70});
-    QTRY_COMPARE(changes.size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(changes.size(), 1, patience);
 }
 
 void tst_MonitorInstance::isOneForThreadsThatAskAtOnce()

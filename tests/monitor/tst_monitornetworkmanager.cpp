@@ -5,6 +5,7 @@
 #include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
+#include "patience.h"
 
 #include <syncstatus/monitornetwork.h>
 
@@ -91,11 +92,11 @@ void tst_MonitorNetworkManager::everyReturnOfTheUplinkIsAnnounced()
     QStringList lines;
     for (int times = 1; times <= 3; ++times) {
         QVERIFY(setUplink(true));
-        QTRY_COMPARE(changes.size(), times);
+        QTRY_COMPARE_WITH_TIMEOUT(changes.size(), times, patience);
         QVERIFY(monitor.getNetworkState());
 
         QVERIFY(setUplink(false));
-        QTRY_VERIFY((lines += log.takeLines()).last() == changeLine(20));
+        QTRY_VERIFY_WITH_TIMEOUT((lines += log.takeLines()).last() == changeLine(20), patience);
         QVERIFY(monitor.getNetworkState());
     }
     QCOMPARE(changes.size(), 3);
@@ -111,7 +112,7 @@ void tst_MonitorNetworkManager::restartedNetworkManagerIsFollowed()
     QVERIFY(control(QStringLiteral("stop")));
     QVERIFY(control(QStringLiteral("start")));
     QVERIFY(setUplink(true));
-    QTRY_VERIFY(!changes.isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(!changes.isEmpty(), patience);
     QVERIFY(monitor.getNetworkState());
 }
 

@@ -6,6 +6,7 @@
 #include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
+#include "patience.h"
 #include "privatebus.h"
 #include "subscriber.h"
 
@@ -178,7 +179,7 @@ void tst_MonitorSignals::noLinesWhileWarningsAreOff()
     makeMonitor(20);
     QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent.warning=false"));
     m_networkManager.emitStates({20, 70});
-    QTRY_COMPARE(m_changes->size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(m_changes->size(), 1, patience);
     QCOMPARE(m_log->takeLines(), QStringList());
 }
 
@@ -191,7 +192,7 @@ void tst_MonitorSignals::signalDuringConstructionIsNotLost()
     m_log.reset(new LogCapture);
     MonitorNetwork monitor(nullptr);
     QVERIFY(!monitor.getNetworkState());
-    QTRY_VERIFY(monitor.getNetworkState());
+    QTRY_VERIFY_WITH_TIMEOUT(monitor.getNetworkState(), patience);
 }
 
 void tst_MonitorSignals::subscriberInOtherThreadIsCalledThere()
@@ -316,7 +317,7 @@ void tst_MonitorSignals::absentAtConstructionIsOfflineForGood()
     m_networkManager.setConnectedDevices({100});
     m_networkManager.setState(70);
     m_networkManager.emitStates({70});
-    QTRY_COMPARE(subscriber.states, QVector<quint32>({70}));
+    QTRY_COMPARE_WITH_TIMEOUT(subscriber.states, QVector<quint32>({70}), patience);
     QCOMPARE(log.takeLines(), QStringList());
     QCOMPARE(changes.size(), 0);
     QVERIFY(!monitor.getNetworkState());

@@ -5,6 +5,7 @@
 #include "fakenetworkmanager.h"
 #include "isolatedtest.h"
 #include "logcapture.h"
+#include "patience.h"
 #include "privatebus.h"
 
 #include <syncstatus/monitornetwork.h>
@@ -176,7 +177,7 @@ void tst_MonitorTraffic::nothingIsAskedAfterConstruction()
     QVERIFY(!monitor.getNetworkState());
     QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
     m_networkManager.emitStates({20, 70});
-    QTRY_COMPARE(changes.size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(changes.size(), 1, patience);
     QVERIFY(monitor.getNetworkState());
     QCOMPARE(takeCalls(), QStringList());
     QCOMPARE(m_callsOfBus, QStringList());

@@ -93,7 +93,7 @@ QByteArray SecretkeySplit::recoverSecretKey(const QStringList &pieces)
             return {};
         const QByteArray payload = QByteArray::fromHex(fields.at(2));
         // fromHex() skips what is no digit.
-        if (payload.toHex() != fields.at(2))
+        if (payload.toHex() != fields.at(2) || payload.size() <= digestSize)
             return {};
         if (joined.isEmpty())
             joined.fill('\0', payload.size());

@@ -48,7 +48,7 @@ bool SyncStatusPlugin::initialize(QString *errorString)
 
 void SyncStatusPlugin::extensionsInitialized()
 {
-    // "CmdPlugin" is what this line has always said; whoever searches logs relies on it.
+    // Names "CmdPlugin" on purpose: the text is fixed, whoever searches logs relies on it.
     qCDebug(ll_agent) << "codestack: "
                       << "extensions initialized CmdPlugin";
     CustomPluginManager::instance();
