@@ -6,6 +6,8 @@
 
 #include <syncstatus/syncstatus_export.h>
 
+#include <QtGlobal>
+
 #include <string>
 
 /// The process's way into the platform's event log, for records that are statistics of events, not
@@ -16,7 +18,8 @@
 /// works and what needs the missing part does nothing. That is settled once for the life of the
 /// process: a library that is installed later is not picked up.
 ///
-/// Two entry points are used, each if it is there, whatever they return:
+/// Two entry points are used, each if it is there. They may return nothing or a scalar (a number, a
+/// boolean, a pointer), which is not looked at; a class would need a place to be returned in:
 /// "Initialize", a function of the application's name (`std::string &`) and a boolean, and
 /// "WriteEventLog", a function of the record (`const std::string &`). The platform's library must
 /// therefore use the same `std::string` as this one (libstdc++'s, with the C++11 ABI setting that
@@ -41,6 +44,7 @@ public:
 
     /// Loads the platform's library and looks its entry points up. Reserved for get().
     EventLogUtils();
+    Q_DISABLE_COPY(EventLogUtils)
 
     /// Initialises the platform's library for synchronous writing: calls "Initialize" with the name
     /// under which the agent's events are filed, "org.corvel.license.agent" (the same as the
@@ -56,7 +60,7 @@ public:
     void writeLogs(const std::string &record);
 
 private:
-    // What they return differs between platforms and is never looked at.
+    // Which scalar they return, if any, differs between platforms and is never looked at.
     using Initialize = void (*)(std::string &applicationName, bool synchronous);
     using WriteEventLog = void (*)(const std::string &record);
 

@@ -14,6 +14,8 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -24,9 +26,14 @@ static const char libraryPath[] = "/usr/lib64/libcorvel-event-log.so";
 static_assert(!std::is_polymorphic_v<EventLogUtils>);
 static_assert(sizeof(EventLogUtils) == 2 * sizeof(void *), "the two entry points, nothing else");
 
+static_assert(!std::is_copy_constructible_v<EventLogUtils>);
+static_assert(!std::is_copy_assignable_v<EventLogUtils>);
+
+static int attempts = 0;
 static int loads = 0;
 static int unloads = 0;
 static void *loaded = nullptr;
+static bool testsAreOver = false;
 
 // The program's own definitions come before the C library's, also for Qt.
 extern "C" __attribute__((visibility("default"))) void *dlopen(const char *file, int mode) noexcept
@@ -34,6 +41,8 @@ extern "C" __attribute__((visibility("default"))) void *dlopen(const char *file,
     static const auto next =
         reinterpret_cast<void *(*)(const char *, int)>(dlsym(RTLD_NEXT, "dlopen"));
     void *const handle = next(file, mode);
+    if (file && std::strstr(file, "corvel-event-log") && !(mode & RTLD_NOLOAD))
+        ++attempts;
     if (handle && file && !std::strcmp(file, libraryPath) && !(mode & RTLD_NOLOAD)) {
         ++loads;
         loaded = handle;
@@ -44,8 +53,13 @@ extern "C" __attribute__((visibility("default"))) void *dlopen(const char *file,
 extern "C" __attribute__((visibility("default"))) int dlclose(void *handle) noexcept
 {
     static const auto next = reinterpret_cast<int (*)(void *)>(dlsym(RTLD_NEXT, "dlclose"));
-    if (handle == loaded)
+    if (loaded && handle == loaded) {
         ++unloads;
+        if (testsAreOver) {
+            std::fputs("the platform's library is unloaded at the end of the process\n", stderr);
+            _exit(EXIT_FAILURE);
+        }
+    }
     return next(handle);
 }
 
@@ -108,14 +122,18 @@ private Q_SLOTS:
     void initTestCase();
     void getReturnsTheSameObjectAlways();
     void theLibraryIsLoadedOnceAndStays();
+    void aLibraryThatIsInstalledLaterIsNotPickedUp() const;
     void initSyncPassesTheAgentsNameAndTrue();
     void writeLogsPassesTheVeryObject();
     void recordsArriveByteForByte_data();
     void recordsArriveByteForByte();
     void writingDoesNotNeedInitSync() const;
     void nothingIsPrinted();
+    // Also when the process ends, which the dlclose() above watches.
+    void cleanupTestCase() { testsAreOver = true; }
 
 private:
+    int m_attemptsOfTheFirst = 0;
     EventLogUtils *m_first = nullptr;
     int m_writtenBeforeInitSync = 0;
     QByteArray m_output;
@@ -134,6 +152,7 @@ void TestEventLogUtils::initTestCase()
     DescriptorCapture standardError(STDERR_FILENO);
     LogCapture log;
     m_first = EventLogUtils::get();
+    m_attemptsOfTheFirst = attempts;
     const std::string record = R"({"tid":1,"version":"1.0.0"})";
     m_first->writeLogs(record);
     if (calls())
@@ -143,6 +162,7 @@ void TestEventLogUtils::initTestCase()
     m_messages = log.takeLines();
 
     QVERIFY(m_first);
+    QVERIFY(attempts > 0);
     QCOMPARE(loads, library == "loadable" ? 1 : 0);
     QCOMPARE(calls() != nullptr, library == "loadable");
 }
@@ -164,6 +184,15 @@ void TestEventLogUtils::theLibraryIsLoadedOnceAndStays()
 
     void *const present = dlopen(libraryPath, RTLD_NOW | RTLD_NOLOAD);
     QCOMPARE(present, loaded);
+}
+
+// Nothing looks for it after the first get(), so that it makes no difference whether it is there.
+void TestEventLogUtils::aLibraryThatIsInstalledLaterIsNotPickedUp() const
+{
+    EventLogUtils::get();
+    m_first->initSync();
+    m_first->writeLogs("record");
+    QCOMPARE(attempts, m_attemptsOfTheFirst);
 }
 
 void TestEventLogUtils::initSyncPassesTheAgentsNameAndTrue()

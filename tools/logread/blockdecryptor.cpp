@@ -22,8 +22,8 @@ BlockDecryptor::BlockDecryptor(EVP_PKEY *key)
         throw std::runtime_error("OpenSSL cannot decrypt with this key");
 
     // The number 1, which every key decrypts to 1: never a padded text.
-    std::vector<unsigned char> bad(blockSize());
-    bad.back() = 1;
+    std::vector<unsigned char> bad(blockSize() - 1);
+    bad.push_back(1);
     m_knowsDamage = !decrypt(bad);
 }
 
