@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // RsaCrypt::logEncryptToBase64(): OpenSSL's base64 and its EVP interface, with the private half of
-// the build's development key, must give the text back.
+// the build's development key, must give the text back. A build that was given a key has no private
+// half, and the text is not compared.
 
 #include "judge.h"
 
@@ -14,7 +15,7 @@ using logEncryption::RsaCrypt;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size)
 {
-    static const PrivateKey key = keyFromFile(DEVELOPMENT_KEY);
+    static const PrivateKey key = *DEVELOPMENT_KEY ? keyFromFile(DEVELOPMENT_KEY) : nullptr;
     const QByteArray text(reinterpret_cast<const char *>(bytes), int(size));
 
     const QByteArray logText = RsaCrypt::logEncryptToBase64(text);
@@ -28,6 +29,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
                             base64.size()) == blocks.size(),
             "standard base64 and nothing else");
     blocks.chop(base64.endsWith("==") ? 2 : base64.endsWith('=') ? 1 : 0);
-    require(decrypted(key.get(), blocks) == text, "the text comes back");
+    if (key)
+        require(decrypted(key.get(), blocks) == text, "the text comes back");
+    else
+        require(blocks.isEmpty() == text.isEmpty(), "blocks for a text and for nothing else");
     return 0;
 }

@@ -126,8 +126,8 @@ protected:
     void setupChildProcess() override
     {
         setsid();
-        if (ignoresInterruption)
-            signal(SIGINT, SIG_IGN);
+        // Whatever the tests have inherited.
+        signal(SIGINT, ignoresInterruption ? SIG_IGN : SIG_DFL);
         if (m_terminal)
             ioctl(m_terminal->slave(), TIOCSCTTY, 0);
     }
