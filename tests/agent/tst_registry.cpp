@@ -47,6 +47,7 @@ void together(int threadCount, const std::function<void(int)> &work)
 {
     std::atomic<int> ready{0};
     std::vector<std::thread> threads;
+    threads.reserve(size_t(threadCount));
     for (int i = 0; i < threadCount; ++i)
         threads.emplace_back([&, i] {
             ++ready;

@@ -93,6 +93,15 @@ QObject *lastImplement()
     return host().lastImplement;
 }
 
+QObject *askForMonitor()
+{
+    QObject *monitor = nullptr;
+    QMetaObject::invokeMethod(
+        host().lastImplement, "networkMonitor", Qt::DirectConnection,
+        Q_RETURN_ARG(QObject *, monitor)); // clazy:exclude=connect-not-normalized
+    return monitor;
+}
+
 void setServicePlugin(QObject *object)
 {
     host().servicePlugin = object;

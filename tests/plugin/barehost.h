@@ -59,6 +59,10 @@ QStringList takeCalls();
 /// The implementation object that was added or removed last.
 QObject *lastImplement();
 
+/// What the implementation object that was added last answers to "networkMonitor"; null when it has
+/// no such operation.
+QObject *askForMonitor();
+
 /// What getPluginImpByName("ServicePlugin") answers; null at start.
 void setServicePlugin(QObject *object);
 

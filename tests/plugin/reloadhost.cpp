@@ -3,11 +3,12 @@
 
 // A host that loads the library, drives the plugin, deletes it, takes a fresh plugin object and
 // unloads the library, again and again. It ends with 0 when nothing of the library was left behind
-// each time and nothing has grown, else with a message and 1.
+// each time and nothing has grown, else with a message and 1. There are at least 100 cycles.
 //
-//   reloadhost <plugin file> <cycles> [monitor]
+//   reloadhost <plugin file> <cycles> <tolerance> [monitor]
 //
-// "monitor" makes the network monitor in each cycle and prints what it answered.
+// The tolerance is what the memory in use may grow by after the first cycles, in bytes. "monitor"
+// makes the network monitor in each cycle and prints what it answered.
 
 #include "barehost.h"
 
@@ -16,14 +17,15 @@
 #include <QFile>
 #include <QLoggingCategory>
 #include <QPluginLoader>
-#include <QPointer>
 
 #include <malloc.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 
 using custompluginmanager::PluginBase;
 
@@ -31,9 +33,9 @@ namespace {
 
 // A Qt application may still be filling caches in the first cycles.
 constexpr int warmUpCycles = 20;
-// Less than two words for each cycle after warm-up: there is no room for a leak that repeats.
-constexpr qint64 heapTolerance = 1024;
-constexpr qint64 residentTolerance = 256 * 1024;
+constexpr int measuredCycles = 20;
+constexpr int minimumCycles = 100;
+constexpr qint64 residentTolerance = 0x40000;
 
 void require(bool condition, const QString &message)
 {
@@ -52,11 +54,18 @@ int entries(const char *directory)
 
 struct Usage
 {
-    int descriptors;
-    int threads;
+    qint64 descriptors;
+    qint64 threads;
     qint64 heap;
     qint64 resident;
 };
+
+// At any one moment something may be on its way: of several measurements the lowest counts.
+Usage lowest(const Usage &a, const Usage &b)
+{
+    return {std::min(a.descriptors, b.descriptors), std::min(a.threads, b.threads),
+            std::min(a.heap, b.heap), std::min(a.resident, b.resident)};
+}
 
 Usage measure()
 {
@@ -69,7 +78,7 @@ Usage measure()
 #else
     const struct mallinfo info = mallinfo();
 #endif
-    usage.heap = qint64(info.uordblks + info.hblkhd);
+    usage.heap = qint64(info.uordblks) + qint64(info.hblkhd);
     QFile statm(QStringLiteral("/proc/self/statm"));
     require(statm.open(QIODevice::ReadOnly), statm.errorString());
     usage.resident = statm.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
@@ -84,14 +93,12 @@ void drive(PluginBase *plugin)
     require(plugin->delayedInitialize(), QStringLiteral("delayedInitialize() has failed"));
 }
 
-QString askMonitor(QObject *implement)
+QString askMonitor()
 {
     bool online = false;
-    QObject *monitor = nullptr;
-    require(QMetaObject::invokeMethod(implement, "getNetworkState", Q_RETURN_ARG(bool, online)) &&
-                QMetaObject::invokeMethod(implement, "networkMonitor",
-                                          Q_RETURN_ARG(QObject *, monitor)) &&
-                monitor,
+    require(QMetaObject::invokeMethod(barehost::lastImplement(), "getNetworkState",
+                                      Q_RETURN_ARG(bool, online)) &&
+                barehost::askForMonitor(),
             QStringLiteral("there is no monitor"));
     return online ? QStringLiteral("online") : QStringLiteral("offline");
 }
@@ -108,13 +115,14 @@ void cycle(const QString &pluginFile, bool withMonitor)
 
     drive(plugin);
     if (withMonitor)
-        std::puts(qPrintable(askMonitor(barehost::lastImplement())));
+        std::puts(qPrintable(askMonitor()));
     QCoreApplication::processEvents();
-    const QPointer<PluginBase> old = plugin;
     delete plugin;
+    barehost::takeCalls();
 
     plugin = qobject_cast<PluginBase *>(loader.instance());
-    require(plugin && !old, QStringLiteral("there is no fresh plugin object"));
+    require(plugin && barehost::takeCalls().contains(QLatin1String("PluginBase")),
+            QStringLiteral("there is no fresh plugin object"));
     drive(plugin);
     delete plugin;
 
@@ -133,23 +141,31 @@ int main(int argc, char **argv)
 {
     const QCoreApplication app(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    require(arguments.size() >= 3, QStringLiteral("reloadhost <plugin file> <cycles> [monitor]"));
+    require(arguments.size() >= 4,
+            QStringLiteral("reloadhost <plugin file> <cycles> <tolerance> [monitor]"));
     const int cycles = arguments.at(2).toInt();
-    const bool withMonitor = arguments.value(3) == QLatin1String("monitor");
-    require(cycles > warmUpCycles, QStringLiteral("too few cycles"));
+    const qint64 heapTolerance = arguments.at(3).toLongLong();
+    const bool withMonitor = arguments.value(4) == QLatin1String("monitor");
+    require(cycles >= minimumCycles, QStringLiteral("too few cycles"));
 
     QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
-    Usage before{};
+    const auto pageSize = size_t(sysconf(_SC_PAGESIZE));
+    constexpr qint64 unknown = std::numeric_limits<qint64>::max();
+    Usage before{unknown, unknown, unknown, unknown};
+    Usage after = before;
     for (int i = 0; i < cycles; ++i) {
-        if (i == warmUpCycles)
-            before = measure();
         cycle(arguments.at(1), withMonitor);
-        // A page here and there, so that the library comes back at another address.
-        if (i < warmUpCycles)
-            mmap(nullptr, size_t(sysconf(_SC_PAGESIZE)) * size_t(i + 1), PROT_NONE,
-                 MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (i < warmUpCycles) {
+            // Takes a page here and there, so that the library comes back at another address.
+            const void *const page = mmap(nullptr, pageSize * size_t(i + 1), PROT_NONE,
+                                          MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            require(page != MAP_FAILED, QStringLiteral("there is no more address space"));
+        } else if (i < warmUpCycles + measuredCycles) {
+            before = lowest(before, measure());
+        } else if (i >= cycles - measuredCycles) {
+            after = lowest(after, measure());
+        }
     }
-    const Usage after = measure();
 
     const auto flat = [](const char *what, qint64 from, qint64 to, qint64 tolerance) {
         require(to - from <= tolerance, QStringLiteral("%1 have grown from %2 to %3")

@@ -11,9 +11,10 @@
 #include <QFileInfo>
 #include <QLibrary>
 #include <QPluginLoader>
-#include <QPointer>
 #include <QSet>
 #include <QTest>
+
+#include <utility>
 
 using custompluginmanager::CustomPluginManager;
 using custompluginmanager::PluginBase;
@@ -51,7 +52,7 @@ private Q_SLOTS:
 
 private:
     QPluginLoader m_loader{QStringLiteral(SYNCSTATUS_PLUGIN_FILE)};
-    QPointer<PluginBase> m_plugin;
+    PluginBase *m_plugin = nullptr;
 };
 
 void OneCopyTest::initTestCase()
@@ -65,7 +66,7 @@ void OneCopyTest::initTestCase()
 
 void OneCopyTest::cleanupTestCase()
 {
-    delete m_plugin.data();
+    delete m_plugin;
 }
 
 void OneCopyTest::pluginFileIsTheLinkedLibrary()
@@ -81,8 +82,9 @@ void OneCopyTest::monitorIsTheSameFromBothSides()
         CustomPluginManager::getPluginImpByName(QStringLiteral("SyncStatus"));
     QVERIFY(implement);
     QObject *fromPlugin = nullptr;
-    QVERIFY(QMetaObject::invokeMethod(implement, "networkMonitor",
-                                      Q_RETURN_ARG(QObject *, fromPlugin)));
+    QMetaObject::invokeMethod(
+        implement, "networkMonitor", Qt::DirectConnection,
+        Q_RETURN_ARG(QObject *, fromPlugin)); // clazy:exclude=connect-not-normalized
     QVERIFY(fromPlugin);
     QCOMPARE(fromPlugin, static_cast<QObject *>(MonitorNetwork::getInstance()));
     QCOMPARE(fromPlugin->metaObject(), &MonitorNetwork::staticMetaObject);
@@ -93,14 +95,14 @@ void OneCopyTest::registeredObjectLeavesWithThePlugin()
 {
     const QString name = QStringLiteral("SyncStatus");
     QVERIFY(CustomPluginManager::getPluginImpByName(name));
-    delete m_plugin.data();
+    delete m_plugin;
     QVERIFY(!CustomPluginManager::getPluginImpByName(name));
 
     m_plugin = qobject_cast<PluginBase *>(m_loader.instance());
     QVERIFY(m_plugin);
     QVERIFY(!CustomPluginManager::getPluginImpByName(name));
-    delete m_plugin.data(); // removes an object that was never added
-    QVERIFY(!m_plugin);
+    delete std::exchange(m_plugin, nullptr); // removes an object that was never added
+    QVERIFY(!CustomPluginManager::getPluginImpByName(name));
 }
 
 QTEST_GUILESS_MAIN(OneCopyTest)

@@ -11,6 +11,14 @@
 #include <QScopedPointer>
 #include <QTest>
 
+namespace {
+
+enum Surroundings { Nothing, Bus, NetworkManager, BusyNetworkManager };
+
+} // namespace
+
+Q_DECLARE_METATYPE(Surroundings)
+
 class ReloadTest : public QObject
 {
     Q_OBJECT
@@ -23,8 +31,7 @@ private Q_SLOTS:
 void ReloadTest::leavesNothingBehind_data()
 {
     QTest::addColumn<QString>("host");
-    QTest::addColumn<bool>("withBus");
-    QTest::addColumn<bool>("withNetworkManager");
+    QTest::addColumn<Surroundings>("surroundings");
     QTest::addColumn<QByteArray>("answer"); // null: the monitor is not made
     const QList<QPair<const char *, QString>> hosts{
         {"host", QStringLiteral(RELOAD_HOST)},
@@ -33,39 +40,37 @@ void ReloadTest::leavesNothingBehind_data()
 #endif
     };
     for (const auto &host : hosts) {
-        QTest::addRow("%s, no monitor", host.first) << host.second << true << false << QByteArray();
-        QTest::addRow("%s, monitor, no bus", host.first)
-            << host.second << false << false << QByteArray("offline\n");
-        QTest::addRow("%s, monitor, no NetworkManager", host.first)
-            << host.second << true << false << QByteArray("offline\n");
-        QTest::addRow("%s, monitor, NetworkManager", host.first)
-            << host.second << true << true << QByteArray("online\n");
+        const auto addRow = [&host](const char *name, Surroundings surroundings,
+                                    const QByteArray &answer) {
+            QTest::addRow("%s, %s", host.first, name) << host.second << surroundings << answer;
+        };
+        addRow("no monitor", Bus, QByteArray());
+        addRow("monitor, no bus", Nothing, "offline\n");
+        addRow("monitor, no NetworkManager", Bus, "offline\n");
+        addRow("monitor, NetworkManager", NetworkManager, "online\n");
+        addRow("monitor, busy NetworkManager", BusyNetworkManager, "online\n");
     }
 }
 
 void ReloadTest::leavesNothingBehind()
 {
     QFETCH(QString, host);
-    QFETCH(bool, withBus);
-    QFETCH(bool, withNetworkManager);
+    QFETCH(Surroundings, surroundings);
     QFETCH(QByteArray, answer);
     constexpr int cycles = 100;
+    // Of what repeats in each cycle, the smallest piece of memory there is comes to more than a
+    // KiB. Under traffic, QtDBus's queues and tables reach their full size late and in steps.
+    const int tolerance = surroundings == BusyNetworkManager ? 0x8000 : 0x400;
 
     PrivateBus bus;
     FakeNetworkManager networkManager;
-    if (withBus)
+    if (surroundings != Nothing)
         QVERIFY(bus.start());
     else
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/system_bus_socket");
-    if (withNetworkManager) {
+    if (surroundings == NetworkManager || surroundings == BusyNetworkManager) {
         QVERIFY(networkManager.start());
-        const QString path = QStringLiteral("/org/freedesktop/NetworkManager/Devices/%1");
-        networkManager.addDevice(path.arg(1), 30);
-        networkManager.addDevice(path.arg(2), 100);
-        const QString connection =
-            QStringLiteral("/org/freedesktop/NetworkManager/ActiveConnection/1");
-        networkManager.addActiveConnection(connection, {path.arg(1), path.arg(2)});
-        networkManager.setPrimaryConnection(connection);
+        networkManager.setConnectedDevices({30, 100});
     }
 
     QProcess process;
@@ -75,14 +80,15 @@ void ReloadTest::leavesNothingBehind()
                        QStringLiteral("glibc.malloc.tcache_count=0"));
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    QStringList arguments{QStringLiteral(SYNCSTATUS_PLUGIN_FILE), QString::number(cycles)};
+    QStringList arguments{QStringLiteral(SYNCSTATUS_PLUGIN_FILE), QString::number(cycles),
+                          QString::number(tolerance)};
     if (!answer.isNull())
         arguments += QStringLiteral("monitor");
     process.start(host, arguments);
     QVERIFY2(process.waitForStarted(), qPrintable(process.errorString()));
     while (!process.waitForFinished(20) && process.state() == QProcess::Running) {
         // State changes arrive all the time: while the monitor is there, while it goes, after it.
-        if (withNetworkManager)
+        if (surroundings == BusyNetworkManager)
             networkManager.emitStates({70, 20, 70});
     }
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
