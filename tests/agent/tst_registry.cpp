@@ -256,22 +256,18 @@ void RegistryTest::messageHandlerMayUseTheRegistry()
 
 void RegistryTest::severalThreadsAtOnceLoseNothing()
 {
-    constexpr int threadCount = 4;
-    constexpr int objectsEach = 200;
     std::atomic<int> missed{0};
     const auto bystander = named("bystander");
     CustomPluginManager::addPluginImplement(bystander.get());
-    together(threadCount, [&](int thread) {
-        std::vector<std::unique_ptr<QObject>> objects;
-        for (int i = 0; i < objectsEach; ++i) {
-            objects.push_back(named(qPrintable(QStringLiteral("%1/%2").arg(thread).arg(i))));
-            CustomPluginManager::addPluginImplement(objects.back().get());
+    together(4, [&](int thread) {
+        const auto object = named(qPrintable(QString::number(thread)));
+        const QString name = object->objectName();
+        for (int i = 0; i < 400000; ++i) {
+            CustomPluginManager::addPluginImplement(object.get());
+            missed += CustomPluginManager::getPluginImpByName(name) != object.get();
             missed += find("bystander") != bystander.get();
-        }
-        for (const auto &object : objects) {
-            missed += CustomPluginManager::getPluginImpByName(object->objectName()) != object.get();
             CustomPluginManager::removePluginImplement(object.get());
-            missed += CustomPluginManager::getPluginImpByName(object->objectName()) != nullptr;
+            missed += CustomPluginManager::getPluginImpByName(name) != nullptr;
         }
     });
     QCOMPARE(missed.load(), 0);
