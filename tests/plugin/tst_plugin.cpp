@@ -207,11 +207,11 @@ void PluginTest::oneThreadAfterTheOtherGetsTheSamePluginObject()
     const auto instance =
         reinterpret_cast<QObject *(*)()>(m_library->resolve("qt_plugin_instance"));
     QVERIFY(instance);
-    QObject *const plugin = instance();
+    const QScopedPointer<QObject> plugin(instance());
     for (int i = 0; i < 8; ++i) {
         QObject *got = nullptr;
         std::thread([&] { got = instance(); }).join();
-        QCOMPARE(got, plugin);
+        QCOMPARE(got, plugin.data());
     }
     QCOMPARE(barehost::takeCalls(), QStringList({"PluginBase"}));
 }
