@@ -35,6 +35,7 @@ namespace {
 // Built when the library is loaded and copied onto the heap, unlike QByteArrayLiteral, whose bytes
 // lie in the library: the marker alone is a result of logEncryptToBase64(), which the caller may
 // keep for longer than the library.
+// clazy:excludeall=non-pod-global-static
 const QByteArray publicKeyHeaderSymbolRSA("BEGIN RSA PUBLIC KEY");
 const QByteArray publicKeyHeaderSymbol("BEGIN PUBLIC KEY");
 const QByteArray logSign("LicenseLogEncryptSign");

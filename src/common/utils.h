@@ -112,10 +112,10 @@ public:
     /// { "socks": { "host": "proxy.example", "port": "1080" } }
     /// \endcode
     /// "host" is a name or an address and is required. "port" is a **string** of decimal digits,
-    /// 0 to 65535; anything else, a JSON number included, counts as 0, which no connection can
-    /// use, and is not reported. Everything else in \a config is ignored; there is no user name and
-    /// no password. With this proxy (SOCKS5) it is the proxy that resolves the names that the
-    /// socket connects to.
+    /// 0 to 65535 (a plus sign and white space around them are let through); anything else, a JSON
+    /// number included, counts as 0, which no connection can use, and is not reported. Everything
+    /// else in \a config is ignored; there is no user name and no password. With this proxy
+    /// (SOCKS5) it is the proxy that resolves the names that the socket connects to.
     ///
     /// When "socks" is missing, empty or not an object, or "host" is missing, empty or not a
     /// string, the socket is set to use no proxy at all: not the one it had, and not the
