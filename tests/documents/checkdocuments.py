@@ -1,0 +1,200 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The SyncStatus developers
+# SPDX-License-Identifier: Apache-2.0
+
+"""Checks that what the documents say to type works, and that their links lead somewhere.
+
+Usage: checkdocuments.py SOURCE BUILD HOST [unittest's arguments]
+
+HOST is an executable that provides the framework of an agent. A shell block is run unless its fence
+says `sh skip`; these are listed as not run.
+"""
+
+import base64
+import glob
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SOURCE, BUILD, HOST = (os.path.realpath(path) for path in sys.argv[1:4])
+
+DOCUMENTS = sorted(
+    os.path.relpath(path, SOURCE)
+    for pattern in ("*.md", "docs/*.md")
+    for path in glob.glob(os.path.join(SOURCE, pattern))
+)
+PROGRAMS = ["syncstatus-agent", "syncstatus-logkey", "syncstatus-logread"]
+MARKER = "LicenseLogEncryptSign"
+
+
+def read(document):
+    with open(os.path.join(SOURCE, document), encoding="utf-8") as file:
+        return file.read()
+
+
+def blocks(document):
+    """(kind, text) of each fenced block: kind is what stands behind the opening fence."""
+    return re.findall(r"^```([^\n]*)\n(.*?)^```$", read(document), re.MULTILINE | re.DOTALL)
+
+
+def prose(document):
+    return re.sub(r"^```.*?^```$", "", read(document), flags=re.MULTILINE | re.DOTALL)
+
+
+def anchors(document):
+    """The anchors of a document's headings, made as forges make them."""
+    headings = re.findall(r"^#+ +(.*)$", prose(document), re.MULTILINE)
+    return {re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings}
+
+
+def output(*command, **options):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True, **options).stdout
+
+
+class Links(unittest.TestCase):
+    def test_every_link_leads_to_a_file_and_a_heading(self):
+        for document in DOCUMENTS:
+            for target in re.findall(r"\]\(([^)\s]+)\)", prose(document)):
+                if re.match(r"[a-z]+:", target):
+                    continue
+                with self.subTest(document=document, link=target):
+                    path, _, anchor = target.partition("#")
+                    file = os.path.normpath(os.path.join(os.path.dirname(document), path))
+                    file = file if path else document
+                    self.assertTrue(os.path.exists(os.path.join(SOURCE, file)))
+                    if anchor:
+                        self.assertIn(anchor, anchors(file))
+
+    def test_every_path_of_the_project_that_is_named_exists(self):
+        folders = "|".join(
+            name for name in os.listdir(SOURCE) if os.path.isdir(os.path.join(SOURCE, name)) and name != "build"
+        )
+        for document in DOCUMENTS:
+            for path in re.findall(rf"`((?:{folders})/[\w./-]*)`", prose(document)):
+                with self.subTest(document=document, path=path):
+                    self.assertTrue(os.path.exists(os.path.join(SOURCE, path)))
+
+
+class ShellBlocks(unittest.TestCase):
+    """Each document's blocks are run one after the other in a copy of the sources."""
+
+    def setUp(self):
+        self.folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.sources = os.path.join(self.folder, "sources")
+        shutil.copytree(SOURCE, self.sources, ignore=shutil.ignore_patterns("build", ".git"))
+        self.environment = dict(
+            os.environ,
+            PATH=f"{BUILD}/bin:{os.environ['PATH']}",
+            # Whatever a block installs stays in the test's folder.
+            DESTDIR=os.path.join(self.folder, "root"),
+        )
+
+    def run_blocks(self, document, expected=None, after_the_first=None):
+        """Runs them; EXPECTED maps a part of a block to a part of what it then prints."""
+        expected = expected or {}
+        self.assertEqual([part for part in expected if part not in read(document)], [])
+        ran = 0
+        for kind, text in blocks(document):
+            if kind == "sh skip":
+                print(f"not run: {document}: {text.strip()}", flush=True)
+            if kind != "sh":
+                continue
+            ran += 1
+            with self.subTest(document=document, block=text):
+                result = subprocess.run(
+                    ["bash", "-eu", "-c", text],
+                    cwd=self.sources,
+                    env=self.environment,
+                    stdin=subprocess.DEVNULL,
+                    stdout=subprocess.PIPE,
+                    stderr=subprocess.STDOUT,
+                    text=True,
+                    check=False,
+                )
+                self.assertEqual(result.returncode, 0, result.stdout)
+                for part, line in expected.items():
+                    if part in text:
+                        self.assertIn(line, result.stdout)
+            if ran == 1 and after_the_first:
+                after_the_first()
+        return ran
+
+    def test_blocks_of_the_readme(self):
+        self.assertGreater(self.run_blocks("README.md"), 0)
+        installed = output("find", self.environment["DESTDIR"], "-name", "syncstatus-agent")
+        self.assertEqual(len(installed.splitlines()), 1)
+
+    def test_blocks_about_integrating(self):
+        os.symlink(f"{BUILD}/lib/libsyncstatus.so", f"{self.sources}/libsyncstatus.so")
+        os.symlink(HOST, f"{self.sources}/your-agent")
+        expected = {
+            "libsyncstatus.so": "U SecretkeySplit::recoverSecretKey(QStringList const&)",
+            "your-agent": "T custompluginmanager::PluginBase::PluginBase()",
+        }
+        self.assertGreater(self.run_blocks("docs/integrating.md", expected), 0)
+
+    def test_blocks_about_encrypted_log_text(self):
+        expected = {
+            "--key log-key.pem agent.log": "signed in: Grüße",
+            "--key old.pem": "old words",
+            "--key new.pem": "new words]",
+        }
+        ran = self.run_blocks("docs/encrypted-log-text.md", expected, self.write_encrypted_logs)
+        self.assertGreater(ran, 0)
+
+    def write_encrypted_logs(self):
+        """What the page takes for there: a log of the key that its first block has made, and one of
+        an old and a new key."""
+        for name in ("old", "new"):
+            command = ["syncstatus-logkey", "generate", "--private", f"{name}.pem", "--public", f"{name}-public.pem"]
+            subprocess.run(command, cwd=self.sources, env=self.environment, check=True)
+        with open(f"{self.sources}/agent.log", "w", encoding="utf-8") as file:
+            file.write(self.encrypted("log-key-public.pem", "signed in: Grüße"))
+        with open(f"{self.sources}/rotated.log", "w", encoding="utf-8") as file:
+            file.write(self.encrypted("old-public.pem", "old words"))
+            file.write(self.encrypted("new-public.pem", "new words"))
+
+    def encrypted(self, key, text):
+        command = ["openssl", "pkeyutl", "-encrypt", "-pubin", "-inkey", key]
+        result = subprocess.run(
+            command, cwd=self.sources, input=text.encode(), stdout=subprocess.PIPE, check=True
+        )
+        return f"a line {MARKER}{base64.b64encode(result.stdout).decode()}\n"
+
+
+class ManualPages(unittest.TestCase):
+    def page(self, program):
+        (path,) = glob.glob(f"{SOURCE}/docs/man/{program}.[1-8]")
+        return path
+
+    def test_each_page_is_well_formed(self):
+        for program in PROGRAMS:
+            with self.subTest(program=program):
+                result = subprocess.run(
+                    ["groff", "-man", "-Tutf8", "-ww", "-z", self.page(program)],
+                    stdout=subprocess.PIPE,
+                    stderr=subprocess.STDOUT,
+                    text=True,
+                    check=True,
+                )
+                self.assertEqual(result.stdout, "")
+
+    def test_each_page_has_the_options_of_the_programs_help(self):
+        for program in PROGRAMS:
+            with self.subTest(program=program):
+                shown = output("groff", "-man", "-Tascii", "-P-cbou", "-rHY=0", self.page(program))
+                in_help = self.options(output(f"{BUILD}/bin/{program}", "--help"))
+                self.assertEqual(self.options(shown), in_help)
+
+    @staticmethod
+    def options(text):
+        return set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[4:]], verbosity=2)
