@@ -5,13 +5,18 @@
 
 #include <syncstatus/filemanager.h>
 
-#include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QJsonObject>
 #include <QJsonParseError>
 #include <QSettings>
+#include <QThread>
+
+#include <sys/stat.h>
+
+#include <algorithm>
 
 namespace systemFileManager {
 
@@ -24,15 +29,36 @@ QString refuseNul(const QString &path)
     return path.contains(QChar::Null) ? QString() : path;
 }
 
+// In milliseconds, as QSettings compares it.
+qint64 modificationTime(int descriptor)
+{
+    struct stat status = {};
+    if (::fstat(descriptor, &status) == -1)
+        return -1;
+    return qint64(status.st_mtim.tv_sec) * 1000 + status.st_mtim.tv_nsec / 1000000;
+}
+
 // QSettings keeps a file as this process last decoded it. Where that was readIniConfigFile's work,
 // a write would put "ü" back as "Ã¼", in groups that nobody asked to change. A file whose time
-// stamp has moved is read again, with the writer's codec and under the lock of the write.
+// stamp has moved is read again, with the writer's codec and under the lock of the write. ASCII is
+// the same in both, and its time stamp stays.
 void moveTimeStamp(const QString &path)
 {
     QFile file(path);
-    if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
-        file.setFileTime(file.fileTime(QFileDevice::FileModificationTime).addMSecs(1),
-                         QFileDevice::FileModificationTime);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
+        return;
+    const QByteArray content = file.readAll();
+    if (std::all_of(content.cbegin(), content.cend(), [](char c) { return uchar(c) < 128; }))
+        return;
+
+    // The present, because whoever may write the file may set that; any other time only its owner
+    // may. It is the same time still where the file has just been changed: file systems tick, every
+    // 10 ms at most as a rule, every 2 s on FAT.
+    const qint64 before = modificationTime(file.handle());
+    const QDeadlineTimer giveUp(3000);
+    while (::futimens(file.handle(), nullptr) == 0 && modificationTime(file.handle()) == before &&
+           !giveUp.hasExpired())
+        QThread::msleep(1);
 }
 
 } // namespace
@@ -43,13 +69,17 @@ void FileManager::writeIniConfigFile(const QMap<QString, QVariantMap> &config,
     const QString path = refuseNul(filePath);
     QSettings settings(path, QSettings::IniFormat);
     settings.setIniCodec("UTF-8");
+    bool changes = false;
     for (auto group = config.cbegin(); group != config.cend(); ++group) {
         settings.beginGroup(group.key());
-        for (auto entry = group->cbegin(); entry != group->cend(); ++entry)
+        for (auto entry = group->cbegin(); entry != group->cend(); ++entry) {
             settings.setValue(entry.key(), entry.value());
+            changes = true;
+        }
         settings.endGroup();
     }
-    moveTimeStamp(path);
+    if (changes)
+        moveTimeStamp(path);
     settings.sync();
     const QSettings::Status status = settings.status();
     if (status != QSettings::NoError)

@@ -21,7 +21,8 @@ namespace systemFileManager {
 /// NUL. A path that is empty or holds a NUL gives the operation's failure result; Qt then adds a
 /// line of its own, in the category "default", about the name.
 ///
-/// Failures come back as results; nothing throws.
+/// Failures come back as results; nothing throws but std::bad_alloc, when memory runs out or a text
+/// would be longer than a QString can be (about 10^9 characters).
 ///
 /// Threads: the class has no state; any thread may call any operation, also several at once.
 /// Threads that work on one file at once are not coordinated. An INI file keeps all keys then, but
@@ -41,9 +42,11 @@ namespace systemFileManager {
 ///
 /// - **Names.** The file escapes every character of a group's or key's name but ASCII letters,
 ///   digits, "_", "-" and "." as "%XX" or "%UXXXX", so names need no encoding. Bytes above 127 in a
-///   name that another program wrote are taken for Latin-1 by all three operations. Names are
+///   name that another program wrote are taken for Latin-1 by all three operations, and a write
+///   puts escapes in their place: "ü" in UTF-8 becomes "%C3%BC" in the file. Names are
 ///   case-sensitive. A slash in a group's name ends the section's name: the group "a/b" with the
-///   key "k" is the line `b\k=` in the section "[a]".
+///   key "k" is the line `b\k=` in the section "[a]". Slashes at the ends of a name, and all but
+///   one of several together, do not count.
 /// - **No group.** The group "" stands for the section "[General]" and for what comes before the
 ///   first section. A group that is really named "General" is the section "[%General]".
 /// - **Values.** Written as UTF-8, quoted and escaped as needed. A value that another program wrote
@@ -53,25 +56,36 @@ namespace systemFileManager {
 ///   from the values that it writes, also from those that were in the file already. Reading gives
 ///   them.
 /// - **Encoding.** writeIniConfigFile() and readSettingFile() take values for UTF-8.
-///   readIniConfigFile() takes each byte for one Latin-1 character, unless the file begins with a
-///   UTF-8 byte order mark: "ü", stored as UTF-8, is "Ã¼" to it. Text that must survive it is ASCII
-///   or written as `\xfc` escapes.
+///   readIniConfigFile() takes each byte for one Latin-1 character: "ü", stored as UTF-8, is "Ã¼"
+///   to it. Text that must survive it is ASCII or written as `\xfc` escapes. Bytes that are no
+///   UTF-8, such as a Latin-1 "ü" that another program stored, are U+FFFD to the first two, and **a
+///   write puts U+FFFD in the file in their place**, in every group: give these two UTF-8 files
+///   only.
+/// - **A byte order mark** (of UTF-8) makes readIniConfigFile() take values for UTF-8 too, but only
+///   in the call that reads the file; later ones have it from memory (see Cache) and take sections
+///   that no call has used yet for Latin-1. A write leaves the mark out, keeps the rest and reports
+///   QSettings::FormatError. Where the mark stands before a key, not before a section or a comment,
+///   it counts as the first three characters of the key's name ("ï»¿"), and is kept as such.
 /// - **Cache.** QSettings keeps a few recently used files of up to about 80 keys in memory,
 ///   decoded, and reads such a file again only when its size or its modification time (in
 ///   milliseconds) has changed. A section stays decoded as by the operation that first used it
 ///   since then; after writeIniConfigFile() every section is decoded as UTF-8. So in one process
 ///   readIniConfigFile() may give "ü" for what writeIniConfigFile() has just written there, and
 ///   readSettingFile() gives "Ã¼" for a section that readIniConfigFile() was the first to read. Use
-///   one reader for one file, or keep to ASCII. The writer is immune: it moves the file's
-///   modification time by a millisecond, so that its own pass reads the file anew and never puts
-///   back what the other reader made of it.
+///   one reader for one file, or keep to ASCII. The writer is immune: of a file that has other
+///   bytes than ASCII it first sets the modification time to the present, so that its own pass
+///   reads the file anew and never puts back what the other reader made of it. The new time stays
+///   when the write then ends in an AccessError. On a file that has been changed a moment before,
+///   it waits for the next tick of the file system's clock, up to 10 ms as a rule and 2 s on FAT.
 /// - **A full disk.** Where there is no room for the lock or for the bulk of the new file, the old
 ///   file stays as it was and the status is QSettings::AccessError. Qt 5 does not notice when the
 ///   room ends within the last 16 KiB, or within one value longer than that: the new file is cut
 ///   off there, a short one is empty, it replaces the old one, and the status is
 ///   QSettings::NoError.
 /// - **A damaged file** is read as far as it can be made out. A write to it leaves out the lines
-///   that are no `key=value` (and every comment, of any file) and reports QSettings::FormatError.
+///   that are no `key=value` and reports QSettings::FormatError. Lines that begin with "#" are such
+///   lines; ";" begins a comment, which a write leaves out of any file. A quote that is not closed
+///   counts as no damage: it makes the rest of the file a part of its value.
 /// - **Writers.** A write takes the lock "<path>.lock", reads the file again, adds its keys and
 ///   puts a whole new file in place of the old one. Promised to processes that write one file at
 ///   once: readers and writers see a whole file at any moment, and keys of different names are all
@@ -108,17 +122,21 @@ public:
     /// It does so before the encoding is named, and spoils non-ASCII values that the file has
     /// already.
     ///
-    /// Blocks until the lock is free, then until the data are on the disk (one fsync). A living
-    /// holder is waited for until its lock is 30 seconds old; the lock of a process that has died
-    /// is taken over at once. While it waits it looks after 100 ms, then after twice as long each
-    /// time. A directory in the place of the lock file is waited for without end.
+    /// Blocks until the lock is free, then until the data are on the disk (one fsync). **A holder
+    /// that lives is waited for without end**; the lock of a process that has died is taken over at
+    /// once, a lock file that nobody has locked (flock) when it is 30 seconds old. While it waits
+    /// it looks after 100 ms, then after twice as long each time, up to 6.4 seconds, and another
+    /// thread's operation on the file waits with it, a reader's too. A directory in the place of
+    /// the lock file is waited for without end.
     static void writeIniConfigFile(const QMap<QString, QMap<QString, QVariant>> &config,
                                    const QString &filePath);
 
     /// The value of \a key in \a group of the INI file \a filePath, as text, decoded by QSettings'
     /// default (see Encoding and Cache above); \a defaultValue when the file, the group or the key
     /// is missing or the file cannot be read. Both names are taken as they stand, "%1" and "%2"
-    /// included. Takes no lock.
+    /// included. With a slash between them they are one path, in which an empty one does not count:
+    /// an empty \a key gives the value of the key \a group of no group, and both empty give
+    /// \a defaultValue. Takes no lock.
     static QString readIniConfigFile(const QString &filePath, const QString &group,
                                      const QString &key, const QString &defaultValue);
 
@@ -146,9 +164,9 @@ public:
     /// true. Only a write of which nothing could be stored is a failure. A caller for whom that
     /// matters compares the file's size.
     ///
-    /// False when the file cannot be opened; then logs the path, "----" and the system's error
-    /// text. False when the write fails (a full disk, /dev/full); then logs the path and " write
-    /// error!", and the file is left empty: the old content is lost.
+    /// False when the file cannot be opened, for which it must be readable too; then logs the path,
+    /// "----" and the system's error text. False when the write fails (a full disk, /dev/full);
+    /// then logs the path and " write error!", and the file is left empty: the old content is lost.
     ///
     /// A fifo or a device cannot be truncated and is written to as it is. A write to a fifo waits
     /// while the pipe is full (64 KiB by default), for ever without a reader; data that nobody has

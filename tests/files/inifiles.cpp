@@ -2,13 +2,16 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "filesfixture.h"
+#include "ordinaryuser.h"
 
 #include <syncstatus/filemanager.h>
 
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QSize>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,6 +35,14 @@ QString latin1(const char *text)
     return QString::fromLatin1(text);
 }
 
+// For the modification time: some moment long past.
+constexpr timespec longAgo[] = {{0, UTIME_OMIT}, {1'000'000'000, 0}};
+
+bool isFromLongAgo(const QString &path)
+{
+    return QFileInfo(path).lastModified().toSecsSinceEpoch() == longAgo[1].tv_sec;
+}
+
 } // namespace
 
 class IniFiles : public FilesFixture
@@ -47,8 +58,15 @@ private Q_SLOTS:
     void writesAValueAs();
     void writesNoCharacterBeyondTheBasicPlane();
     void logsAFailureAndThenTheSuccessAllTheSame();
+    void logsAFailureForWhatMayNotBeWritten();
+    void reportsADamagedFileAndWritesItAllTheSame_data();
     void reportsADamagedFileAndWritesItAllTheSame();
+    void spoilsForeignBytesThatAreNoUtf8();
+    void escapesForeignNames();
+    void takesAByteOrderMarkForDamage_data();
+    void takesAByteOrderMarkForDamage();
     void makesNoFileWhenThereIsNothingToSet();
+    void leavesTheTimeStampWhenThereIsNothingToSet();
     void skipsAnEmptyKey();
     void makesMissingDirectoriesButNotThroughAFile();
     void makesFilesAsTheUmaskSays();
@@ -59,6 +77,8 @@ private Q_SLOTS:
     // Reading
     void givesTheDefaultForWhatIsMissing();
     void readsTheKeyOfTheGroup();
+    void readsEmptyNamesAndSlashesAsOnePath_data();
+    void readsEmptyNamesAndSlashesAsOnePath();
     void takesPlaceholdersInNamesAsTheyStand();
     void readsNoGroupAndTheGroupGeneral();
     void theReaderOfOneValueDecodesLatin1();
@@ -66,15 +86,18 @@ private Q_SLOTS:
     void theReaderOfAGroupDecodesUtf8();
     void aSectionStaysAsItsFirstReaderDecodedIt();
     void aWriteIsImmuneToTheOtherReadersDecoding();
+    void aWriteIsImmuneInAFileOfAnotherOwner();
     void readsNestedGroups();
     void givesEveryValueAsText();
     void givesAnEmptyMapForWhatIsMissing();
+    void givesNothingOfAFileThatMayNotBeRead();
     void readsWhatItCanOfADamagedFile();
     void followsChangesByOthers();
 
     // Both
     void takesAnyName_data();
     void takesAnyName();
+    void takesARelativePath();
     void copesWithTenThousandKeys();
     void refusesAPathThatNoFileHas_data();
     void refusesAPathThatNoFileHas();
@@ -192,17 +215,123 @@ void IniFiles::logsAFailureAndThenTheSuccessAllTheSame()
     QVERIFY(QDir(file).isEmpty());
 }
 
+void IniFiles::logsAFailureForWhatMayNotBeWritten()
+{
+    const OrdinaryUser user(path(QString()));
+    if (!user.problem().isEmpty())
+        QSKIP(qPrintable(user.problem()));
+
+    const QByteArray content("[g]\nk=\xc3\xbc\n");
+    const QString file = path(latin1("read-only.ini"));
+    QVERIFY(store(file, content));
+    const QByteArray name = QFile::encodeName(file);
+    QCOMPARE(::chmod(name.constData(), 0444), 0);
+    QCOMPARE(::utimensat(AT_FDCWD, name.constData(), longAgo, 0), 0);
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, file);
+    QCOMPARE(takeLines(), failed("AccessError"));
+    QCOMPARE(contentOf(file), content);
+    QVERIFY(isFromLongAgo(file));
+
+    // A directory without room for the lock.
+    const QByteArray directory = QFile::encodeName(path(latin1("directory")));
+    QCOMPARE(::mkdir(directory.constData(), 0777), 0);
+    const QString inside = path(latin1("directory/inside.ini"));
+    QVERIFY(store(inside, content));
+    QCOMPARE(::chmod(directory.constData(), 0555), 0);
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, inside);
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}},
+                                    path(latin1("directory/new.ini")));
+    QCOMPARE(takeLines(), failed("AccessError") + failed("AccessError"));
+    QCOMPARE(contentOf(inside), content);
+    QCOMPARE(QDir(path(latin1("directory"))).entryList(QDir::Files | QDir::Hidden),
+             QStringList{latin1("inside.ini")});
+    QCOMPARE(::chmod(directory.constData(), 0777), 0);
+}
+
+void IniFiles::reportsADamagedFileAndWritesItAllTheSame_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QByteArray>("written");
+    QTest::addColumn<bool>("reported");
+
+    QTest::newRow("a section that is not closed")
+        << QByteArray("[open\na=1\n") << QByteArray("[next]\nc=3\n\n[open]\na=1\n") << true;
+    QTest::newRow("a line without an equals sign")
+        << QByteArray("[next]\nno equals sign\nb=2\n") << QByteArray("[next]\nb=2\nc=3\n") << true;
+    QTest::newRow("a comment that is none to QSettings")
+        << QByteArray("[next]\n# comment\nb=2\n") << QByteArray("[next]\nb=2\nc=3\n") << true;
+    QTest::newRow("a comment") << QByteArray("[next]\n; comment\nb=2 ; another\n")
+                               << QByteArray("[next]\nb=2\nc=3\n") << false;
+    QTest::newRow("a quote that is not closed")
+        << QByteArray("[g]\na=\"open\n[next]\nb=2\n")
+        << QByteArray("[g]\na=\"open\\n[next]\\nb=2\\n\"\n\n[next]\nc=3\n") << false;
+    QTest::newRow("a key twice") << QByteArray("[next]\nb=1\nb=2\n[next]\na=3\n")
+                                 << QByteArray("[next]\na=3\nb=2\nc=3\n") << false;
+    QTest::newRow("DOS lines") << QByteArray("[next]\r\na=1\r\nb=2\r\n")
+                               << QByteArray("[next]\na=1\nb=2\nc=3\n") << false;
+}
+
 void IniFiles::reportsADamagedFileAndWritesItAllTheSame()
 {
-    const QString file = path(latin1("damaged.ini"));
-    QVERIFY(store(file, "; a comment\n[open\na=1\nno equals sign\n[next]\nb=2\n"));
-    FileManager::writeIniConfigFile({{latin1("next"), {{latin1("c"), 3}}}}, file);
+    QFETCH(QByteArray, content);
+    QFETCH(QByteArray, written);
+    QFETCH(bool, reported);
 
-    QCOMPARE(takeLines(), failed("FormatError"));
-    QCOMPARE(contentOf(file), QByteArray("[next]\nb=2\nc=3\n\n[open]\na=1\n"));
+    const QString file = path(latin1("damaged.ini"));
+    QVERIFY(store(file, content));
+    FileManager::writeIniConfigFile({{latin1("next"), {{latin1("c"), 3}}}}, file);
+    QCOMPARE(takeLines(), reported ? failed("FormatError") : QStringList{succeeded});
+    QCOMPARE(contentOf(file), written);
 
     FileManager::writeIniConfigFile({{latin1("next"), {{latin1("c"), 4}}}}, file);
     QCOMPARE(takeLines(), {succeeded});
+}
+
+void IniFiles::spoilsForeignBytesThatAreNoUtf8()
+{
+    const QString file = path(latin1("latin1.ini"));
+    QVERIFY(store(file, "[g]\nescaped=\\xfc\nk=a\xfcz\n"));
+    QCOMPARE(FileManager::readSettingFile(file, latin1("g")).value(latin1("k")),
+             QStringLiteral("a\uFFFDz"));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("new"), 1}}}}, file);
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(file), QByteArray("[g]\nescaped=\xc3\xbc\nk=a\xef\xbf\xbdz\nnew=1\n"));
+}
+
+void IniFiles::escapesForeignNames()
+{
+    const QString file = path(latin1("names.ini"));
+    QVERIFY(store(file, "[\xc3\xbc]\na b=1\n\xfc=2\n"));
+    FileManager::writeIniConfigFile({{latin1("g"), {{QStringLiteral("ü"), 3}}}}, file);
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(file), QByteArray("[g]\n%FC=3\n\n[%C3%BC]\na%20b=1\n%FC=2\n"));
+}
+
+void IniFiles::takesAByteOrderMarkForDamage_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QByteArray>("written");
+    QTest::addColumn<bool>("reported");
+    QTest::newRow("before a section")
+        << QByteArray("[g]\nk=\xc3\xbc\n") << QByteArray("[g]\nk=\xc3\xbc\n\n[z]\nk=1\n") << true;
+    QTest::newRow("before a comment") << QByteArray("; comment\n[g]\nk=\xc3\xbc\n")
+                                      << QByteArray("[g]\nk=\xc3\xbc\n\n[z]\nk=1\n") << true;
+    QTest::newRow("before a key") << QByteArray("k=\xc3\xbc\n")
+                                  << QByteArray("[General]\n%EF%BB%BFk=\xc3\xbc\n\n[z]\nk=1\n")
+                                  << false;
+}
+
+void IniFiles::takesAByteOrderMarkForDamage()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QByteArray, written);
+    QFETCH(bool, reported);
+
+    const QString file = path(latin1("bom.ini"));
+    QVERIFY(store(file, "\xef\xbb\xbf" + content));
+    FileManager::writeIniConfigFile({{latin1("z"), {{latin1("k"), 1}}}}, file);
+    QCOMPARE(takeLines(), reported ? failed("FormatError") : QStringList{succeeded});
+    QCOMPARE(contentOf(file), written);
 }
 
 void IniFiles::makesNoFileWhenThereIsNothingToSet()
@@ -212,6 +341,19 @@ void IniFiles::makesNoFileWhenThereIsNothingToSet()
     FileManager::writeIniConfigFile({{latin1("g"), {}}}, path(latin1("none.ini")));
     QCOMPARE(takeLines(), {succeeded});
     QVERIFY(!QFile::exists(path(latin1("none.ini"))));
+}
+
+void IniFiles::leavesTheTimeStampWhenThereIsNothingToSet()
+{
+    const QByteArray content("[g]\nk=\xc3\xbc\n");
+    const QString file = path(latin1("old.ini"));
+    QVERIFY(store(file, content));
+    QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(file).constData(), longAgo, 0), 0);
+    FileManager::writeIniConfigFile({}, file);
+    FileManager::writeIniConfigFile({{latin1("g"), {}}}, file);
+    QCOMPARE(takeLines(), (QStringList{succeeded, succeeded}));
+    QVERIFY(isFromLongAgo(file));
+    QCOMPARE(contentOf(file), content);
 }
 
 void IniFiles::skipsAnEmptyKey()
@@ -330,6 +472,37 @@ void IniFiles::readsTheKeyOfTheGroup()
              latin1("deep"));
 }
 
+void IniFiles::readsEmptyNamesAndSlashesAsOnePath_data()
+{
+    QTest::addColumn<QString>("group");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("expected");
+
+    const auto row = [](const char *name, const char *group, const char *key, const char *value) {
+        QTest::newRow(name) << group << key << value;
+    };
+    // "group/key" is one path to QSettings, whose empty steps do not count.
+    row("no group", "", "top", "1");
+    row("no key", "top", "", "1");
+    row("no key, with a section of that name", "g", "", "3");
+    row("neither", "", "", "the default");
+    row("group in the key", "", "g/k", "2");
+    row("slashes around the group", "/g/", "k", "2");
+    row("slashes around the key", "g", "//k/", "2");
+    row("only slashes", "/", "/", "the default");
+}
+
+void IniFiles::readsEmptyNamesAndSlashesAsOnePath()
+{
+    QFETCH(QString, group);
+    QFETCH(QString, key);
+    QFETCH(QString, expected);
+
+    const QString file = path(latin1("some.ini"));
+    QVERIFY(store(file, "g=3\ntop=1\n[g]\nk=2\n"));
+    QCOMPARE(FileManager::readIniConfigFile(file, group, key, latin1("the default")), expected);
+}
+
 void IniFiles::takesPlaceholdersInNamesAsTheyStand()
 {
     // Filled in one after the other, "%1/%2" would become "k/k" and "%1/%1" "%1/%1/%2".
@@ -399,6 +572,14 @@ void IniFiles::aByteOrderMarkMakesItDecodeUtf8()
     QVERIFY(store(file, "\xef\xbb\xbf[g]\nk=\xc3\xbc\n"));
     QCOMPARE(FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), QString()),
              QStringLiteral("ü"));
+
+    // Only the call that reads the file sees the mark; the next one has the rest from memory.
+    const QString sections = path(latin1("sections.ini"));
+    QVERIFY(store(sections, "\xef\xbb\xbf[g]\nk=\xc3\xbc\n[h]\nk=\xc3\xbc\n"));
+    QCOMPARE(FileManager::readIniConfigFile(sections, latin1("g"), latin1("k"), QString()),
+             QStringLiteral("ü"));
+    QCOMPARE(FileManager::readIniConfigFile(sections, latin1("h"), latin1("k"), QString()),
+             QStringLiteral("Ã¼"));
 }
 
 void IniFiles::theReaderOfAGroupDecodesUtf8()
@@ -442,6 +623,27 @@ void IniFiles::aWriteIsImmuneToTheOtherReadersDecoding()
     QCOMPARE(contentOf(file), QByteArray("[one]\nk=\xc3\xbc\n\n[two]\nk=\xc3\xbc\nnew=1\n"));
     QCOMPARE(FileManager::readSettingFile(file, latin1("one")).value(latin1("k")),
              QStringLiteral("ü"));
+}
+
+void IniFiles::aWriteIsImmuneInAFileOfAnotherOwner()
+{
+    if (::geteuid() != 0)
+        QSKIP("only root can make a file that belongs to somebody else");
+    const QString file = path(latin1("roots.ini"));
+    QVERIFY(store(file, "[one]\nk=\xc3\xbc\n\n[two]\nk=\xc3\xbc\n"));
+    QCOMPARE(::chmod(QFile::encodeName(file).constData(), 0666), 0);
+    const OrdinaryUser user(path(QString()));
+    if (!user.problem().isEmpty())
+        QSKIP(qPrintable(user.problem()));
+
+    QCOMPARE(FileManager::readIniConfigFile(file, latin1("one"), latin1("k"), QString()),
+             QStringLiteral("Ã¼"));
+    FileManager::writeIniConfigFile({{latin1("two"), {{latin1("new"), 1}}}}, file);
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(file), QByteArray("[one]\nk=\xc3\xbc\n\n[two]\nk=\xc3\xbc\nnew=1\n"));
+    // It is the writer's file now, with the permissions that it had.
+    QCOMPARE(QFileInfo(file).ownerId(), uint(::geteuid()));
+    QVERIFY(QFileInfo(file).permission(QFile::WriteOther));
 }
 
 void IniFiles::readsNestedGroups()
@@ -498,6 +700,24 @@ void IniFiles::givesAnEmptyMapForWhatIsMissing()
     QVERIFY(store(path(latin1("empty.ini")), ""));
     QCOMPARE(FileManager::readSettingFile(path(latin1("empty.ini")), latin1("g")), Values());
     QCOMPARE(FileManager::readSettingFile(path(QString()), latin1("g")), Values());
+}
+
+void IniFiles::givesNothingOfAFileThatMayNotBeRead()
+{
+    const OrdinaryUser user(path(QString()));
+    if (!user.problem().isEmpty())
+        QSKIP(qPrintable(user.problem()));
+
+    const QString file = path(latin1("secret.ini"));
+    QVERIFY(store(file, "[g]\nk=1\n"));
+    QCOMPARE(::chmod(QFile::encodeName(file).constData(), 0), 0);
+    QCOMPARE(FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), latin1("default")),
+             latin1("default"));
+    QCOMPARE(FileManager::readSettingFile(file, latin1("g")), Values());
+    QCOMPARE(::chmod(QFile::encodeName(file).constData(), 0400), 0);
+    QCOMPARE(FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), latin1("default")),
+             latin1("1"));
+    QCOMPARE(FileManager::readSettingFile(file, latin1("g")).size(), 1);
 }
 
 void IniFiles::readsWhatItCanOfADamagedFile()
@@ -557,6 +777,21 @@ void IniFiles::takesAnyName()
         QCOMPARE(FileManager::readSettingFile(each, keyName), (Values{{keyName, latin1("1")}}));
         QCOMPARE(FileManager::readIniConfigFile(each, keyName, keyName, QString()), latin1("1"));
     }
+}
+
+void IniFiles::takesARelativePath()
+{
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(path(QString())));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, latin1("a/file.ini"));
+    const QString value = FileManager::readIniConfigFile(latin1("./a/file.ini"), latin1("g"),
+                                                         latin1("k"), latin1("default"));
+    const Values values = FileManager::readSettingFile(latin1("a/../a/file.ini"), latin1("g"));
+    QVERIFY(QDir::setCurrent(before));
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(value, latin1("1"));
+    QCOMPARE(values, (Values{{latin1("k"), latin1("1")}}));
+    QCOMPARE(contentOf(path(latin1("a/file.ini"))), QByteArray("[g]\nk=1\n"));
 }
 
 void IniFiles::copesWithTenThousandKeys()

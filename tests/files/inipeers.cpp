@@ -1,16 +1,24 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "childprocess.h"
 #include "filesfixture.h"
 #include "testseed.h"
 
 #include <syncstatus/filemanager.h>
 
+#include <QElapsedTimer>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QStandardPaths>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <ctime>
 
 using systemFileManager::FileManager;
 
@@ -99,6 +107,12 @@ private Q_SLOTS:
     void readsWhatPythonWrites();
     void addsToWhatPythonWrote();
     void twoProcessesWriteOneFile();
+    void twoProcessesMakeOneFile();
+    void aLockThatIsHeldIsWaitedFor_data();
+    void aLockThatIsHeldIsWaitedFor();
+    void theLockOfADeadProcessIsTakenOver();
+    void aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds_data();
+    void aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds();
 
 private:
     QByteArray python(const QString &what, const QString &file, const QByteArray &input = {})
@@ -111,6 +125,32 @@ private:
         if (!process.waitForFinished() || process.exitCode() != 0)
             return "failed";
         return process.readAllStandardOutput();
+    }
+
+    // Lets two writers put \a count keys each into \a file, from the same moment on.
+    static bool startWriters(QProcess &first, QProcess &second, const QString &file, int count)
+    {
+        first.start(latin1(INI_WRITER), {file, latin1("first"), QString::number(count)});
+        second.start(latin1(INI_WRITER), {file, latin1("second"), QString::number(count)});
+        if (!first.waitForStarted() || !second.waitForStarted())
+            return false;
+        first.closeWriteChannel();
+        second.closeWriteChannel();
+        return true;
+    }
+    static Values writtenByBoth(int count)
+    {
+        Values values;
+        for (int i = 0; i < count; ++i) {
+            for (const QString &key : {latin1("first%1").arg(i), latin1("second%1").arg(i)})
+                values[key] = QStringLiteral("ü of ") + key;
+        }
+        return values;
+    }
+    static bool makeOlder(const QString &file, int seconds)
+    {
+        const timespec times[] = {{0, UTIME_OMIT}, {std::time(nullptr) - seconds, 0}};
+        return ::utimensat(AT_FDCWD, QFile::encodeName(file).constData(), times, 0) == 0;
     }
 
     quint32 m_seed = 0;
@@ -187,11 +227,7 @@ void IniPeers::twoProcessesWriteOneFile()
     QVERIFY(store(file, "[other]\nkept=\xc3\xbc\n"));
     QProcess first;
     QProcess second;
-    first.start(latin1(INI_WRITER), {file, latin1("first"), QString::number(count)});
-    second.start(latin1(INI_WRITER), {file, latin1("second"), QString::number(count)});
-    QVERIFY(first.waitForStarted() && second.waitForStarted());
-    first.closeWriteChannel();
-    second.closeWriteChannel();
+    QVERIFY(startWriters(first, second, file, count));
 
     // A reader beside them sees a whole file at any moment: every value whole, no key gone again.
     int seen = 0;
@@ -212,14 +248,101 @@ void IniPeers::twoProcessesWriteOneFile()
         QCOMPARE(lines.count("write IniConfigFile succeed"), count);
     }
 
-    Values expected;
-    for (int i = 0; i < count; ++i) {
-        for (const QString &key : {latin1("first%1").arg(i), latin1("second%1").arg(i)})
-            expected[key] = QStringLiteral("ü of ") + key;
-    }
-    QCOMPARE(FileManager::readSettingFile(file, latin1("shared")), expected);
+    QCOMPARE(FileManager::readSettingFile(file, latin1("shared")), writtenByBoth(count));
     QCOMPARE(FileManager::readSettingFile(file, latin1("other")).value(latin1("kept")),
              QStringLiteral("ü"));
+    QVERIFY(!QFile::exists(file + latin1(".lock")));
+}
+
+void IniPeers::twoProcessesMakeOneFile()
+{
+    constexpr int count = 2;
+    for (int i = 0; i < 10; ++i) {
+        const QString file = path(QStringLiteral("directory%1/made.ini").arg(i));
+        QProcess first;
+        QProcess second;
+        QVERIFY(startWriters(first, second, file, count));
+        for (QProcess *writer : {&first, &second}) {
+            QVERIFY(writer->waitForFinished());
+            QCOMPARE(writer->exitCode(), 0);
+            const QByteArray lines = writer->readAllStandardError();
+            QCOMPARE(lines.count('\n'), count);
+            QCOMPARE(lines.count("write IniConfigFile succeed"), count);
+        }
+        QCOMPARE(FileManager::readSettingFile(file, latin1("shared")), writtenByBoth(count));
+        QVERIFY(!QFile::exists(file + latin1(".lock")));
+    }
+}
+
+void IniPeers::aLockThatIsHeldIsWaitedFor_data()
+{
+    QTest::addColumn<int>("age"); // seconds
+    QTest::newRow("a new lock") << 0;
+    QTest::newRow("an old lock") << 40;
+}
+
+void IniPeers::aLockThatIsHeldIsWaitedFor()
+{
+    QFETCH(int, age);
+
+    const QString file = path(latin1("held.ini"));
+    QVERIFY(store(file, "[g]\nk=1\n"));
+    ChildProcess holder;
+    QVERIFY(holder.startServer(latin1(LOCK_HOLDER), {file + latin1(".lock"), latin1("1000")}));
+    QVERIFY(makeOlder(file + latin1(".lock"), age));
+    // Readers don't wait.
+    QCOMPARE(FileManager::readSettingFile(file, latin1("g")).value(latin1("k")), latin1("1"));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 2}}}}, file);
+    QElapsedTimer end;
+    end.start();
+
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(file), QByteArray("[g]\nk=2\n"));
+    const qint64 freed = holder.waitForLine().toLongLong();
+    QVERIFY(freed > 0);
+    QVERIFY2(end.msecsSinceReference() >= freed, qPrintable(QString::number(freed)));
+    QVERIFY(holder.waitForFinished());
+}
+
+void IniPeers::theLockOfADeadProcessIsTakenOver()
+{
+    const QString file = path(latin1("left.ini"));
+    ChildProcess holder;
+    QVERIFY(holder.startServer(latin1(LOCK_HOLDER), {file + latin1(".lock"), latin1("600000")}));
+    holder.stop();
+    QVERIFY(QFile::exists(file + latin1(".lock")));
+    QElapsedTimer timer;
+    timer.start();
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, file);
+    QVERIFY2(timer.elapsed() < 25000, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
+    QVERIFY(!QFile::exists(file + latin1(".lock")));
+}
+
+void IniPeers::aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds_data()
+{
+    QTest::addColumn<int>("age");
+    QTest::addColumn<int>("atLeast"); // milliseconds
+    QTest::newRow("older") << 31 << 0;
+    QTest::newRow("not yet so old") << 28 << 1000; // 30 s less 28, and the second that time() is in
+}
+
+void IniPeers::aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds()
+{
+    QFETCH(int, age);
+    QFETCH(int, atLeast);
+
+    const QString file = path(latin1("foreign.ini"));
+    QVERIFY(store(file + latin1(".lock"), ""));
+    QVERIFY(makeOlder(file + latin1(".lock"), age));
+    QElapsedTimer timer;
+    timer.start();
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, file);
+    const qint64 elapsed = timer.elapsed();
+    QVERIFY2(elapsed >= atLeast && elapsed < 25000, qPrintable(QString::number(elapsed)));
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
     QVERIFY(!QFile::exists(file + latin1(".lock")));
 }
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "filesfixture.h"
+#include "ordinaryuser.h"
 
 #include <syncstatus/filemanager.h>
 
@@ -83,6 +84,8 @@ private Q_SLOTS:
     // All
     void takesAnyName_data();
     void takesAnyName();
+    void takesARelativePath();
+    void doesNotDoWhatPermissionsForbid();
     void refusesAnEmptyPath();
     void refusesAPathWithANul();
     void writesNoLinesWhenWarningsAreOff();
@@ -388,6 +391,83 @@ void WholeFiles::takesAnyName()
     QCOMPARE(takeLines(), nonExistent(path(logged)));
     QVERIFY(FileManager::checkPath(file));
     QVERIFY(QFileInfo(file).isDir());
+}
+
+void WholeFiles::takesARelativePath()
+{
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir().mkdir(path(latin1("here"))));
+    QVERIFY(QDir::setCurrent(path(latin1("here"))));
+    const bool written = FileManager::writeFile("data", latin1("../file"));
+    const QByteArray read = FileManager::readFile(latin1("./../file"));
+    const bool found = FileManager::isFileExist(latin1("../here/../file"));
+    const bool none = FileManager::isFileExist(latin1("file"));
+    FileManager::readFile(latin1("file"));
+    const QByteArray content = contentOf(latin1("../file"));
+    const bool removed = FileManager::removeFile(latin1("../file"));
+    QVERIFY(QDir::setCurrent(before));
+
+    QVERIFY(written);
+    QCOMPARE(read, QByteArray("data"));
+    QCOMPARE(content, QByteArray("data"));
+    QVERIFY(found);
+    QVERIFY(!none);
+    // A line has the path as it was given.
+    QCOMPARE(takeLines(),
+             nonExistent(latin1("file")) + openError(latin1("file"), "No such file or directory"));
+    QVERIFY(removed);
+    QVERIFY(!QFile::exists(path(latin1("file"))));
+}
+
+void WholeFiles::doesNotDoWhatPermissionsForbid()
+{
+    const OrdinaryUser user(path(QString()));
+    if (!user.problem().isEmpty())
+        QSKIP(qPrintable(user.problem()));
+    const auto allow = [](const QString &path, mode_t mode) {
+        QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode), 0);
+    };
+
+    const QString file = path(latin1("file"));
+    QVERIFY(store(file, "kept"));
+    allow(file, 0444);
+    QVERIFY(!FileManager::writeFile("x", file));
+    QCOMPARE(takeLines(), openError(file, "Permission denied"));
+    QCOMPARE(FileManager::readFile(file), QByteArray("kept"));
+    // For reading and writing: write permission alone is not enough.
+    allow(file, 0222);
+    QVERIFY(!FileManager::writeFile("x", file));
+    QCOMPARE(takeLines(), openError(file, "Permission denied"));
+    QCOMPARE(FileManager::readFile(file), QByteArray());
+    QCOMPARE(takeLines(), openError(file, "Permission denied"));
+    QVERIFY(FileManager::isFileExist(file));
+    allow(file, 0444);
+    QCOMPARE(contentOf(file), QByteArray("kept"));
+
+    const QString directory = path(latin1("directory"));
+    const QString inside = path(latin1("directory/inside"));
+    QVERIFY(QDir().mkdir(directory));
+    QVERIFY(store(inside, "kept"));
+    allow(directory, 0555);
+    QVERIFY(!FileManager::removeFile(inside));
+    QVERIFY(!FileManager::checkPath(path(latin1("directory/new/newer"))));
+    const QString fresh = path(latin1("directory/fresh"));
+    QVERIFY(!FileManager::writeFile("x", fresh));
+    QCOMPARE(takeLines(), openError(fresh, "Permission denied"));
+    // In place, so the directory's permissions do not count.
+    QVERIFY(FileManager::writeFile("new", inside));
+    QCOMPARE(contentOf(inside), QByteArray("new"));
+
+    allow(directory, 0666); // may be listed, not searched
+    QVERIFY(!FileManager::isFileExist(inside));
+    QCOMPARE(takeLines(), nonExistent(inside));
+    QCOMPARE(FileManager::readFile(inside), QByteArray());
+    QCOMPARE(takeLines(), openError(inside, "Permission denied"));
+    allow(directory, 0777);
+
+    // Removing is the directory's matter, not the file's.
+    QVERIFY(FileManager::removeFile(file));
+    QVERIFY(!QFile::exists(file));
 }
 
 void WholeFiles::refusesAnEmptyPath()
