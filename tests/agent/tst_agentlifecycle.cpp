@@ -164,7 +164,7 @@ void AgentLifecycle::endsAtOnceOnASecondSignal()
     AgentProcess agent;
     agent.setBehaviour(s("first.initialize=raise second.initialize=raise"));
     QCOMPARE(agent.run(pluginDir(folder)), -1);
-    QCOMPARE(agent.output().last(), s("second: initialize"));
+    QCOMPARE(agent.output().constLast(), s("second: initialize"));
 }
 
 void AgentLifecycle::pausesAndYieldsBeforeEachDelayedInitialize()

@@ -36,32 +36,34 @@ void interruptOnce()
 
 } // namespace
 
-extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void *buffer,
-                                                               std::size_t size)
+// The parameters have the names of the declarations that they stand in for.
+
+extern "C" __attribute__((visibility("default"))) ssize_t read(int fd, void *buf,
+                                                               std::size_t nbytes)
 {
-    pollfd readable{file, POLLIN, 0};
-    if (file == STDIN_FILENO && poll(&readable, 1, 0) == 0)
+    pollfd readable{fd, POLLIN, 0};
+    if (fd == STDIN_FILENO && poll(&readable, 1, 0) == 0)
         interruptOnce();
-    return next<decltype(&read)>("read")(file, buffer, size);
+    return next<decltype(&read)>("read")(fd, buf, nbytes);
 }
 
 extern "C" __attribute__((visibility("default"))) int
-ppoll(pollfd *files, nfds_t count, const timespec *timeout, const sigset_t *signals)
+ppoll(pollfd *fds, nfds_t nfds, const timespec *timeout, const sigset_t *ss)
 {
     interruptOnce();
-    return next<decltype(&ppoll)>("ppoll")(files, count, timeout, signals);
+    return next<decltype(&ppoll)>("ppoll")(fds, nfds, timeout, ss);
 }
 
 /// Gives noise for bad blocks.
 extern "C" __attribute__((visibility("default"))) int
-EVP_PKEY_decrypt(EVP_PKEY_CTX *context, unsigned char *plain, std::size_t *size,
-                 const unsigned char *block, std::size_t blockSize)
+EVP_PKEY_decrypt(EVP_PKEY_CTX *ctx, unsigned char *out, std::size_t *outlen,
+                 const unsigned char *in, std::size_t inlen)
 {
-    const int result = next<decltype(&EVP_PKEY_decrypt)>("EVP_PKEY_decrypt")(context, plain, size,
-                                                                             block, blockSize);
+    const int result =
+        next<decltype(&EVP_PKEY_decrypt)>("EVP_PKEY_decrypt")(ctx, out, outlen, in, inlen);
     if (result > 0 || !isWanted("STANDIN_REJECTS_IMPLICITLY"))
         return result;
-    plain[0] = '?';
-    *size = 1;
+    out[0] = '?';
+    *outlen = 1;
     return 1;
 }
