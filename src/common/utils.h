@@ -72,7 +72,8 @@ public:
     /// Memory: everything printed is held until the command ends. At the end there are up to four
     /// bytes for each byte printed, which is twice the size of the text in \a output (two bytes a
     /// character); when the call returns, that text remains. Nothing limits what a command may
-    /// print; QString's own limit is about 10^9 characters.
+    /// print, but no QString is as long as 2^30 characters: from 1 GiB printed on, and where memory
+    /// runs out, the call throws std::bad_alloc when the command has ended.
     ///
     /// Writes one line after every attempt, also a good one: "cmd: " with the command,
     /// " exitStatus: ", " exitCode: ", " error: " and " errorString: " with what QProcess says of
@@ -138,9 +139,11 @@ public:
     /// **seconds** after 1970-01-01T00:00:00 UTC (before it, if negative) falls in this machine's
     /// time zone (TZ, /etc/localtime).
     ///
-    /// \a timestamp is converted as QVariant::toLongLong() does: numbers, numeric text and booleans
-    /// convert. Empty when it is null, zero, not a number, or out of the range of QDateTime: 2^63
-    /// milliseconds either side of 1970, the moment as well as its local time.
+    /// \a timestamp is converted as QVariant::toLongLong() does. A float or a double is rounded to
+    /// the nearest second, a half up: 0.5 is 1, and 0.4 and -0.5 are zero. Text is decimal digits,
+    /// with a sign or without, white space around them let through; a fraction or an exponent makes
+    /// it no number. true is 1. Empty when it is null, zero, not a number, or out of the range of
+    /// QDateTime: 2^63 milliseconds either side of 1970, the moment as well as its local time.
     ///
     /// Milliseconds given by mistake are not noticed: they give a year of five or more digits. A
     /// year before 1 has a minus sign, and there is no year 0. Daylight saving is QDateTime's: none

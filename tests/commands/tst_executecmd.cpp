@@ -41,6 +41,7 @@ private Q_SLOTS:
     void bashMissingFromThePathIsTriedThreeTimes();
     void aGrandchildThatHoldsTheOutputOpenDoesNotDelayTheCall();
     void linesAreWrittenOnlyWhenTheLevelIsOn();
+    void noEventIsProcessedMeanwhile();
     void noChildAndNoDescriptorIsLeft();
 
 private:
@@ -279,6 +280,23 @@ void ExecuteCmd::linesAreWrittenOnlyWhenTheLevelIsOn()
     QVERIFY(result);
     QCOMPARE(output, QStringLiteral("word\n"));
     QCOMPARE(log.takeLines(), QStringList());
+}
+
+void ExecuteCmd::noEventIsProcessedMeanwhile()
+{
+    QTimer timer;
+    timer.setSingleShot(true);
+    const QSignalSpy fired(&timer, &QTimer::timeout);
+    timer.start(0);
+    QTimer other;
+    QVERIFY(QMetaObject::invokeMethod(&other, "start", Qt::QueuedConnection));
+    QString output;
+    QVERIFY(Utils::executeCmd(QStringLiteral("echo one; sleep 0.2; echo two"), output));
+    QVERIFY(!Utils::executeCmd(QStringLiteral("kill -9 $$"), output));
+    QCOMPARE(fired.count(), 0);
+    QVERIFY(!other.isActive());
+    QTRY_COMPARE(fired.count(), 1);
+    QTRY_VERIFY(other.isActive());
 }
 
 void ExecuteCmd::noChildAndNoDescriptorIsLeft()

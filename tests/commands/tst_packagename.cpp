@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <utility>
+
 using utility::Utils;
 
 namespace {
@@ -65,6 +67,7 @@ private Q_SLOTS:
 
     void realRpm_data();
     void realRpm();
+    void realRpmNamesTheOwnerOfAFileOnDisk();
 
 private:
     bool makeRealDatabase(QString *problem);
@@ -177,8 +180,9 @@ void PackageName::noBashOnThePath()
     QCOMPARE(log.takeLines(), (QStringList{line, line, line}));
 }
 
-/// Two packages, built and then entered into a database in a home directory of their own. Their
-/// files are in that database only, not on this machine.
+/// Packages, built and then entered into a database in a home directory of their own. The files of
+/// the first two are in that database only, not on this machine; the third is really installed,
+/// below that directory.
 bool PackageName::makeRealDatabase(QString *problem)
 {
     if (!m_home.isEmpty())
@@ -208,24 +212,32 @@ bool PackageName::makeRealDatabase(QString *problem)
     const QString second =
         QStringLiteral("%define programs /opt/syncstatus-test/program /opt/syncstatus-test/shared\n"
                        "Name: syncstatus-test-second\n");
+    const QString third = QStringLiteral("%define programs %1/installed/program\n"
+                                         "Name: syncstatus-test-third\n")
+                              .arg(home);
     if (!writeText(home + QLatin1String("/.rpmmacros"), macros) ||
         !writeText(home + QLatin1String("/first.spec"), first + spec) ||
-        !writeText(home + QLatin1String("/second.spec"), second + spec)) {
+        !writeText(home + QLatin1String("/second.spec"), second + spec) ||
+        !writeText(home + QLatin1String("/third.spec"), third + spec)) {
         *problem = QStringLiteral("cannot write to ") + home;
         return false;
     }
 
     const ScopedVariable variable("HOME", QFile::encodeName(home));
-    for (const QString &name : {QStringLiteral("first"), QStringLiteral("second")}) {
+    const QString inDatabaseOnly = QStringLiteral("--justdb");
+    for (const auto &[name, how] :
+         {std::pair(QStringLiteral("first"), inDatabaseOnly),
+          std::pair(QStringLiteral("second"), inDatabaseOnly),
+          std::pair(QStringLiteral("third"), QStringLiteral("--nosignature"))}) {
         *problem = run(QStringLiteral("rpmbuild"),
                        {QStringLiteral("-bb"), QStringLiteral("%1/%2.spec").arg(home, name)});
         if (!problem->isEmpty())
             return false;
         // One after the other: an answer with several owners has them in this order.
         *problem = run(QStringLiteral("rpm"),
-                       {QStringLiteral("--install"), QStringLiteral("--justdb"),
-                        QStringLiteral("--nodeps"), QStringLiteral("--noplugins"),
-                        QStringLiteral("--dbpath"), home + QLatin1String("/database"),
+                       {QStringLiteral("--install"), how, QStringLiteral("--nodeps"),
+                        QStringLiteral("--noplugins"), QStringLiteral("--dbpath"),
+                        home + QLatin1String("/database"),
                         QStringLiteral("%1/build/RPMS/noarch/syncstatus-test-%2-1-1.noarch.rpm")
                             .arg(home, name)});
         if (!problem->isEmpty())
@@ -280,6 +292,28 @@ void PackageName::realRpm()
     LogCapture log;
     QCOMPARE(Utils::getPackageNameByProcessName(name), expected);
     QCOMPARE(log.takeLines(), QStringList{goodLine(query(path), exitCode)});
+}
+
+void PackageName::realRpmNamesTheOwnerOfAFileOnDisk()
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("rpm")).isEmpty() ||
+        QStandardPaths::findExecutable(QStringLiteral("rpmbuild")).isEmpty())
+        QSKIP("rpm or rpmbuild is not installed");
+    QString problem;
+    QVERIFY2(makeRealDatabase(&problem), qPrintable(problem));
+
+    const ScopedVariable home("HOME", QFile::encodeName(m_home));
+    const QString program = m_home + QLatin1String("/installed/program");
+    QVERIFY(QFile::exists(program));
+    LogCapture log;
+    QCOMPARE(Utils::getPackageNameByProcessName(program), QStringLiteral("syncstatus-test-third"));
+    QCOMPARE(log.takeLines(), QStringList{goodLine(query(program))});
+
+    // A copy beside it is nobody's.
+    const QString copy = m_home + QLatin1String("/installed/copy");
+    QVERIFY(QFile::copy(program, copy));
+    QCOMPARE(Utils::getPackageNameByProcessName(copy),
+             QStringLiteral("file %1 is not owned by any package").arg(copy));
 }
 
 QTEST_GUILESS_MAIN(PackageName)

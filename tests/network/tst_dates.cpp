@@ -9,12 +9,15 @@
 #include <QDate>
 #include <QFile>
 #include <QLocale>
+#include <QProcess>
 #include <QRandomGenerator>
+#include <QTemporaryDir>
 #include <QVariant>
 #include <QtTest>
 
 #include <time.h> // NOLINT(modernize-deprecated-headers): tzset is POSIX's
 
+#include <cstdio>
 #include <limits>
 
 using utility::Utils;
@@ -32,19 +35,25 @@ constexpr qint64 furthest = maximum / 1000;
 class LocalTimeZone
 {
 public:
-    explicit LocalTimeZone(const QString &zone) : m_previous(qgetenv("TZ"))
+    explicit LocalTimeZone(const QString &zone)
+        : m_wasSet(qEnvironmentVariableIsSet("TZ")), m_previous(qgetenv("TZ"))
     {
         qputenv("TZ", zone.toLatin1());
         tzset();
     }
     ~LocalTimeZone()
     {
-        qputenv("TZ", m_previous);
+        // An empty TZ is UTC; without one, /etc/localtime counts.
+        if (m_wasSet)
+            qputenv("TZ", m_previous);
+        else
+            qunsetenv("TZ");
         tzset();
     }
     Q_DISABLE_COPY(LocalTimeZone)
 
 private:
+    bool m_wasSet;
     QByteArray m_previous;
 };
 
@@ -88,6 +97,20 @@ constexpr FixedZone fixedZones[] = {{"UTC0", 0},
                                     {"<+24>-24", 24 * hour},
                                     {"<-24>24", -24 * hour}};
 
+/// A zone nine hours east of UTC as /etc/localtime has it (RFC 8536): a block of data each for the
+/// format's two versions, the same here, and the rule for all later times.
+QByteArray compiledZone()
+{
+    QByteArray block("TZif2");
+    block += QByteArray(15, 0);
+    // Six counts of four bytes: one type of local time, four letters for it, nothing else.
+    block += QByteArray(19, 0) + '\1' + QByteArray(3, 0) + '\4';
+    block += QByteArray("\0\0\x7e\x90\0\0JST\0", 10); // 32400 seconds, no daylight saving
+    return block + block + "\nJST-9\n";
+}
+
+const QByteArray dateOption = "--print-date";
+
 } // namespace
 
 class Dates : public QObject
@@ -100,6 +123,7 @@ private Q_SLOTS:
     void whatConverts();
     void timeZones_data();
     void timeZones();
+    void theMachinesZoneCountsWithoutTz();
     void endsOfTheRange_data();
     void endsOfTheRange();
     void randomMomentsAgreeWithACountedCalendar();
@@ -145,7 +169,21 @@ void Dates::whatConverts_data()
     row("64 bits", QVariant(qint64(86400)), second);
     row("unsigned 64 bits", QVariant(quint64(86400)), second);
     row("floating point", QVariant(86400.0), second);
+    row("a fraction, down", QVariant(86399.4), first);
+    row("a fraction, a half", QVariant(86399.5), second);
+    row("a fraction below zero, a half", QVariant(-86400.5), QStringLiteral("1969-12-31"));
+    row("a fraction below zero, down", QVariant(-86400.6), QStringLiteral("1969-12-30"));
+    row("a fraction that counts as zero", QVariant(0.4), nothing);
+    row("a fraction that counts as one", QVariant(0.5), first);
+    row("a fraction below zero that counts as zero", QVariant(-0.5), nothing);
+    row("a fraction below zero that counts as one", QVariant(-0.6), QStringLiteral("1969-12-31"));
+    row("a short floating point", QVariant(86399.5F), second);
     row("numeric text", QVariant(QStringLiteral("86400")), second);
+    row("numeric text with a sign", QVariant(QStringLiteral("+86400")), second);
+    row("numeric text with white space around", QVariant(QStringLiteral(" \t86400\n")), second);
+    row("numeric text with leading zeros", QVariant(QStringLiteral("0086400")), second);
+    row("numeric text with a separator", QVariant(QStringLiteral("86,400")), nothing);
+    row("an exponent as text", QVariant(QStringLiteral("864e2")), nothing);
     row("numeric bytes", QVariant(QByteArray("86400")), second);
     row("negative text", QVariant(QStringLiteral("-1")), QStringLiteral("1969-12-31"));
     row("one", QVariant(1), first);
@@ -262,6 +300,38 @@ void Dates::timeZones()
     QCOMPARE(Utils::getServerDateTime(seconds), expected);
 }
 
+void Dates::theMachinesZoneCountsWithoutTz()
+{
+    // In a process of its own, with an /etc/localtime of its own.
+    QTemporaryDir directory;
+    QFile zone(directory.filePath(QStringLiteral("zone")));
+    QVERIFY(zone.open(QIODevice::WriteOnly) && zone.write(compiledZone()) > 0);
+    zone.close();
+    const auto run = [&zone](const QString &command, QString *complaint) {
+        QProcess process;
+        process.start(
+            QStringLiteral("unshare"),
+            {QStringLiteral("--user"), QStringLiteral("--map-root-user"), QStringLiteral("--mount"),
+             QStringLiteral("sh"), QStringLiteral("-euc"),
+             QStringLiteral("mount --bind \"$1\" /etc/localtime; unset TZ; shift; ") + command,
+             QStringLiteral("sh"), zone.fileName(), QCoreApplication::applicationFilePath(),
+             QString::fromLatin1(dateOption),
+             QStringLiteral("1717167600")}); // 2024-05-31T15:00:00Z
+        if (!process.waitForFinished() || process.exitCode() != 0)
+            *complaint =
+                process.errorString() + QString::fromLocal8Bit(process.readAllStandardError());
+        return process.readAllStandardOutput();
+    };
+    QString complaint;
+    run(QStringLiteral("true"), &complaint);
+    if (!complaint.isEmpty())
+        QSKIP(qPrintable(QStringLiteral("no /etc/localtime of its own here: ") + complaint));
+
+    QCOMPARE(run(QStringLiteral("exec \"$@\""), &complaint), QByteArray("2024-06-01\n"));
+    QCOMPARE(run(QStringLiteral("TZ=UTC0 exec \"$@\""), &complaint), QByteArray("2024-05-31\n"));
+    QCOMPARE(complaint, QString());
+}
+
 void Dates::endsOfTheRange_data()
 {
     QTest::addColumn<QString>("zone");
@@ -329,6 +399,10 @@ void Dates::nothingIsLogged()
 // All of it runs in a language that does not write ASCII digits: a date has them all the same.
 int main(int argc, char *argv[])
 {
+    if (argc == 3 && argv[1] == dateOption) {
+        std::puts(qPrintable(Utils::getServerDateTime(QByteArray(argv[2]))));
+        return 0;
+    }
     qputenv("LC_ALL", "fa_IR.UTF-8");
     const QCoreApplication application(argc, argv);
     Dates dates;

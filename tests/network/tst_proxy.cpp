@@ -10,6 +10,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLoggingCategory>
 #include <QNetworkInterface>
 #include <QNetworkProxy>
 #include <QProcess>
@@ -88,13 +89,21 @@ public:
 
     [[nodiscard]] quint16 port() const { return m_server.serverPort(); }
 
+    bool connect(QTcpSocket &socket)
+    {
+        socket.connectToHost(m_server.serverAddress(), port());
+        return socket.waitForConnected(patience);
+    }
+
     /// Lets \a socket connect, ask and read the answer. Its errors end up in the result.
     QString talk(QTcpSocket &socket)
     {
-        constexpr int patience = 20000; // milliseconds
-        socket.connectToHost(m_server.serverAddress(), port());
-        if (!socket.waitForConnected(patience))
-            return socket.errorString();
+        return connect(socket) ? ask(socket) : socket.errorString();
+    }
+
+    /// The same for a socket that has been connected.
+    QString ask(QTcpSocket &socket)
+    {
         socket.write("question\n");
         if (!socket.waitForBytesWritten(patience) || !m_server.waitForNewConnection(patience))
             return socket.errorString();
@@ -114,6 +123,7 @@ public:
     }
 
 private:
+    static constexpr int patience = 20000; // milliseconds
     QTcpServer m_server;
 };
 
@@ -235,12 +245,14 @@ private Q_SLOTS:
     void configurations_data();
     void configurations();
     void onlyTheSocketIsChanged();
+    void linesAreWrittenOnlyWhenTheLevelIsOn();
     void theProxyResolvesNames();
 
     void aSocketTalksThroughTheServer();
     void aSocketWithNoProxyTalksDirectlyDespiteTheApplicationProxy();
     void theSocketsProxyPrecedesTheApplicationProxy();
     void portZeroConnectsNowhere();
+    void aConnectionThatStandsGoesOn();
 };
 
 void Proxy::configurations_data()
@@ -266,6 +278,15 @@ void Proxy::configurations_data()
     proxy("lowest port", R"({"socks":{"host":"proxy.example","port":"0"}})", host, 0);
     proxy("highest port", R"({"socks":{"host":"proxy.example","port":"65535"}})", host, 65535);
     proxy("leading zeros", R"({"socks":{"host":"proxy.example","port":"0001080"}})", host, 1080);
+    proxy("white space around the port", R"({"socks":{"host":"proxy.example","port":" \t1080\n"}})",
+          host, 1080);
+    proxy("a plus sign before the port", R"({"socks":{"host":"proxy.example","port":"+1080"}})",
+          host, 1080);
+    proxy("white space in the port", R"({"socks":{"host":"proxy.example","port":"10 80"}})", host,
+          0);
+    proxy("a separator in the port", R"({"socks":{"host":"proxy.example","port":"1,080"}})", host,
+          0);
+    proxy("a white space for a port", R"({"socks":{"host":"proxy.example","port":" "}})", host, 0);
     proxy("port too high", R"({"socks":{"host":"proxy.example","port":"65536"}})", host, 0);
     proxy("port far too high", R"({"socks":{"host":"proxy.example","port":"4295018576"}})", host,
           0);
@@ -346,6 +367,25 @@ void Proxy::onlyTheSocketIsChanged()
     Utils::setSocksNetworkProxy(socket, {});
     QCOMPARE(QNetworkProxy::applicationProxy(), application);
     QCOMPARE(other.proxy().type(), QNetworkProxy::DefaultProxy);
+}
+
+void Proxy::linesAreWrittenOnlyWhenTheLevelIsOn()
+{
+    LogCapture log;
+    QTcpSocket socket;
+    QTcpSocket direct;
+    QTcpSocket hostless;
+    QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent.warning=false"));
+    Utils::setSocksNetworkProxy(socket, socks(QStringLiteral("proxy.example"), 1080));
+    Utils::setSocksNetworkProxy(direct, {});
+    Utils::setSocksNetworkProxy(hostless, socks(QString(), 1080));
+    QLoggingCategory::setFilterRules(QString());
+    QCOMPARE(log.takeLines(), QStringList());
+    QCOMPARE(socket.proxy().type(), QNetworkProxy::Socks5Proxy);
+    QCOMPARE(socket.proxy().hostName(), QStringLiteral("proxy.example"));
+    QCOMPARE(socket.proxy().port(), quint16(1080));
+    QCOMPARE(direct.proxy().type(), QNetworkProxy::NoProxy);
+    QCOMPARE(hostless.proxy().type(), QNetworkProxy::NoProxy);
 }
 
 void Proxy::theProxyResolvesNames()
@@ -440,6 +480,21 @@ void Proxy::portZeroConnectsNowhere()
     Utils::setSocksNetworkProxy(socket, socks(QStringLiteral("127.0.0.1"), 0));
     QVERIFY(service.talk(socket) != QStringLiteral("answer to question\n"));
     QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
+}
+
+void Proxy::aConnectionThatStandsGoesOn()
+{
+    Service service(QHostAddress::LocalHost);
+    QTcpSocket socket;
+    QVERIFY(service.connect(socket));
+    Utils::setSocksNetworkProxy(socket, socks(QStringLiteral("127.0.0.1"), unusedPort()));
+    QCOMPARE(socket.state(), QAbstractSocket::ConnectedState);
+    QCOMPARE(service.ask(socket), QStringLiteral("answer to question\n"));
+
+    // Only the next connection goes to the proxy, of which there is none.
+    socket.abort();
+    QVERIFY(service.talk(socket) != QStringLiteral("answer to question\n"));
+    QCOMPARE(socket.error(), QAbstractSocket::ProxyConnectionRefusedError);
 }
 
 QTEST_GUILESS_MAIN(Proxy)
