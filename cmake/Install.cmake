@@ -6,7 +6,8 @@
 #   devel     headers, CMake and pkg-config files
 #   agent     the reference agent
 #   tools     syncstatus-logkey and syncstatus-logread
-# Everything finds everything else relative to itself, so that an installed tree can be moved.
+# Everything finds everything else relative to itself, so that an installed tree can be moved; the
+# systemd unit alone has to name its program in full.
 
 include(CMakePackageConfigHelpers)
 

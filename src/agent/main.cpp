@@ -159,7 +159,7 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Loads plugins, starts them, and tells whether the machine is online and each gain of\n"
-        "connectivity. Runs until SIGTERM or SIGINT (Ctrl-C); a second one ends it\n"
+        "connectivity. Runs until SIGTERM or SIGINT (Ctrl-C); a second of the same ends it\n"
         "at once.\n\n"
         "Events go to standard output, diagnostics to standard error.\n\n"
         "Exit status:\n"

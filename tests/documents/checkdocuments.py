@@ -79,6 +79,24 @@ class Links(unittest.TestCase):
                     self.assertTrue(os.path.exists(os.path.join(SOURCE, path)))
 
 
+class LogLines(unittest.TestCase):
+    def test_each_line_of_the_library_is_explained(self):
+        text = read("docs/troubleshooting.md")
+        found = 0
+        for path in glob.glob(f"{SOURCE}/src/common/*.cpp") + glob.glob(f"{SOURCE}/src/agent/plugins/**/*.cpp", recursive=True):
+            with open(path, encoding="utf-8") as file:
+                source = file.read()
+            for statement in re.findall(r"qC(?:Debug|Info|Warning|Critical)\(ll_agent\)(.*?);", source, re.DOTALL):
+                for literal in re.findall(r'"((?:[^"\\]|\\.)*)"', statement):
+                    part = literal.replace("\\n", "").strip()
+                    if not part:
+                        continue
+                    found += 1
+                    with self.subTest(file=os.path.basename(path), text=part):
+                        self.assertIn(part, text)
+        self.assertGreater(found, 20)
+
+
 class ShellBlocks(unittest.TestCase):
     """Each document's blocks are run one after the other in a copy of the sources."""
 
@@ -158,6 +176,27 @@ class ShellBlocks(unittest.TestCase):
         with open(f"{self.sources}/rotated.log", "w", encoding="utf-8") as file:
             file.write(self.encrypted("old-public.pem", "old words"))
             file.write(self.encrypted("new-public.pem", "new words"))
+
+    def test_blocks_about_troubleshooting(self):
+        # Asks the agent to end once it has said what it knows.
+        programs = os.path.join(self.folder, "programs")
+        os.mkdir(programs)
+        agent = os.path.join(programs, "syncstatus-agent")
+        with open(agent, "w", encoding="utf-8") as file:
+            file.write(
+                "#!/bin/bash\n"
+                f'exec 3< <(exec "{BUILD}/bin/syncstatus-agent" --plugin-dir "{BUILD}/plugins" "$@")\n'
+                "agent=$!\n"
+                'while read -r line <&3; do [[ $line != online:* ]] || kill "$agent"; done\n'
+                'wait "$agent"\n'
+            )
+        os.chmod(agent, 0o755)
+        self.environment["PATH"] = f"{programs}:{self.environment['PATH']}"
+        expected = {
+            "agent.debug=true": "codestack:  initialize sync status plugin",
+            "QT_MESSAGE_PATTERN": "syncstatusplugin.cpp:",
+        }
+        self.assertGreater(self.run_blocks("docs/troubleshooting.md", expected), 0)
 
     def encrypted(self, key, text):
         command = ["openssl", "pkeyutl", "-encrypt", "-pubin", "-inkey", key]

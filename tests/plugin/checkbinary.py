@@ -4,18 +4,19 @@
 
 """Checks what a built libsyncstatus.so tells the dynamic linker.
 
-Usage: checkbinary.py LIBRARY SYMBOLS QT_DIRECTORY NM READELF
+Usage: checkbinary.py LIBRARY ABI QT_DIRECTORY NM READELF
 
-SYMBOLS is the list of what it exports. QT_DIRECTORY is where Qt's libraries are: a library in a
+ABI is the folder with the list of what each library exports. QT_DIRECTORY is where Qt's libraries are: a library in a
 build tree may name it as a run path where the dynamic linker does not search it by itself.
 """
 
+import os
 import re
 import subprocess
 import sys
 import unittest
 
-LIBRARY, SYMBOLS, QT_DIRECTORY, NM, READELF = sys.argv[1:]
+LIBRARY, ABI, QT_DIRECTORY, NM, READELF = sys.argv[1:]
 
 QT_LIBRARIES = r"libQt5(Core|DBus|Network)\.so\.5"
 COMPILER_AND_C_LIBRARIES = (
@@ -28,9 +29,9 @@ def output_lines(*command):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout.splitlines()
 
 
-def exported_symbols():
+def exported_symbols(library):
     """The demangled names of the exported symbols."""
-    return {line.split(None, 2)[2] for line in output_lines(NM, "-DC", "--defined-only", LIBRARY)}
+    return {line.split(None, 2)[2] for line in output_lines(NM, "-DC", "--defined-only", library)}
 
 
 def dynamic_entries(tag):
@@ -41,9 +42,12 @@ def dynamic_entries(tag):
 
 class LibraryFile(unittest.TestCase):
     def test_exactly_the_offer_is_exported(self):
-        with open(SYMBOLS, encoding="utf-8") as file:
-            offer = {line.strip() for line in file if not line.startswith("#")}
-        self.assertEqual(exported_symbols(), offer)
+        for name in ("libsyncstatus.so", "libcustompluginmanager.so"):
+            with self.subTest(library=name):
+                with open(f"{ABI}/{name}.1.symbols", encoding="utf-8") as file:
+                    offer = {line.strip() for line in file if not line.startswith("#")}
+                library = os.path.join(os.path.dirname(LIBRARY), name)
+                self.assertEqual(exported_symbols(library), offer)
 
     def test_only_qt_and_the_compilers_libraries_are_needed(self):
         needed = re.findall(r"\[(.*?)\]", "\n".join(dynamic_entries("NEEDED")))
