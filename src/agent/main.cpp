@@ -22,7 +22,11 @@ namespace {
 // What the process ends with; --help repeats them.
 constexpr int success = 0;
 constexpr int usageError = 1;
+constexpr int cannotWrite = 1;
 constexpr int nothingRuns = 2;
+
+/// Whoever read standard output has closed the pipe.
+bool readerGone = false;
 
 /// From where this program is, so that an installed tree can be moved.
 QString installedPluginDir()
@@ -37,15 +41,32 @@ bool print(const QByteArray &text)
     if (std::fwrite(text.constData(), 1, size_t(text.size()), stdout) == size_t(text.size()) &&
         std::fflush(stdout) == 0)
         return true;
+    readerGone = errno == EPIPE;
     const QString reason = qt_error_string(errno);
     qCCritical(hostLog).noquote() << "cannot write to standard output:" << reason;
     return false;
 }
 
-/// One line for people, at once: who watches through a pipe sees it when it happens.
+/// One line for people, at once: who watches through a pipe sees it when it happens. When nobody
+/// does any more, the agent stops.
 void say(const QString &line)
 {
+    if (readerGone)
+        return;
     print(line.toLocal8Bit() + '\n');
+    if (readerGone)
+        QCoreApplication::exit(cannotWrite); // of no effect before exec(): main() looks by itself
+}
+
+/// Writing to a pipe that nobody reads is to fail, not to end the process amid the plugins' work.
+/// Not SIG_IGN: every program that a plugin starts would inherit it.
+void keepRunningOnBrokenPipes()
+{
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGPIPE, &action, nullptr);
 }
 
 /// The agent's own logging goes to standard error wherever that leads. Qt's default may prefer the
@@ -117,6 +138,21 @@ int wrongCommandLine(const QString &error)
     return usageError;
 }
 
+/// Refuses an option in the place of another one's value: `--plugin-dir --list` forgot something,
+/// and the parser takes it as it stands.
+bool checkValues(const QCommandLineParser &parser, const QCommandLineOption &option)
+{
+    const QStringList values = parser.values(option);
+    for (const QString &value : values) {
+        if (!value.startsWith(QLatin1Char('-')))
+            continue;
+        wrongCommandLine(QStringLiteral("The value of '--%1' cannot start with '-': '%2'.")
+                             .arg(option.names().constFirst(), value));
+        return false;
+    }
+    return true;
+}
+
 int wrongCommandLine(const QCommandLineParser &parser)
 {
     const QStringList rest = parser.positionalArguments();
@@ -164,7 +200,8 @@ int main(int argc, char *argv[])
         "Events go to standard output, diagnostics to standard error.\n\n"
         "Exit status:\n"
         "  0  stopped by SIGTERM or SIGINT; or all that was asked for is shown\n"
-        "  1  the command line is wrong, or what was asked for cannot be written\n"
+        "  1  the command line is wrong, what was asked for cannot be written, or nobody\n"
+        "     reads standard output any more\n"
         "  2  no plugin could be started"));
     parser.addOptions({help, version, pluginDir, list, enable, disable});
 
@@ -173,6 +210,17 @@ int main(int argc, char *argv[])
     const bool complete = parser.parse(QCoreApplication::arguments());
     if (parser.isSet(version))
         return print(versionText().toLocal8Bit()) ? success : usageError;
+    for (const QCommandLineOption *option : {&pluginDir, &enable, &disable}) {
+        if (!checkValues(parser, *option))
+            return usageError;
+    }
+
+    StopSignals stopSignals;
+    if (!parser.isSet(list) && !parser.isSet(help)) {
+        // A signal from here on is answered when the plugins are up.
+        stopSignals.hold();
+        keepRunningOnBrokenPipes();
+    }
 
     PluginHost host;
     const QStringList directories =
@@ -196,8 +244,7 @@ int main(int argc, char *argv[])
         return print(QJsonDocument(host.list()).toJson()) ? success : usageError;
     }
 
-    // From here on code of the plugins runs; a signal meanwhile is answered when they are up.
-    StopSignals stopSignals;
+    // From here on code of the plugins runs.
     if (!parser.isSet(help))
         QObject::connect(&host, &PluginHost::stateReached, report);
     host.load();
@@ -224,7 +271,7 @@ int main(int argc, char *argv[])
         return nothingRuns;
     }
     stopSignals.deliver();
-    const int status = QCoreApplication::exec();
+    const int status = readerGone ? cannotWrite : QCoreApplication::exec();
     host.shutdown();
     return status;
 }

@@ -58,6 +58,10 @@ bool PluginHost::find(const QString &directory)
                                                          : "does not exist");
         return false;
     }
+    const int before = m_directories.size();
+    m_directories.insert(info.canonicalFilePath());
+    if (m_directories.size() == before)
+        return true;
     // System entries too: a dangling link deserves its message.
     const auto files = QDir(directory).entryInfoList(
         {QStringLiteral("*.so")}, QDir::Files | QDir::System | QDir::CaseSensitive, QDir::Name);
@@ -213,6 +217,10 @@ bool PluginHost::initialize()
                      QLatin1String("initialize: ") +
                          (error.isEmpty() ? QStringLiteral("failed without a reason") : error));
         });
+    }
+    for (Plugin &plugin : m_plugins) {
+        if (!isAlive(plugin))
+            delete std::exchange(plugin.object, nullptr);
     }
     for (Plugin &plugin : m_plugins) {
         if (!isAlive(plugin))

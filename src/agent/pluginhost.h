@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QLoggingCategory>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -81,7 +82,8 @@ public:
     /// code runs. A file is Invalid when it is no plugin, is made for another interface than
     /// CUSTOMPLUGINMANAGER_PLUGIN_IID, has no name, or has the name of one that was found before.
     /// A plugin whose "DisabledByDefault" is the JSON boolean true is not enabled; any value that
-    /// is no boolean is warned about and disables nothing.
+    /// is no boolean is warned about and disables nothing. A directory that was looked into before,
+    /// under whatever name, is not looked into again.
     /// Returns false, with a warning, when the directory is missing or cannot be read.
     bool find(const QString &directory);
 
@@ -107,7 +109,9 @@ public:
     /// Hands the whole command line, the program's name first, to each plugin that offers options.
     void parseArgumentOptions(const QStringList &arguments);
 
-    /// The first phase for all plugins, then the second for those that came through it. The third
+    /// The first phase for all plugins, then the second for those that came through it; in between
+    /// the plugin objects of the others are deleted, so that nobody finds what they have offered in
+    /// the registry. The third
     /// follows from the event loop: one plugin at a time, DELAYED_INITIALIZE_INTERVAL milliseconds
     /// before each, so that other events get their turn in between. Returns whether any plugin came
     /// through the first two.
@@ -133,6 +137,7 @@ private:
     static void guarded(Plugin &plugin, const char *operation, Call call);
 
     std::vector<Plugin> m_plugins;
+    QSet<QString> m_directories; // canonical paths
     QTimer m_delayedTimer;
     std::size_t m_nextDelayed = 0;
 };

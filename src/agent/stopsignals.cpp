@@ -41,7 +41,10 @@ StopSignals::StopSignals(QObject *parent) : QObject(parent)
     m_notifier->setEnabled(false);
     connect(m_notifier, &QSocketNotifier::activated, this,
             [this, descriptor = ends[0]] { readPipe(descriptor); });
+}
 
+void StopSignals::hold()
+{
     struct sigaction action = {};
     action.sa_handler = writeSignalNumber;
     action.sa_flags = SA_RESTART | SA_RESETHAND;

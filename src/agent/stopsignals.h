@@ -10,9 +10,9 @@ class QSocketNotifier;
 
 /// Turns SIGTERM and SIGINT into a Qt signal of the event loop.
 ///
-/// A signal that arrives before deliver() is kept until then. A second one of its kind ends the
-/// process at once: what is to stop in good order may hang. There is one object of this class in a
-/// process.
+/// Until hold() they do what they do by default: end the process at once. From then on a signal is
+/// kept until deliver(). A second one of its kind ends the process at once: what is to stop in good
+/// order may hang. There is one object of this class in a process.
 class StopSignals : public QObject
 {
     Q_OBJECT
@@ -20,8 +20,11 @@ class StopSignals : public QObject
 public:
     explicit StopSignals(QObject *parent = nullptr);
 
-    /// From now on signals are delivered. Called last before the event loop runs, so that none is
-    /// delivered to an event loop that a plugin runs while it starts.
+    /// From now on signals are kept.
+    static void hold();
+
+    /// From now on signals are delivered, those that were kept first. Called last before the event
+    /// loop runs, so that none is delivered to an event loop that a plugin runs while it starts.
     void deliver();
 
 Q_SIGNALS:

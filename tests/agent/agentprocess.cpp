@@ -8,6 +8,11 @@
 #include <QProcessEnvironment>
 #include <QTest>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <csignal>
 
 namespace {
@@ -48,6 +53,46 @@ QString PluginFolder::built(const QString &library)
     return QLatin1String(TEST_PLUGIN_DIR "/") + library + QLatin1String(".so");
 }
 
+Pipe::Pipe(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    if (mkfifo(name.constData(), 0600) != 0)
+        qFatal("cannot make %s", name.constData());
+    m_reader = open(name.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    m_writer = open(name.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (m_reader < 0 || m_writer < 0 || fcntl(m_reader, F_SETPIPE_SZ, 4096) < 0)
+        qFatal("cannot open %s", name.constData());
+}
+
+Pipe::~Pipe()
+{
+    close(m_reader);
+    if (m_writer >= 0)
+        close(m_writer);
+}
+
+void Pipe::fill()
+{
+    while (write(m_writer, "", 1) == 1) {
+    }
+}
+
+bool Pipe::waitForText()
+{
+    pollfd reader{m_reader, POLLIN, 0};
+    return poll(&reader, 1, patience) == 1;
+}
+
+void Pipe::drain()
+{
+    close(m_writer);
+    m_writer = -1;
+    pollfd reader{m_reader, POLLIN, 0};
+    char buffer[4096];
+    while (poll(&reader, 1, patience) == 1 && read(m_reader, buffer, sizeof buffer) > 0) {
+    }
+}
+
 AgentProcess::AgentProcess()
 {
     setLoggingRules(
@@ -76,6 +121,11 @@ void AgentProcess::setLoggingRules(const QString &rules)
 void AgentProcess::setOutputFile(const QString &file)
 {
     m_process.setStandardOutputFile(file);
+}
+
+void AgentProcess::setErrorFile(const QString &file)
+{
+    m_process.setStandardErrorFile(file);
 }
 
 void AgentProcess::start(const QStringList &arguments, const QString &program)

@@ -31,6 +31,26 @@ private:
     QTemporaryDir m_directory;
 };
 
+/// A named pipe that takes little (4 KiB), held open at both ends.
+class Pipe
+{
+public:
+    explicit Pipe(const QString &path);
+    ~Pipe();
+    Q_DISABLE_COPY(Pipe)
+
+    /// Writes into it until it takes no more.
+    void fill();
+    /// Waits until there is something to read; false when nothing comes.
+    bool waitForText();
+    /// Reads and forgets what others write until none of them has it open.
+    void drain();
+
+private:
+    int m_reader;
+    int m_writer;
+};
+
 /// The agent as a child process. Its own warnings are all that it writes to standard error, unless
 /// setLoggingRules() says otherwise.
 class AgentProcess
@@ -43,6 +63,8 @@ public:
     void setLoggingRules(const QString &rules);
     /// Before start(): standard output goes into \a file.
     void setOutputFile(const QString &file);
+    /// Before start(): standard error goes into \a file.
+    void setErrorFile(const QString &file);
 
     /// Starts the agent, or a copy of it that is \a program.
     void start(const QStringList &arguments,

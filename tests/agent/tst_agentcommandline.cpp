@@ -63,6 +63,7 @@ private Q_SLOTS:
     void refusesAWrongCommandLine();
 
     void looksIntoEachDirectoryInTurn();
+    void looksIntoADirectoryOnce();
     void looksIntoTheInstalledDirectoryByDefault();
     void saysWhatIsWrongWithADirectory();
     void saysThatADirectoryCannotBeRead();
@@ -180,6 +181,18 @@ void AgentCommandLine::refusesAWrongCommandLine_data()
     QTest::newRow("unknown names")
         << QStringList({s("--enable"), s("Nobody"), s("--disable"), s("first")})
         << QStringList({s("no plugin is named \"Nobody\""), s("no plugin is named \"first\"")});
+    QTest::newRow("option in the place of a directory")
+        << QStringList({s("--plugin-dir"), s("--list")})
+        << QStringList(s("The value of '--plugin-dir' cannot start with '-': '--list'. "
+                         "(see --help)"));
+    QTest::newRow("option in the place of a name")
+        << QStringList({s("--enable"), s("--disable"), s("First")})
+        << QStringList(s("The value of '--enable' cannot start with '-': '--disable'. "
+                         "(see --help)"));
+    QTest::newRow("value that starts with a dash")
+        << QStringList(s("--disable=-First"))
+        << QStringList(s("The value of '--disable' cannot start with '-': '-First'. "
+                         "(see --help)"));
     QTest::newRow("contradiction")
         << QStringList({s("--enable"), s("First"), s("--disable"), s("First")})
         << QStringList(s("\"First\" is enabled and disabled. (see --help)"));
@@ -210,6 +223,20 @@ void AgentCommandLine::looksIntoEachDirectoryInTurn()
     QCOMPARE(agent.errors(), agentMessages({two.file(s("first.so")) +
                                             s(": a plugin named \"First\" was found before: ") +
                                             one.file(s("another-first.so"))}));
+}
+
+void AgentCommandLine::looksIntoADirectoryOnce()
+{
+    const PluginFolder folder({s("first"), s("foreign")});
+    const QTemporaryDir other;
+    QVERIFY(QFile::link(folder.path(), other.filePath(s("link"))));
+    AgentProcess agent;
+    QCOMPARE(agent.run(pluginDir(folder) + pluginDir(folder) +
+                       QStringList({s("--plugin-dir"), folder.path() + s("/."), s("--plugin-dir"),
+                                    other.filePath(s("link")), s("--list")})),
+             0);
+    QCOMPARE(enabledOf(parsed(agent.output())), QStringList({s("First yes"), s("Foreign no")}));
+    QCOMPARE(agent.errors().size(), 1); // about the foreign one
 }
 
 void AgentCommandLine::looksIntoTheInstalledDirectoryByDefault()

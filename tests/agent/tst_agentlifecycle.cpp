@@ -45,13 +45,17 @@ private Q_SLOTS:
     void stopsOrderlyOnSignal_data();
     void stopsOrderlyOnSignal();
     void keepsASignalUntilThePluginsAreInitialized();
+    void keepsASignalThatComesBeforeAnyPluginIsLoaded();
     void endsAtOnceOnASecondSignal();
     void pausesAndYieldsBeforeEachDelayedInitialize();
     void namesEachState();
+    void stopsOrderlyWhenNobodyReadsItsOutput();
 
     void runsTheGoodPluginsAmongAllSortsOfFiles();
     void keepsAFailureToItsPlugin_data();
     void keepsAFailureToItsPlugin();
+    void nothingOfAFailedPluginIsOfferedToOthers_data();
+    void nothingOfAFailedPluginIsOfferedToOthers();
     void refusesADamagedLibrary_data();
     void refusesADamagedLibrary();
     void doesNotWaitForAPipe();
@@ -158,6 +162,34 @@ void AgentLifecycle::keepsASignalUntilThePluginsAreInitialized()
     QCOMPARE(agent.output().mid(agent.output().size() - end.size()), end);
 }
 
+void AgentLifecycle::keepsASignalThatComesBeforeAnyPluginIsLoaded()
+{
+    // More files to complain about than a pipe takes that nobody reads yet: there the agent waits,
+    // looking for plugins.
+    PluginFolder folder({s("first")});
+    for (int i = 0; i < 100; ++i)
+        folder.write(s("%1.so").arg(i), "This is not a library.\n");
+    Pipe errors(folder.file(s("errors")));
+    AgentProcess agent;
+    agent.setErrorFile(folder.file(s("errors")));
+    agent.start(pluginDir(folder));
+    QVERIFY(errors.waitForText());
+    agent.sendSignal(SIGTERM);
+    errors.drain();
+    QCOMPARE(agent.exitStatus(), 0);
+    QCOMPARE(agent.output(), QStringList({
+                                 s("first: library loaded"),
+                                 s("first: constructor"),
+                                 s("loaded First 1.1 (") + folder.file(s("first.so")) + s(")"),
+                                 s("first: initialize"),
+                                 s("first: extensionsInitialized"),
+                                 s("stopping (SIGTERM)"),
+                                 s("first: aboutToShutdown"),
+                                 s("first: destructor"),
+                                 s("stopped First"),
+                             }));
+}
+
 void AgentLifecycle::endsAtOnceOnASecondSignal()
 {
     const PluginFolder folder({s("first"), s("second")});
@@ -214,6 +246,28 @@ void AgentLifecycle::namesEachState()
                             s("First: Deleted")}));
 }
 
+void AgentLifecycle::stopsOrderlyWhenNobodyReadsItsOutput()
+{
+    const PluginFolder folder({s("first"), s("second")});
+    AgentProcess agent;
+    agent.setLoggingRules(s("*=false;syncstatus.agent=true"));
+    agent.setOutputFile(folder.file(s("output")));
+    {
+        // It is full, so that the first thing written waits for a reader, who goes.
+        Pipe output(folder.file(s("output")));
+        output.fill();
+        agent.start(pluginDir(folder));
+    }
+    QCOMPARE(agent.exitStatus(), 1);
+    QCOMPARE(agent.errors(),
+             agentMessages({s("First: Found"), s("Second: Found"), s("First: Loaded"),
+                            s("cannot write to standard output: Broken pipe"), s("Second: Loaded"),
+                            s("First: Initialized"), s("Second: Initialized"),
+                            s("First: ExtensionsInitialized"), s("Second: ExtensionsInitialized"),
+                            s("Second: Stopped"), s("First: Stopped"), s("Second: Deleted"),
+                            s("First: Deleted")}));
+}
+
 void AgentLifecycle::runsTheGoodPluginsAmongAllSortsOfFiles()
 {
     PluginFolder folder({s("another-first"), s("disabled"), s("first"), s("foreign"), s("nameless"),
@@ -263,14 +317,13 @@ void AgentLifecycle::runsTheGoodPluginsAmongAllSortsOfFiles()
                                  s("disabled Disabled 1 (") + file("disabled.so") + s(")"),
                                  s("another-first: initialize"),
                                  s("third: initialize"),
+                                 s("third: destructor"),
                                  s("another-first: extensionsInitialized"),
                                  s("another-first: delayedInitialize"),
                                  s("started First"),
                                  s("online: not seen so far"),
                                  s("stopping (SIGTERM)"),
                                  s("another-first: aboutToShutdown"),
-                                 s("third: destructor"),
-                                 s("stopped Third"),
                                  s("another-first: destructor"),
                                  s("stopped First"),
                              }));
@@ -336,6 +389,29 @@ void AgentLifecycle::keepsAFailureToItsPlugin()
     const QStringList seen = callsOf("second");
     QCOMPARE(seen.mid(seen.indexOf(calls.first())), calls);
     QCOMPARE(seen.count(calls.first()), 1);
+}
+
+void AgentLifecycle::nothingOfAFailedPluginIsOfferedToOthers_data()
+{
+    QTest::addColumn<QString>("behaviour");
+    QTest::newRow("returns false") << s("refuse");
+    QTest::newRow("throws") << s("throw");
+}
+
+void AgentLifecycle::nothingOfAFailedPluginIsOfferedToOthers()
+{
+    QFETCH(QString, behaviour);
+    const PluginFolder folder({s("first"), s("second"), s("third")});
+    AgentProcess agent;
+    agent.setBehaviour(s("second.initialize=") + behaviour +
+                       s(" first.extensionsInitialized=find-second "
+                         "third.extensionsInitialized=find-first"));
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QVERIFY(agent.output().contains(s("first: no second")));
+    QVERIFY(agent.output().contains(s("third: found first")));
+    QVERIFY(!agent.output().contains(s("stopped Second"))); // it was never started
 }
 
 void AgentLifecycle::refusesADamagedLibrary_data()

@@ -3,6 +3,8 @@
 
 #include "testplugin.h"
 
+#include <custompluginmanager/custompluginmanager.h>
+
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QTimer>
@@ -13,6 +15,8 @@
 #include <csignal>
 #include <cstdio>
 #include <stdexcept>
+
+using custompluginmanager::CustomPluginManager;
 
 namespace {
 
@@ -68,6 +72,18 @@ void TestPlugin::called(const char *operation)
         timer.start(100);
         loop.exec();
     }
+    if (todo.startsWith("find-")) {
+        const QByteArray name = todo.mid(5);
+        const bool found = CustomPluginManager::getPluginImpByName(QString::fromLocal8Bit(name));
+        write((found ? "found " : "no ") + name);
+    }
+    if (todo == "ask") {
+        bool online = false;
+        const bool asked = QMetaObject::invokeMethod(
+            CustomPluginManager::getPluginImpByName(QStringLiteral("SyncStatus")),
+            "getNetworkState", Q_RETURN_ARG(bool, online));
+        write(asked ? (online ? "online" : "not online") : "nobody to ask");
+    }
     if (todo == "clock") {
         using namespace std::chrono;
         const auto now = steady_clock::now().time_since_epoch();
@@ -82,6 +98,7 @@ void TestPlugin::inEventLoop()
 
 TestPlugin::TestPlugin()
 {
+    m_offer.setObjectName(QString::fromLocal8Bit(ownName()));
     called("constructor");
 }
 
@@ -92,6 +109,7 @@ TestPlugin::~TestPlugin()
 
 bool TestPlugin::initialize(QString *errorString)
 {
+    CustomPluginManager::addPluginImplement(&m_offer);
     called("initialize");
     if (behaviour("initialize") == "refuse")
         *errorString = QStringLiteral("no luck");

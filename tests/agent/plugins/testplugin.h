@@ -7,7 +7,8 @@
 #include <custompluginmanager/pluginbase.h>
 
 /// A plugin that writes every call to standard output as "FILE: operation", where FILE is the name
-/// of its library without ".so"; also "FILE: library loaded" when its library is.
+/// of its library without ".so"; also "FILE: library loaded" when its library is. initialize() adds
+/// an object named FILE to the registry.
 ///
 /// The variable TEST_PLUGINS in the environment, "FILE.operation=behaviour" separated by blanks,
 /// tells an operation to do something after that:
@@ -19,6 +20,8 @@
 ///   post        writes "FILE: event loop" from the event loop
 ///   spin        runs an event loop of its own for 100 milliseconds
 ///   clock       writes "FILE: at T", T in milliseconds of a monotonic clock
+///   find-NAME   writes "FILE: found NAME" or "FILE: no NAME", as the registry has it
+///   ask         asks SyncStatus in the registry and writes "FILE: online" or "FILE: not online"
 ///   offer-NAME  (commandOptions) offers the option --NAME, which takes a value
 class TestPlugin : public custompluginmanager::PluginBase
 {
@@ -40,6 +43,8 @@ private Q_SLOTS:
 
 private:
     void called(const char *operation);
+
+    QObject m_offer;
 };
 
 #endif

@@ -47,7 +47,8 @@ public:
 
     /// First phase: adds what other plugins are to find to the registry. Other plugins may not have
     /// been initialised yet. On failure returns false and says why in \a errorString (may be null);
-    /// the plugin then takes no part in the phases that follow.
+    /// the plugin object is then deleted before the second phase, and what it has added to the
+    /// registry has to go with it.
     virtual bool initialize(QString *errorString) = 0;
     /// Second phase: every plugin has been through initialize(); looks up what others offer.
     virtual void extensionsInitialized() = 0;
