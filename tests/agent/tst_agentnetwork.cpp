@@ -3,8 +3,10 @@
 
 #include "agentprocess.h"
 #include "fakenetworkmanager.h"
+#include "patience.h"
 #include "privatebus.h"
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTest>
@@ -41,6 +43,18 @@ QStringList neededBy(const QString &file)
     return found;
 }
 
+/// How many sockets the process \a id has open.
+int socketsOf(qint64 id)
+{
+    const QDir descriptors(s("/proc/%1/fd").arg(id));
+    int sockets = 0;
+    const auto links =
+        descriptors.entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    for (const QFileInfo &link : links)
+        sockets += link.symLinkTarget().contains(s("socket:"));
+    return sockets;
+}
+
 /// The code that the process \a id has mapped of files named like \a name, as "device inode".
 QStringList mappedCode(qint64 id, const QString &name)
 {
@@ -74,6 +88,7 @@ private Q_SLOTS:
     void tellsThatTheMachineIsOnline();
     void tellsEachGainAndNeverALoss();
     void runsWithoutNetworkManager();
+    void outlivesTheBus();
     void runsWithoutTheExample();
     void exampleRunsWithoutSyncStatus();
     void exampleIsQuietWhenAskedTo();
@@ -173,6 +188,35 @@ void AgentNetwork::runsWithoutNetworkManager()
     agent.start(realPlugins());
     QVERIFY(agent.waitFor(s("online: not seen so far")));
     QCOMPARE(agent.terminate(), 0);
+}
+
+void AgentNetwork::outlivesTheBus()
+{
+    m_networkManager.setConnectedDevices({100});
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    // Asks for the flag when the bus is long gone.
+    agent.setBehaviour(s("first.aboutToShutdown=ask"));
+    agent.start(realPlugins({s("--plugin-dir"), folder.path()}));
+    QVERIFY(agent.waitFor(s("online: yes")));
+    QCOMPARE(socketsOf(agent.processId()), 1);
+
+    m_networkManager.stop();
+    m_bus.kill();
+    QTRY_COMPARE_WITH_TIMEOUT(socketsOf(agent.processId()), 0, patience);
+    QCOMPARE(agent.terminate(), 0);
+    const QStringList output = agent.output();
+    QCOMPARE(output.mid(output.indexOf(s("online: yes")) + 1), QStringList({
+                                                                   s("stopping (SIGTERM)"),
+                                                                   s("first: aboutToShutdown"),
+                                                                   s("first: online"),
+                                                                   s("first: destructor"),
+                                                                   s("stopped First"),
+                                                                   s("stopped SyncStatus"),
+                                                                   s("stopped ServicePlugin"),
+                                                               }));
+    QCOMPARE(agent.errors(), QStringList());
+    QVERIFY(m_bus.start()); // for the next test
 }
 
 void AgentNetwork::runsWithoutTheExample()
