@@ -22,11 +22,6 @@ Host &host()
     return theHost;
 }
 
-void record(const QString &call)
-{
-    host().calls += call;
-}
-
 // Fails loudly, under a sanitizer at least, when the object is gone already.
 QString describe(const QObject *object)
 {
@@ -35,6 +30,8 @@ QString describe(const QObject *object)
 }
 
 } // namespace
+
+using barehost::record;
 
 namespace custompluginmanager {
 
@@ -82,6 +79,11 @@ QObject *CustomPluginManager::getPluginImpByName(const QString &name)
 } // namespace custompluginmanager
 
 namespace barehost {
+
+void record(const QString &call)
+{
+    host().calls += call;
+}
 
 QStringList takeCalls()
 {

@@ -52,6 +52,9 @@ public:
 
 namespace barehost {
 
+/// Adds an entry to what takeCalls() gives.
+void record(const QString &call);
+
 /// Everything that was called since the last take, oldest first; an object is given by its class
 /// and its name. After its removal an implementation object's end is recorded as "destroyed".
 QStringList takeCalls();

@@ -78,6 +78,8 @@ private Q_SLOTS:
     void extensionsInitializedWarnsWithoutServicePlugin();
     void extensionsInitializedFindsServicePlugin();
     void delayedInitializeOnlyWritesALine();
+    void wholeLifeHasOneOrderOfCallsAndLines_data();
+    void wholeLifeHasOneOrderOfCallsAndLines();
     void operationsWorkInAnyOrder();
     void defaultsComeWithThePlugin();
     void shutdownIsTheHosts();
@@ -157,11 +159,8 @@ void PluginTest::metadataIsThatOfTheHostsInterface()
              QJsonValue(QLatin1String("SyncStatusPlugin")));
     // Newer releases of Qt leave out the patch number.
     QCOMPARE(metadata.value(QLatin1String("version")).toInt() & ~0xff, QT_VERSION & ~0xff);
-#ifdef QT_NO_DEBUG
-    QCOMPARE(metadata.value(QLatin1String("debug")), QJsonValue(false));
-#else
-    QCOMPARE(metadata.value(QLatin1String("debug")), QJsonValue(true));
-#endif
+    // True for the build type Debug alone, and never in what ships.
+    QCOMPARE(metadata.value(QLatin1String("debug")), QJsonValue(bool(DEBUG_BUILD)));
 }
 
 void PluginTest::metadataObjectHasItsFiveEntriesWithTheirTypes()
@@ -377,6 +376,59 @@ void PluginTest::delayedInitializeOnlyWritesALine()
     QCOMPARE(barehost::takeCalls(), QStringList());
     QCOMPARE(m_log->takeLines(),
              QStringList({agentDebug("codestack:  delayed initialize sync status plugin")}));
+}
+
+void PluginTest::wholeLifeHasOneOrderOfCallsAndLines_data()
+{
+    QTest::addColumn<bool>("withServicePlugin");
+    QTest::newRow("ServicePlugin is there") << true;
+    QTest::newRow("ServicePlugin is not there") << false;
+}
+
+void PluginTest::wholeLifeHasOneOrderOfCallsAndLines()
+{
+    QFETCH(bool, withServicePlugin);
+    QObject service;
+    barehost::setServicePlugin(withServicePlugin ? &service : nullptr);
+    // Lines come between the calls that the host sees.
+    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type,
+                                                                const QMessageLogContext &context,
+                                                                const QString &text) {
+        if (qstrcmp(context.category, category) == 0)
+            barehost::record(
+                (type == QtDebugMsg ? QLatin1String("debug ") : QLatin1String("warning ")) + text);
+    });
+    PluginBase *const plugin = load();
+    bool results = false;
+    if (plugin) {
+        results = plugin->initialize(nullptr);
+        plugin->extensionsInitialized();
+        results = plugin->delayedInitialize() && results;
+        plugin->aboutToShutdown();
+        delete plugin;
+    }
+    qInstallMessageHandler(previous);
+    QVERIFY(plugin);
+    QVERIFY(results);
+    QCOMPARE(barehost::takeCalls(),
+             QStringList({
+                 QStringLiteral("PluginBase"),
+                 QStringLiteral("instance"),
+                 call("add"),
+                 QStringLiteral("debug codestack:  initialize sync status plugin"),
+                 QStringLiteral("debug codestack:  extensions initialized CmdPlugin"),
+                 QStringLiteral("instance"),
+                 QStringLiteral("find \"ServicePlugin\""),
+                 withServicePlugin
+                     ? QStringLiteral("debug codestack:  extensions initialized SyncStatusPlugin")
+                     : QStringLiteral("warning codestack:  serviceObject is empty"),
+                 QStringLiteral("debug codestack:  delayed initialize sync status plugin"),
+                 QStringLiteral("aboutToShutdown"),
+                 QStringLiteral("instance"),
+                 call("remove"),
+                 QStringLiteral("destroyed"),
+                 QStringLiteral("~PluginBase"),
+             }));
 }
 
 void PluginTest::operationsWorkInAnyOrder()

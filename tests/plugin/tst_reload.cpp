@@ -7,8 +7,8 @@
 #include "fakenetworkmanager.h"
 #include "privatebus.h"
 
+#include <QDeadlineTimer>
 #include <QProcess>
-#include <QScopedPointer>
 #include <QTest>
 
 namespace {
@@ -37,6 +37,8 @@ void ReloadTest::leavesNothingBehind_data()
         {"host", QStringLiteral(RELOAD_HOST)},
 #ifdef RELOAD_HOST_ASAN
         {"host with AddressSanitizer", QStringLiteral(RELOAD_HOST_ASAN)},
+#else
+        {"host with AddressSanitizer", QString()},
 #endif
     };
     for (const auto &host : hosts) {
@@ -57,6 +59,10 @@ void ReloadTest::leavesNothingBehind()
     QFETCH(QString, host);
     QFETCH(Surroundings, surroundings);
     QFETCH(QByteArray, answer);
+#ifndef RELOAD_HOST_ASAN
+    if (host.isEmpty())
+        QSKIP(NO_RELOAD_HOST_ASAN);
+#endif
     constexpr int cycles = 100;
     // Of what repeats in each cycle, the smallest piece of memory there is comes to more than a
     // KiB. Under traffic, QtDBus's queues and tables reach their full size late and in steps.
@@ -86,7 +92,15 @@ void ReloadTest::leavesNothingBehind()
         arguments += QStringLiteral("monitor");
     process.start(host, arguments);
     QVERIFY2(process.waitForStarted(), qPrintable(process.errorString()));
+    // Seconds as a rule; with a margin for a slow machine, and before QtTest's own limit of five
+    // minutes ends the whole program.
+    const QDeadlineTimer deadline(240000);
     while (!process.waitForFinished(20) && process.state() == QProcess::Running) {
+        if (deadline.hasExpired()) {
+            process.kill();
+            process.waitForFinished();
+            QFAIL("the host does not end");
+        }
         // State changes arrive all the time: while the monitor is there, while it goes, after it.
         if (surroundings == BusyNetworkManager)
             networkManager.emitStates({70, 20, 70});

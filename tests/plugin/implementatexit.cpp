@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Asks the implementation object first for the monitor, and again once the monitor's holder is
+// gone: from an exit handler that was registered before the monitor was made and so comes after it.
+
+#include "barehost.h"
+
+#include <QCoreApplication>
+#include <QPluginLoader>
+
+#include <cstdio>
+#include <cstdlib>
+
+using custompluginmanager::PluginBase;
+
+namespace {
+
+QObject *plugin = nullptr;
+QObject *implement = nullptr;
+
+void report(const char *when)
+{
+    QObject *monitor = nullptr;
+    bool online = false;
+    const bool asked =
+        QMetaObject::invokeMethod(
+            implement, "networkMonitor", Qt::DirectConnection,
+            Q_RETURN_ARG(QObject *, monitor)) && // clazy:exclude=connect-not-normalized
+        QMetaObject::invokeMethod(implement, "getNetworkState", Q_RETURN_ARG(bool, online));
+    if (!asked)
+        std::printf("%s: not answered\n", when);
+    else
+        std::printf("%s: %s, %s\n", when, monitor ? "monitor" : "no monitor",
+                    online ? "online" : "not online");
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication app(argc, argv);
+    if (std::atexit([] { report("exit handler"); }) != 0)
+        return 1;
+    QPluginLoader loader(QStringLiteral(SYNCSTATUS_PLUGIN_FILE));
+    plugin = loader.instance();
+    auto *const driven = qobject_cast<PluginBase *>(plugin);
+    if (!driven || !driven->initialize(nullptr)) {
+        std::puts(qPrintable(loader.errorString()));
+        return 1;
+    }
+    implement = barehost::lastImplement();
+    report("main");
+    return 0;
+}

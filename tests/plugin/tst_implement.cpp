@@ -1,0 +1,139 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "fakenetworkmanager.h"
+#include "isolatedtest.h"
+#include "logcapture.h"
+#include "patience.h"
+#include "privatebus.h"
+
+#include <custompluginmanager/custompluginmanager.h>
+#include <custompluginmanager/pluginbase.h>
+
+#include <QPluginLoader>
+#include <QProcess>
+#include <QScopedPointer>
+#include <QSignalSpy>
+#include <QTest>
+
+using custompluginmanager::CustomPluginManager;
+using custompluginmanager::PluginBase;
+
+// The implementation object as another plugin uses it: found in the registry, called by name.
+class ImplementTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void isPassiveUntilItIsAsked();
+    void networkMonitorComesFirst();
+    void getNetworkStateComesFirst();
+    void answersOnceTheMonitorIsGone();
+
+private:
+    QObject *askForMonitor();
+    bool askForState();
+
+    PrivateBus m_bus;
+    FakeNetworkManager m_networkManager;
+    QPluginLoader m_loader{QStringLiteral(SYNCSTATUS_PLUGIN_FILE)};
+    PluginBase *m_plugin = nullptr;
+    QObject *m_implement = nullptr;
+    QScopedPointer<LogCapture> m_log;
+};
+
+void ImplementTest::initTestCase()
+{
+    QVERIFY(m_bus.start());
+    QVERIFY(m_networkManager.start());
+    m_networkManager.setPrimaryConnection(QStringLiteral("/"));
+    m_networkManager.setState(70);
+    m_log.reset(new LogCapture); // not before QtTest has its own
+    m_plugin = qobject_cast<PluginBase *>(m_loader.instance());
+    QVERIFY2(m_plugin, qPrintable(m_loader.errorString()));
+    QVERIFY(m_plugin->initialize(nullptr));
+    m_plugin->extensionsInitialized();
+    QVERIFY(m_plugin->delayedInitialize());
+    m_implement = CustomPluginManager::getPluginImpByName(QStringLiteral("SyncStatus"));
+    QVERIFY(m_implement);
+    // Made, the monitor would have told what it read.
+    const QStringList lines = m_log->takeLines();
+    QCOMPARE(lines.size(), 4);
+    QCOMPARE(lines.filter(QStringLiteral("primary connection")), QStringList());
+}
+
+void ImplementTest::cleanupTestCase()
+{
+    delete m_plugin;
+    m_log.reset();
+}
+
+QObject *ImplementTest::askForMonitor()
+{
+    QObject *monitor = nullptr;
+    QMetaObject::invokeMethod(
+        m_implement, "networkMonitor", Qt::DirectConnection,
+        Q_RETURN_ARG(QObject *, monitor)); // clazy:exclude=connect-not-normalized
+    return monitor;
+}
+
+bool ImplementTest::askForState()
+{
+    bool online = false;
+    return QMetaObject::invokeMethod(m_implement, "getNetworkState", Q_RETURN_ARG(bool, online)) &&
+           online;
+}
+
+void ImplementTest::isPassiveUntilItIsAsked()
+{
+    m_networkManager.emitStates({70, 20, 70});
+    QCoreApplication::processEvents();
+    QCOMPARE(m_log->takeLines(), QStringList());
+}
+
+void ImplementTest::networkMonitorComesFirst()
+{
+    QObject *const monitor = askForMonitor();
+    QVERIFY(monitor);
+    QCOMPARE(m_log->takeLines(),
+             QStringList({agentWarning("codestack:  get primary connection path: \"/\"")}));
+    QCOMPARE(askForMonitor(), monitor);
+    QVERIFY(askForState());
+    QCOMPARE(m_log->takeLines(),
+             QStringList({agentWarning("codestack:  getNetworkState: true \n")}));
+
+    // By signature, as one connects who includes no header of this library.
+    const QSignalSpy gains(monitor, SIGNAL(networkStateChange(bool)));
+    QVERIFY(gains.isValid());
+    m_networkManager.emitStates({70});
+    QTRY_COMPARE_WITH_TIMEOUT(gains.size(), 1, patience);
+    QCOMPARE(gains.at(0), QVariantList({true}));
+}
+
+void ImplementTest::getNetworkStateComesFirst()
+{
+    QVERIFY(askForState());
+    QCOMPARE(m_log->takeLines(),
+             QStringList({agentWarning("codestack:  get primary connection path: \"/\""),
+                          agentWarning("codestack:  getNetworkState: true \n")}));
+    QVERIFY(askForMonitor());
+    QCOMPARE(m_log->takeLines(), QStringList());
+}
+
+void ImplementTest::answersOnceTheMonitorIsGone()
+{
+    QProcess process;
+    process.start(QStringLiteral(IMPLEMENT_AT_EXIT), QStringList());
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 0);
+    QCOMPARE(process.readAllStandardOutput(), QByteArray("main: monitor, online\n"
+                                                         "exit handler: no monitor, not online\n"));
+}
+
+ISOLATED_TEST_MAIN(ImplementTest)
+
+#include "tst_implement.moc"
