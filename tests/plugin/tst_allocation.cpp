@@ -10,6 +10,7 @@
 #include <QLoggingCategory>
 #include <QTest>
 
+#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -21,6 +22,7 @@ namespace {
 std::atomic<int> given{0};        // since the start
 std::atomic<int> living{0};       // given and not taken back
 std::atomic<int> untilFailure{0}; // the next but how many fails; 0: none
+std::array<std::size_t, 8> sizes; // of the last ones that were given, in turn
 
 } // namespace
 
@@ -31,7 +33,7 @@ Q_DECL_EXPORT void *operator new(std::size_t size)
     void *const memory = std::malloc(size);
     if (!memory)
         throw std::bad_alloc();
-    ++given;
+    sizes[size_t(given++) % sizes.size()] = size;
     ++living;
     return memory;
 }
@@ -112,6 +114,10 @@ void AllocationTest::failureWhileConstructingPropagatesAndLeaksNothing()
     QVERIFY(plugin);
     // One more, which is that of the guarded pointer to the finished plugin object.
     QCOMPARE(given - before, allocations + 1);
+    // Behind its base the plugin object has one pointer, and the private part is the implementation
+    // object and nothing else.
+    QCOMPARE(sizes[size_t(before) % sizes.size()], sizeof(PluginBase) + sizeof(void *));
+    QCOMPARE(sizes[size_t(before + 2) % sizes.size()], sizeof(QObject));
     QCOMPARE(m_instance(), plugin);
     delete plugin;
 }

@@ -35,6 +35,7 @@ QString call(const char *verb)
 }
 
 std::atomic<int> categoriesMade{0};
+std::atomic<int> otherCategoriesMade{0};
 QLoggingCategory::CategoryFilter defaultFilter = nullptr;
 
 // Qt runs the filter once for each category that is made.
@@ -42,7 +43,29 @@ void countCategories(QLoggingCategory *made)
 {
     if (qstrcmp(made->categoryName(), category) == 0)
         ++categoriesMade;
+    else
+        ++otherCategoriesMade;
     defaultFilter(made);
+}
+
+// A plugin of the host's own, which overrides what it must.
+class HostsPlugin : public PluginBase
+{
+public:
+    bool initialize(QString *) override { return false; }
+    void extensionsInitialized() override {}
+    bool delayedInitialize() override { return false; }
+    bool verify(QByteArray &) override { return false; }
+    QList<QCommandLineOption> commandOptions() override { return {}; }
+    bool parseArgumentOptions(const QStringList &) override { return false; }
+};
+
+// The addresses of an object's virtual operations, as the C++ ABI of GNU/Linux lays them out.
+std::vector<const void *> virtualOperations(const QObject *object, int first, int last)
+{
+    const void *const *table = nullptr;
+    memcpy(&table, object, sizeof table);
+    return std::vector<const void *>(table + first, table + last + 1);
 }
 
 } // namespace
@@ -64,10 +87,12 @@ private Q_SLOTS:
     void twoCallsGiveOnePluginObject();
     void oneThreadAfterTheOtherGetsTheSamePluginObject();
     void afterDeletionTheNextCallGivesAFreshPluginObject();
+    void unloadingLeavesThePluginObjectToTheHost();
     void pluginObjectIsMadeWithoutRegistering();
     void pluginObjectOwnsAPrivatePartThatStartsWithTheImplementationObject();
 
     void metaObjectHasAClassNameAndNothingElse();
+    void overridesNoMoreThanItHasTo();
     void castsAnswerByClassName();
     void metaCallsAreForwardedUnchanged();
 
@@ -234,6 +259,19 @@ void PluginTest::afterDeletionTheNextCallGivesAFreshPluginObject()
     QCOMPARE(barehost::lastImplement()->objectName(), QStringLiteral("SyncStatus"));
 }
 
+void PluginTest::unloadingLeavesThePluginObjectToTheHost()
+{
+    const auto instance =
+        reinterpret_cast<QObject *(*)()>(m_library->resolve("qt_plugin_instance"));
+    QVERIFY(instance);
+    static QObject *left; // of no use without its code, but not lost either
+    left = instance();
+    QVERIFY(left);
+    QVERIFY(m_library->unload());
+    QVERIFY(!barehost::isMapped("libsyncstatus"));
+    QCOMPARE(barehost::takeCalls(), QStringList({"PluginBase"}));
+}
+
 void PluginTest::pluginObjectIsMadeWithoutRegistering()
 {
     PluginBase *const plugin = load();
@@ -269,6 +307,24 @@ void PluginTest::metaObjectHasAClassNameAndNothingElse()
     QCOMPARE(meta->constructorCount(), 0);
 }
 
+void PluginTest::overridesNoMoreThanItHasTo()
+{
+    PluginBase *const plugin = load();
+    QVERIFY(plugin);
+    // Behind the meta-object's three operations and the destructor's two entries.
+    enum { Event = 5, DisconnectNotify = 11, Initialize = 12, AboutToShutdown = 18 };
+    const HostsPlugin hosts; // which inherits these
+    QVERIFY(virtualOperations(plugin, Event, DisconnectNotify) ==
+            virtualOperations(&hosts, Event, DisconnectNotify));
+    QVERIFY(virtualOperations(plugin, AboutToShutdown, AboutToShutdown) ==
+            virtualOperations(&hosts, AboutToShutdown, AboutToShutdown));
+
+    const auto own = virtualOperations(plugin, Initialize, AboutToShutdown - 1);
+    const auto others = virtualOperations(&hosts, Initialize, AboutToShutdown - 1);
+    for (size_t i = 0; i < own.size(); ++i)
+        QVERIFY(own[i] != others[i]);
+}
+
 void PluginTest::castsAnswerByClassName()
 {
     PluginBase *const plugin = load();
@@ -291,6 +347,11 @@ void PluginTest::metaCallsAreForwardedUnchanged()
     const int methods = plugin->metaObject()->methodCount();
     QCOMPARE(plugin->qt_metacall(QMetaObject::InvokeMetaMethod, methods, nullptr), 0);
     QCOMPARE(plugin->qt_metacall(QMetaObject::InvokeMetaMethod, methods + 3, nullptr), 3);
+    // The class itself takes none.
+    barehost::takeCalls();
+    plugin->metaObject()->d.static_metacall(plugin, QMetaObject::InvokeMetaMethod, 0, nullptr);
+    QCOMPARE(barehost::takeCalls(), QStringList());
+    QCOMPARE(m_log->takeLines(), QStringList());
     // What QObject takes reaches it.
     QVERIFY(plugin->setProperty("objectName", QStringLiteral("renamed")));
     QCOMPARE(plugin->objectName(), QStringLiteral("renamed"));
@@ -539,11 +600,13 @@ void PluginTest::loggingCategoryIsMadeByTheFirstLine()
     PluginBase *const plugin = load();
     QVERIFY(plugin);
     QCOMPARE(categoriesMade.load(), 0);
+    otherCategoriesMade = 0;
     plugin->delayedInitialize();
     QCOMPARE(categoriesMade.load(), 1);
     plugin->extensionsInitialized();
     plugin->initialize(nullptr);
     QCOMPARE(categoriesMade.load(), 1);
+    QCOMPARE(otherCategoriesMade.load(), 0);
 }
 
 void PluginTest::firstLinesFromSeveralThreadsMakeOneCategory()
