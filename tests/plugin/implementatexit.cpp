@@ -16,7 +16,7 @@ using custompluginmanager::PluginBase;
 
 namespace {
 
-QObject *plugin = nullptr;
+PluginBase *plugin = nullptr;
 QObject *implement = nullptr;
 
 void report(const char *when)
@@ -40,14 +40,18 @@ void report(const char *when)
 int main(int argc, char **argv)
 {
     const QCoreApplication app(argc, argv);
-    if (std::atexit([] { report("exit handler"); }) != 0)
+    barehost::takeCalls(); // makes what records them, which so is still there at the end
+    const auto atExit = [] {
+        report("exit handler");
+        delete plugin;
+    };
+    if (std::atexit(atExit) != 0)
         return 1;
     QPluginLoader loader(QStringLiteral(SYNCSTATUS_PLUGIN_FILE));
-    plugin = loader.instance();
-    auto *const driven = qobject_cast<PluginBase *>(plugin);
-    if (!driven || !driven->initialize(nullptr)) {
-        std::puts(qPrintable(loader.errorString()));
-        return 1;
+    plugin = qobject_cast<PluginBase *>(loader.instance());
+    if (!plugin || !plugin->initialize(nullptr)) {
+        std::fprintf(stderr, "%s\n", qPrintable(loader.errorString()));
+        std::_Exit(1);
     }
     implement = barehost::lastImplement();
     report("main");
