@@ -64,7 +64,7 @@ public:
 std::vector<const void *> virtualOperations(const QObject *object, int first, int last)
 {
     const void *const *table = nullptr;
-    memcpy(&table, object, sizeof table);
+    memcpy(&table, static_cast<const void *>(object), sizeof table);
     return std::vector<const void *>(table + first, table + last + 1);
 }
 
