@@ -15,6 +15,22 @@
 
 using utility::Utils;
 
+namespace {
+
+// When each attempt's line came, in milliseconds; for a handler, which has no arguments of ours.
+QElapsedTimer timer;       // clazy:exclude=non-pod-global-static
+QVector<qint64> lineTimes; // clazy:exclude=non-pod-global-static
+QtMessageHandler capture = nullptr;
+
+void noteTime(QtMsgType level, const QMessageLogContext &context, const QString &text)
+{
+    if (text.startsWith(QLatin1String("cmd: ")))
+        lineTimes.append(timer.elapsed());
+    capture(level, context, text);
+}
+
+} // namespace
+
 class NeverEnding : public QObject
 {
     Q_OBJECT
@@ -27,11 +43,12 @@ void NeverEnding::isWaitedForThreeTimesAndThenKilled()
 {
     const QString command = QStringLiteral("sleep 1000 & echo $$ $!; printf '%0200000d' 7; wait");
     LogCapture log;
-    QElapsedTimer timer;
+    capture = qInstallMessageHandler(noteTime);
     timer.start();
     QString output;
     const bool result = Utils::executeCmd(command, output);
     const qint64 elapsed = timer.elapsed();
+    qInstallMessageHandler(capture);
 
     const QStringList lines = output.split(QLatin1Char('\n'));
     QCOMPARE(lines.size(), 2);
@@ -53,6 +70,12 @@ void NeverEnding::isWaitedForThreeTimesAndThenKilled()
     const QString line = timedOutLine(command);
     QCOMPARE(log.takeLines(),
              (QStringList{line, alreadyRunningLine(), line, alreadyRunningLine(), line}));
+    // Waits of 30, 45 and 60 seconds.
+    QCOMPARE(lineTimes.size(), 3);
+    QVERIFY2(lineTimes[0] >= 30000 && lineTimes[0] < 44000,
+             qPrintable(QString::number(lineTimes[0])));
+    QVERIFY2(lineTimes[1] >= 75000 && lineTimes[1] < 89000,
+             qPrintable(QString::number(lineTimes[1])));
     QVERIFY2(elapsed >= 135000 && elapsed < 150000, qPrintable(QString::number(elapsed)));
 }
 

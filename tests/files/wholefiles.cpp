@@ -12,6 +12,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <thread>
@@ -19,6 +20,34 @@
 using systemFileManager::FileManager;
 
 namespace {
+
+int truncations = 0;
+
+} // namespace
+
+// Instead of the C library's, for Qt too.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): its names are reserved ones
+extern "C" Q_DECL_EXPORT int ftruncate64(int descriptor, off64_t length) noexcept
+{
+    ++truncations;
+    return int(::syscall(SYS_ftruncate, descriptor, length));
+}
+
+namespace {
+
+/// How often this process has called the system to write; -1 where the system does not say.
+qint64 writeCalls()
+{
+    QFile file(QStringLiteral("/proc/self/io"));
+    if (!file.open(QIODevice::ReadOnly))
+        return -1;
+    const QList<QByteArray> lines = file.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith("syscw: "))
+            return line.mid(7).toLongLong();
+    }
+    return -1;
+}
 
 QString latin1(const char *text)
 {
@@ -64,6 +93,7 @@ private Q_SLOTS:
     void writesANewFile();
     void leavesExactlyTheNewBytes();
     void writesAnEmptyFile();
+    void truncatesTwiceAndWritesInOneCall();
     void keepsTheFileItself();
     void followsALinkThatPointsNowhere();
     void saysWhyAFileCannotBeWritten();
@@ -89,6 +119,7 @@ private Q_SLOTS:
     void refusesAnEmptyPath();
     void refusesAPathWithANul();
     void writesNoLinesWhenWarningsAreOff();
+    void leavesNoDescriptorOpen();
 };
 
 void WholeFiles::readsEveryByte()
@@ -198,6 +229,26 @@ void WholeFiles::writesAnEmptyFile()
     QCOMPARE(contentOf(file), QByteArray());
     QVERIFY(FileManager::writeFile("", path(latin1("new"))));
     QVERIFY(QFile::exists(path(latin1("new"))));
+}
+
+void WholeFiles::truncatesTwiceAndWritesInOneCall()
+{
+    const QString file = path(latin1("old"));
+    QVERIFY(store(file, QByteArray(100'000, 'o')));
+    for (const int size : {0, 1, 5000, 3'000'000}) {
+        const QByteArray data(size, 'n');
+        truncations = 0;
+        const qint64 before = writeCalls();
+        QVERIFY(FileManager::writeFile(data, file));
+        const qint64 after = writeCalls();
+        // The other truncation is open()'s.
+        QCOMPARE(truncations, 1);
+        if (before != -1)
+            QVERIFY2(after - before == (size > 0 ? 1 : 0), qPrintable(QString::number(size)));
+        QVERIFY(contentOf(file) == data);
+    }
+    if (writeCalls() == -1)
+        QSKIP("/proc/self/io does not count the write calls here");
 }
 
 void WholeFiles::keepsTheFileItself()
@@ -513,13 +564,43 @@ void WholeFiles::writesNoLinesWhenWarningsAreOff()
     QLoggingCategory::setFilterRules(latin1("org.corvel.license.agent.warning=false"));
     const bool found = FileManager::isFileExist(path(latin1("none")));
     const bool written = FileManager::writeFile("x", latin1("/dev/full"));
+    const bool opened = FileManager::writeFile("x", path(latin1("none/file")));
     const QByteArray read = FileManager::readFile(path(latin1("none")));
     FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, path(latin1("f.ini")));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, path(latin1(".")));
     QLoggingCategory::setFilterRules(QString());
     QVERIFY(!found);
     QVERIFY(!written);
+    QVERIFY(!opened);
     QCOMPARE(read, QByteArray());
     QCOMPARE(contentOf(path(latin1("f.ini"))), QByteArray("[g]\nk=1\n"));
+}
+
+void WholeFiles::leavesNoDescriptorOpen()
+{
+    const auto descriptors = [] {
+        return QDir(latin1("/proc/self/fd")).entryList(QDir::System | QDir::Files).size();
+    };
+    const int before = descriptors();
+    for (const char *name : {"file", "none/file"}) {
+        const QString file = path(latin1(name));
+        FileManager::writeFile("data", file);
+        FileManager::readFile(file);
+        FileManager::isFileExist(file);
+        FileManager::removeFile(file);
+    }
+    FileManager::writeFile("x", latin1("/dev/full"));
+    for (const char *name : {"made/file.ini", "made"}) {
+        const QString file = path(latin1(name));
+        FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), QStringLiteral("ü")}}}},
+                                        file);
+        FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, file);
+        FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), QString());
+        FileManager::readSettingFile(file, latin1("g"));
+    }
+    FileManager::checkPath(path(latin1("made/directory")));
+    takeLines();
+    QCOMPARE(descriptors(), before);
 }
 
 QTEST_GUILESS_MAIN(WholeFiles)
