@@ -16,9 +16,35 @@ run_tests()
     exit $failed
 }
 
+# What comes before the first test and fails: nothing more can be tested.
+cannot_begin()
+{
+    printf 'FAIL!  : %s\n' "$*"
+    exit 1
+}
+
+fail()
+{
+    printf 'FAIL!  : %s: %s\n' "$current" "$*"
+    failed=1
+}
+
 same()
 {
     [ "$1" = "$2" ] && return
     printf 'FAIL!  : %s\n   Actual  : %s\n   Expected: %s\n' "$current" "$1" "$2"
     failed=1
+}
+
+# As Qt's tests say it; scripts/test shows the reason.
+skip() { echo "SKIP   : $current: $*"; }
+
+# Waits until a command succeeds; when it does not within a minute, the test has failed.
+until_true()
+{
+    local deadline=$((SECONDS + 60))
+    until "$@"; do
+        [ $SECONDS -lt $deadline ] || { fail "waited in vain for: $*"; return 1; }
+        sleep 0.05
+    done
 }
