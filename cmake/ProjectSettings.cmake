@@ -13,6 +13,7 @@ target_compile_options(syncstatus_settings INTERFACE
   # Log records and debug information name files relative to the source tree, so that two builds in
   # two folders are the same.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -ffile-prefix-map=${PROJECT_BINARY_DIR}=. # the folder that the compiler is run in
   -ffile-prefix-map=${PROJECT_BINARY_DIR}/=
   -ffile-prefix-map=${syncstatus_source_dir}=) # as ccache names them that has CCACHE_BASEDIR set
 target_compile_definitions(syncstatus_settings INTERFACE

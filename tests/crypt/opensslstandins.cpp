@@ -43,7 +43,7 @@ RSA *read(Function *standIn, const char *name, BIO *bio, RSA **key, pem_password
 {
     if (!note(name))
         return callReal(standIn, name, bio, key, callback, data);
-    standIns.readerHadObject = key && *key;
+    standIns.readerHadObject = *key;
     standIns.readerHadCallback = callback || data;
     RSA *result = nullptr;
     switch (standIns.reader) {
@@ -77,7 +77,7 @@ int applyKey(Function *standIn, const char *name, int length, const unsigned cha
 
 extern "C" {
 
-BIO *BIO_new_mem_buf(const void *bytes, int length)
+BIO *BIO_new_mem_buf(const void *buf, int len)
 {
     if (note("BIO_new_mem_buf")) {
         if (standIns.failBio) {
@@ -86,14 +86,14 @@ BIO *BIO_new_mem_buf(const void *bytes, int length)
         }
         ++standIns.bios;
     }
-    return callReal(BIO_new_mem_buf, "BIO_new_mem_buf", bytes, length);
+    return callReal(BIO_new_mem_buf, "BIO_new_mem_buf", buf, len);
 }
 
-void BIO_free_all(BIO *bio)
+void BIO_free_all(BIO *a)
 {
     if (note("BIO_free_all"))
-        standIns.bios -= int(bio != nullptr);
-    callReal(BIO_free_all, "BIO_free_all", bio);
+        standIns.bios -= int(a != nullptr);
+    callReal(BIO_free_all, "BIO_free_all", a);
 }
 
 RSA *RSA_new()
@@ -106,17 +106,17 @@ RSA *RSA_new()
     return callReal(RSA_new, "RSA_new");
 }
 
-void RSA_free(RSA *key)
+void RSA_free(RSA *r)
 {
     if (note("RSA_free"))
-        standIns.keys -= int(key != nullptr);
-    callReal(RSA_free, "RSA_free", key);
+        standIns.keys -= int(r != nullptr);
+    callReal(RSA_free, "RSA_free", r);
 }
 
-int RSA_size(const RSA *key)
+int RSA_size(const RSA *rsa)
 {
     return note("RSA_size") && standIns.keySize ? standIns.keySize
-                                                : callReal(RSA_size, "RSA_size", key);
+                                                : callReal(RSA_size, "RSA_size", rsa);
 }
 
 RSA *PEM_read_bio_RSAPublicKey(BIO *bio, RSA **key, pem_password_cb *callback, void *data)
@@ -134,22 +134,22 @@ RSA *PEM_read_bio_RSAPrivateKey(BIO *bio, RSA **key, pem_password_cb *callback, 
     return read(PEM_read_bio_RSAPrivateKey, "PEM_read_bio_RSAPrivateKey", bio, key, callback, data);
 }
 
-int RSA_public_encrypt(int length, const unsigned char *from, unsigned char *to, RSA *key,
+int RSA_public_encrypt(int flen, const unsigned char *from, unsigned char *to, RSA *rsa,
                        int padding)
 {
-    return applyKey(RSA_public_encrypt, "RSA_public_encrypt", length, from, to, key, padding);
+    return applyKey(RSA_public_encrypt, "RSA_public_encrypt", flen, from, to, rsa, padding);
 }
 
-int RSA_private_decrypt(int length, const unsigned char *from, unsigned char *to, RSA *key,
+int RSA_private_decrypt(int flen, const unsigned char *from, unsigned char *to, RSA *rsa,
                         int padding)
 {
-    return applyKey(RSA_private_decrypt, "RSA_private_decrypt", length, from, to, key, padding);
+    return applyKey(RSA_private_decrypt, "RSA_private_decrypt", flen, from, to, rsa, padding);
 }
 
-int RSA_public_decrypt(int length, const unsigned char *from, unsigned char *to, RSA *key,
+int RSA_public_decrypt(int flen, const unsigned char *from, unsigned char *to, RSA *rsa,
                        int padding)
 {
-    return applyKey(RSA_public_decrypt, "RSA_public_decrypt", length, from, to, key, padding);
+    return applyKey(RSA_public_decrypt, "RSA_public_decrypt", flen, from, to, rsa, padding);
 }
 
 void ERR_clear_error()

@@ -28,7 +28,7 @@ using Operation = QByteArray (*)(const QByteArray &, const QByteArray &);
 QByteArray withErrorQueued(Operation operation, const QByteArray &data, const QByteArray &key)
 {
     ERR_put_error(ERR_LIB_USER, 0, 1, __FILE__, __LINE__);
-    const QByteArray result = operation(data, key);
+    QByteArray result = operation(data, key);
     if (ERR_peek_error() != 0)
         qFatal("OpenSSL's error queue is not empty");
     return result;
@@ -68,10 +68,10 @@ QByteArray pem(const QByteArray &name, const QByteArray &der)
 QByteArray publicKeyOf(const QByteArray &modulus)
 {
     const auto number = [](const QByteArray &bytes) {
-        return QByteArray("\x02") + char(bytes.size()) + bytes;
+        return QByteArray(1, '\x02') + char(bytes.size()) + bytes;
     };
     const QByteArray numbers = number(modulus) + number(QByteArray("\x01\x00\x01", 3));
-    return pem("RSA PUBLIC KEY", QByteArray("\x30") + char(numbers.size()) + numbers);
+    return pem("RSA PUBLIC KEY", QByteArray(1, '\x30') + char(numbers.size()) + numbers);
 }
 
 } // namespace

@@ -32,7 +32,7 @@ constexpr int fewestBits = 2048;
 constexpr int mostBits = 16384;
 
 // No key is longer; a wrong file, a device say, can be.
-constexpr qint64 largestInput = 1024 * 1024;
+constexpr int largestInput = 1024 * 1024;
 
 void complain(const QString &text)
 {

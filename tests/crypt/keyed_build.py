@@ -1,0 +1,195 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The SyncStatus developers
+# SPDX-License-Identifier: Apache-2.0
+"""The log-encryption key that a build is given, through whole builds of the library.
+
+Usage: keyed_build.py SOURCE_FOLDER KEY_TOOL [TEST...]
+The compiler is the one that CXX names.
+"""
+
+import os
+import pathlib
+import re
+import stat
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SOURCE = pathlib.Path(sys.argv[1])
+KEY_TOOL = sys.argv[2]
+
+
+def run(*command, **more):
+    return subprocess.run(
+        [str(word) for word in command],
+        stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False, **more)
+
+
+class InFolder(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def succeed(self, *command, **more):
+        outcome = run(*command, **more)
+        self.assertEqual(outcome.returncode, 0, outcome.stdout)
+        return outcome.stdout
+
+    def fail_saying(self, text, *command):
+        outcome = run(*command)
+        self.assertNotEqual(outcome.returncode, 0, outcome.stdout)
+        # CMake breaks its messages into lines.
+        self.assertIn(text, " ".join(outcome.stdout.split()))
+
+    def pair(self):
+        private, public = self.folder / "private.pem", self.folder / "public.pem"
+        self.succeed(KEY_TOOL, "generate", "--private", private, "--public", public)
+        return private, public
+
+
+class PiecesInAHeader(InFolder):
+    def header(self, pieces):
+        (self.folder / "pieces").write_bytes(pieces)
+        return ("cmake", "-D", f"PIECES={self.folder}/pieces", "-D", f"HEADER={self.folder}/pieces.h",
+                "-P", SOURCE / "cmake/LogKeyHeader.cmake")
+
+    def constants(self):
+        program = self.folder / "program.cpp"
+        program.write_text('#include "pieces.h"\n#include <cstdio>\nint main() {\n'
+                           "using namespace logKeyPieces;\n"
+                           'std::printf("%s\\n%s\\n%s\\n", one, two, three); }\n')
+        self.succeed(os.environ.get("CXX", "c++"), program, "-o", self.folder / "program")
+        return subprocess.check_output([self.folder / "program"])
+
+    def test_the_constants_are_the_lines(self):
+        for pieces in (b"3-1-00ff\n3-2-a-b\n3-3-Zm9v+/==\n",
+                       b'3-1-"\n3-2-\\"\\n\n3-3-;$x${y}@z@[[]]#(\')%s\n'):
+            self.succeed(*self.header(pieces))
+            self.assertEqual(self.constants().replace(b"%%", b"%"), pieces)
+
+    def test_other_line_ends_make_no_difference(self):
+        for pieces in (b"3-1-a\n3-2-b\n3-3-c", b"3-1-a\r\n3-2-b\r\n3-3-c\r\n"):
+            self.succeed(*self.header(pieces))
+            self.assertEqual(self.constants(), b"3-1-a\n3-2-b\n3-3-c\n")
+
+    def test_what_is_not_three_pieces_is_refused(self):
+        for pieces in (b"", b"\n", b"words\n", b"3-1-a\n3-2-b\n", b"3-1-a\n3-2-b\n3-3-c\n3-4-d\n",
+                       b"3-2-b\n3-1-a\n3-3-c\n", b"2-1-a\n2-2-b\n", b"4-1-a\n4-2-b\n4-3-c\n",
+                       b"3-1-a\n\n3-2-b\n3-3-c\n", b"3-1-a\n3-2-b\n3-3-c\n\n",
+                       b"3-1-a\n3-2-\n3-3-c\n", b"3-1-a b\n3-2-b\n3-3-c\n",
+                       b" 3-1-a\n3-2-b\n3-3-c\n", b"3-1-a\n3-2-b\n3-3-\xc3\xbc\n",
+                       b"3-1-a\n3-2-b\t\n3-3-c\n", b"3-1-a\0\n3-2-b\n3-3-c\n"):
+            with self.subTest(pieces=pieces):
+                self.fail_saying("pieces: not the three pieces of a key.", *self.header(pieces))
+                self.assertFalse((self.folder / "pieces.h").exists())
+
+
+class Builds(InFolder):
+    def configure(self, name, *options, **more):
+        return ("cmake", "-S", SOURCE, "-B", self.folder / name, "-G", "Ninja",
+                # A cache of compiled files would be one build shown twice.
+                "-DCMAKE_CXX_COMPILER_LAUNCHER=", "-DBUILD_TESTING=OFF", *options)
+
+    def build(self, name, target):
+        return ("cmake", "--build", self.folder / name, "--target", target)
+
+    def cache(self, name):
+        return (self.folder / name / "CMakeCache.txt").read_text()
+
+    def library(self, name):
+        return (self.folder / name / "lib/libsyncstatus.so").read_bytes()
+
+    def test_inputs_that_cannot_be_are_refused_when_configuring(self):
+        (self.folder / "file").write_text("3-1-a\n")
+        for option in ("SYNCSTATUS_LOG_KEY_PIECES", "SYNCSTATUS_LOG_PUBLIC_KEY"):
+            missing = self.folder / "missing"
+            self.fail_saying(f"{option}: there is no file {missing}",
+                             *self.configure("build", f"-D{option}={missing}"))
+            self.fail_saying(f"{option}: there is no file {self.folder}",
+                             *self.configure("build", f"-D{option}={self.folder}"))
+            (self.folder / "build/CMakeCache.txt").unlink()
+        self.fail_saying("Give either SYNCSTATUS_LOG_KEY_PIECES or SYNCSTATUS_LOG_PUBLIC_KEY",
+                         *self.configure("build", f"-DSYNCSTATUS_LOG_KEY_PIECES={self.folder}/file",
+                                         f"-DSYNCSTATUS_LOG_PUBLIC_KEY={self.folder}/file"))
+
+    def test_a_file_is_found_from_where_cmake_is_run(self):
+        (self.folder / "file").write_text("3-1-a\n3-2-b\n3-3-c\n")
+        self.succeed(*self.configure("build", "-DSYNCSTATUS_LOG_KEY_PIECES=file"), cwd=self.folder)
+        self.succeed(*self.build("build", "logkey/logkeypieces.h"))
+        # Changed pieces are seen, also when they are bad.
+        (self.folder / "file").write_text("3-1-a\n3-2-b\n")
+        self.fail_saying("not the three pieces of a key", *self.build("build", "logkey/logkeypieces.h"))
+
+    def test_keys_from_the_first_configuring_to_the_library(self):
+        private, public = self.pair()
+        header = "logkey/logkeypieces.h"
+
+        # Without a key, one for development.
+        said = " ".join(self.succeed(*self.configure("one")).split())
+        self.assertIn("DEVELOPMENT KEY", said)
+        development = self.folder / "one/logkey/private.pem"
+        self.assertIn(f"SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY:INTERNAL={development}\n",
+                      self.cache("one"))
+        self.assertIn(str(development), said)
+        old_umask = os.umask(0)
+        self.addCleanup(os.umask, old_umask)
+        self.succeed(*self.build("one", header))
+        os.umask(old_umask)
+        self.assertEqual(stat.S_IMODE(development.stat().st_mode), 0o600)
+        pieces = (self.folder / "one/logkey/pieces.txt").read_text()
+        self.succeed(KEY_TOOL, "check", self.folder / "one/logkey/pieces.txt")
+
+        # It is kept, by whatever is configured and built again.
+        key = development.read_text()
+        self.succeed(*self.configure("one", "-DSYNCSTATUS_WERROR=ON"))
+        (self.folder / "one" / header).unlink()
+        self.succeed(*self.build("one", header))
+        self.assertEqual(development.read_text(), key)
+        self.assertEqual((self.folder / "one/logkey/pieces.txt").read_text(), pieces)
+
+        # A private key given for a public one stops the build.
+        self.succeed(*self.configure("one", f"-DSYNCSTATUS_LOG_PUBLIC_KEY={private}"))
+        self.fail_saying('not a public key but a "PRIVATE KEY"', *self.build("one", header))
+
+        # With a key there is nothing to warn of, and its private half is nowhere.
+        said = self.succeed(*self.configure("one", f"-DSYNCSTATUS_LOG_PUBLIC_KEY={public}"))
+        self.assertNotIn("DEVELOPMENT", said)
+        self.assertNotIn("SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY", self.cache("one"))
+        self.succeed(*self.build("one", "syncstatus"))
+        self.assertNotEqual((self.folder / "one/logkey/pieces.txt").read_text(), pieces)
+
+        # The same key gives the same library, in another folder, and in pieces.
+        self.succeed(*self.configure("a-folder-of-another-length",
+                                     f"-DSYNCSTATUS_LOG_PUBLIC_KEY={public}",
+                                     "-DSYNCSTATUS_WERROR=ON"))
+        self.succeed(*self.build("a-folder-of-another-length", "syncstatus"))
+        self.assertTrue(self.library("one") == self.library("a-folder-of-another-length"))
+        split = self.folder / "split"
+        self.succeed(KEY_TOOL, "split", "--reproducible", "--output", split, public)
+        self.succeed(*self.configure("pieces", f"-DSYNCSTATUS_LOG_KEY_PIECES={split}",
+                                     "-DSYNCSTATUS_WERROR=ON"))
+        self.succeed(*self.build("pieces", "syncstatus"))
+        self.assertTrue(self.library("one") == self.library("pieces"))
+
+        # Other pieces of the same key do not.
+        self.succeed(KEY_TOOL, "split", "--force", "--output", split, public)
+        self.succeed(*self.build("pieces", "syncstatus"))
+        self.assertFalse(self.library("one") == self.library("pieces"))
+
+        # Whatever flags a distribution builds with, libcrypto is looked up when it is called.
+        self.succeed(*self.configure("pieces", "-DCMAKE_CXX_FLAGS=-fno-plt",
+                                     "-DCMAKE_SHARED_LINKER_FLAGS=-Wl,-z,relro,-z,now"))
+        self.succeed(*self.build("pieces", "syncstatus"))
+        library = self.folder / "pieces/lib/libsyncstatus.so"
+        relocations = re.findall(r"(R_\S+) +\S+ +(?:RSA|BIO|PEM|ERR)_",
+                                 self.succeed("readelf", "-rW", library))
+        self.assertEqual(len(relocations), 12)
+        for kind in relocations:
+            self.assertRegex(kind, "JUMP_SL|JMP_SLOT")
+        self.assertNotRegex(self.succeed("readelf", "-dW", library), r"\bNOW\b|BIND_NOW")
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], "-v", *sys.argv[3:]])
