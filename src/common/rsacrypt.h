@@ -40,7 +40,7 @@ namespace logEncryption {
 ///
 /// **Blocking.** They compute and do nothing else, with one exception: rsaPrivateKeyDecrypt() with
 /// a passphrase-protected key, see there. With a 2048-bit key a block takes OpenSSL 3 on a machine
-/// of 2020 some 0.02 ms to encrypt and some 0.7 ms to decrypt (`openssl speed rsa2048` tells for
+/// of 2020 some 0.02 ms to encrypt and some 0.5 ms to decrypt (`openssl speed rsa2048` tells for
 /// yours).
 ///
 /// **The host** brings libcrypto, 1.1 or 3: the library is not linked to it and finds its functions
