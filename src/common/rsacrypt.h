@@ -25,23 +25,34 @@ namespace logEncryption {
 /// "BEGIN RSA PUBLIC KEY" anywhere, be it in a comment outside the armour, and as an X.509
 /// SubjectPublicKeyInfo ("BEGIN PUBLIC KEY") otherwise. A private key may be PKCS#1 ("BEGIN RSA
 /// PRIVATE KEY") or PKCS#8 ("BEGIN PRIVATE KEY"). Any length that OpenSSL takes will do, also one
-/// too short to protect anything. Keys are parsed anew by every call and never kept.
+/// too short to protect anything, and what the key says it is meant for is not looked at: an
+/// RSA-PSS key that OpenSSL's readers take, as those of 3 do, works like any other. Keys are parsed
+/// anew by every call and never kept.
 ///
-/// **Failure** is an empty result. Nothing is logged or thrown, and the cause is not told. Every
-/// operation leaves the calling thread's OpenSSL error queue empty, whatever was in it before.
+/// **Passphrases.** A key that is protected by one cannot be read here, and nobody is asked for it:
+/// it is refused like a key that is damaged. What OpenSSL might ask about is refused by its text,
+/// before OpenSSL sees it: for a private key, any "BEGIN ENCRYPTED PRIVATE KEY" in the text and any
+/// PEM block with a header, which is how other encrypted blocks are made ("Proc-Type:
+/// 4,ENCRYPTED"); for a public key, a block of its form with a header. So keep no protected key in
+/// one text with a private key that is to be read; beside a public key it does no harm.
+///
+/// **Failure** is an empty result. Nothing is logged or thrown, and the cause is not told; that
+/// memory runs out is a failure like any other. Every operation leaves the calling thread's OpenSSL
+/// error queue empty, whatever was in it before.
 ///
 /// **Lengths** are 32-bit signed integers. Decryption takes whatever a QByteArray holds. Encryption
 /// yields nothing when its result would pass 2 147 483 615 bytes (2^31 - 33, about what a
-/// QByteArray of Qt 5 holds): with a 2048-bit key the longest text is 2 055 208 715 bytes, and for
-/// logEncryptToBase64(), whose result is a third longer, 1 541 406 475. Long before that the time
-/// matters: see Blocking.
+/// QByteArray of Qt 5 holds). With a 2048-bit key, which makes 256 bytes of each 245, that is a
+/// text of more than 2 055 208 715 bytes; for logEncryptToBase64(), where the marker and the base64
+/// (4 bytes for each 3) must fit as well, one of more than 1 541 406 475. With K bytes of modulus
+/// the figures are (K - 11) * floor(2147483615 / K) and (K - 11) * floor(1610612694 / K). Long
+/// before that the time matters: see Blocking.
 ///
 /// **Threads.** All operations may be called from any thread, several at once.
 ///
-/// **Blocking.** They compute and do nothing else, with one exception: rsaPrivateKeyDecrypt() with
-/// a passphrase-protected key, see there. With a 2048-bit key a block takes OpenSSL 3 on a machine
-/// of 2020 some 0.02 ms to encrypt and some 0.5 ms to decrypt (`openssl speed rsa2048` tells for
-/// yours).
+/// **Blocking.** They compute and do nothing else. With a 2048-bit key a block takes OpenSSL 3 on a
+/// machine of 2020 some 0.02 ms to encrypt and some 0.5 ms to decrypt (`openssl speed rsa2048`
+/// tells for yours).
 ///
 /// **The host** brings libcrypto, 1.1 or 3: the library is not linked to it and finds its functions
 /// in the process when they are first called. A process without it can load the library but not
@@ -77,12 +88,6 @@ public:
     /// program that has to tell can decrypt through EVP_PKEY_decrypt() with the parameter
     /// "implicit-rejection" set to 0, `openssl pkeyutl` with
     /// `-pkeyopt rsa_pkcs1_implicit_rejection:0`.
-    ///
-    /// **Do not pass a private key that is protected by a passphrase.** This operation has no way
-    /// to take one, and OpenSSL, which is given no callback, then asks by itself: on the process's
-    /// terminal (/dev/tty) if it has one, else by a prompt on standard error and a line from
-    /// standard input. The call waits for the answer, however long. Without a terminal and with
-    /// standard input at its end (/dev/null), as a service has it, such a key is refused at once.
     static QByteArray rsaPrivateKeyDecrypt(const QByteArray &data, const QByteArray &privateKeyPem);
 
     /// Recovers what the holder of the private key put into \a data with the private-key operation

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// A host without libcrypto: loads the library that it is told to, as QPluginLoader does.
+// A host without libcrypto: loads the library that it is told to, as QPluginLoader does, and calls
+// the function of a byte array that it is told to, if any.
 
 #include <QFile>
 
@@ -11,8 +12,9 @@
 
 int main(int argc, char **argv)
 {
-    if (argc != 2 || !dlopen(argv[1], RTLD_LAZY)) {
-        std::fprintf(stderr, "%s\n", argc == 2 ? dlerror() : "no library named");
+    void *const library = argc > 1 ? dlopen(argv[1], RTLD_LAZY) : nullptr;
+    if (!library) {
+        std::fprintf(stderr, "%s\n", argc > 1 ? dlerror() : "no library named");
         return 1;
     }
     QFile maps(QStringLiteral("/proc/self/maps"));
@@ -21,5 +23,15 @@ int main(int argc, char **argv)
         return 1;
     }
     std::puts("loaded without libcrypto");
+    std::fflush(stdout);
+    if (argc > 2) {
+        using Function = QByteArray (*)(const QByteArray &);
+        const auto function = reinterpret_cast<Function>(dlsym(library, argv[2]));
+        if (!function) {
+            std::fprintf(stderr, "%s\n", dlerror());
+            return 1;
+        }
+        function("word");
+    }
     return 0;
 }

@@ -47,29 +47,6 @@ QByteArray agentLine(const QString &user)
     return log.take().constLast().text.toLocal8Bit();
 }
 
-/// The base64 of a PEM file.
-QByteArray base64Of(const QString &path)
-{
-    QFile file(path);
-    QByteArray base64;
-    if (file.open(QIODevice::ReadOnly)) {
-        const QList<QByteArray> lines = file.readAll().split('\n');
-        for (const QByteArray &line : lines)
-            if (!line.startsWith("-----"))
-                base64 += line;
-    }
-    return base64;
-}
-
-/// How many of the stretches of 16 bytes of \a secret are in \a content.
-int stretchesIn(const QByteArray &content, const QByteArray &secret)
-{
-    int count = 0;
-    for (int i = 0; i + 16 <= secret.size(); i += 16)
-        count += content.contains(secret.mid(i, 16)) ? 1 : 0;
-    return count;
-}
-
 } // namespace
 
 /// From an agent's line to its reader, with the key that the build has put into the library.
@@ -83,7 +60,6 @@ private Q_SLOTS:
     void theReaderGivesTheWordsOfALineInAFile();
     void theReaderGivesTheWordsOfALineInTheJournal_data();
     void theReaderGivesTheWordsOfALineInTheJournal();
-    void theLibraryShowsNeitherKey();
 
 private:
     QTemporaryDir m_folder;
@@ -169,29 +145,6 @@ void TestEncryptedLog::theReaderGivesTheWordsOfALineInTheJournal()
 
     QVERIFY2(read.contains(expected), read.constData());
     QVERIFY(!read.contains("LicenseLogEncryptSign"));
-}
-
-void TestEncryptedLog::theLibraryShowsNeitherKey()
-{
-    QFile library(QStringLiteral(SYNCSTATUS_LIBRARY));
-    QVERIFY(library.open(QIODevice::ReadOnly));
-    const QByteArray content = library.readAll();
-    // The pieces are there, so this is the library that has the key.
-    QVERIFY(content.contains("3-1-"));
-
-    const QByteArray publicBase64 = base64Of(
-        QStringLiteral(DEVELOPMENT_KEY).replace(QLatin1String("private"), QLatin1String("public")));
-    const QByteArray privateBase64 = base64Of(developmentKey);
-    QVERIFY(publicBase64.size() > 300);
-    QVERIFY(privateBase64.size() > 1000);
-    for (const QByteArray &base64 : {publicBase64, privateBase64}) {
-        const QByteArray der = QByteArray::fromBase64(base64);
-        // What every key of this kind begins with says nothing.
-        QCOMPARE(stretchesIn(content, base64.mid(48)), 0);
-        QCOMPARE(stretchesIn(content, der.mid(36)), 0);
-        QCOMPARE(stretchesIn(content, der.mid(36).toHex()), 0);
-    }
-    QVERIFY(!content.contains("-----BEGIN"));
 }
 
 QTEST_GUILESS_MAIN(TestEncryptedLog)

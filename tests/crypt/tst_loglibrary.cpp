@@ -75,6 +75,7 @@ private Q_SLOTS:
     void everyFunctionOfTheHostIsLookedUpWhenCalled();
     void onlyKnownFunctionsOfOpensslAreUsed();
     void theLibraryLoadsWithoutLibcrypto();
+    void aCallWithoutLibcryptoEndsTheProcessWithAMessage();
     void thePrivateKeyIsItsOwnersAlone();
 };
 
@@ -107,8 +108,10 @@ void TestLogLibrary::encryptedTextIsReadWithThePrivateKey()
 void TestLogLibrary::theLibraryShowsNeitherKey()
 {
     const QByteArray library = contentOf(SYNCSTATUS_TEST_LIBRARY);
-    // The search finds what is there.
+    // The search finds what is there, and this is the library that has the key.
     QVERIFY(containsPartOf(library, "LicenseLogEncryptSign", 21));
+    for (const char *piece : {logKeyPieces::one, logKeyPieces::two, logKeyPieces::three})
+        QVERIFY(library.contains(piece));
     QList<QByteArray> keys = {publicKey()};
     if (hasPrivateKey())
         keys += contentOf(SYNCSTATUS_TEST_PRIVATE_KEY);
@@ -121,7 +124,8 @@ void TestLogLibrary::theLibraryShowsNeitherKey()
         QVERIFY(!containsPartOf(library, der.toHex().toUpper(), 16));
         QVERIFY(!containsPartOf(library, key.toHex(), 32));
     }
-    QVERIFY(!library.contains("PRIVATE KEY"));
+    QVERIFY(!library.contains("BEGIN PRIVATE KEY"));
+    QVERIFY(!library.contains("BEGIN RSA PRIVATE KEY"));
 }
 
 // Anything but a jump slot is resolved when the library is loaded, and a host that lacks the
@@ -183,7 +187,7 @@ void TestLogLibrary::onlyKnownFunctionsOfOpensslAreUsed()
                             "RSA_public_decrypt RSA_public_encrypt RSA_size"));
 }
 
-// The other half is tst_logloading, a program without libcrypto.
+// The other half is loadlibrary.cpp, a program without libcrypto.
 void TestLogLibrary::theLibraryLoadsWithoutLibcrypto()
 {
     QProcess program;
@@ -193,6 +197,21 @@ void TestLogLibrary::theLibraryLoadsWithoutLibcrypto()
     QCOMPARE(program.readAllStandardError(), QByteArray());
     QCOMPARE(program.readAllStandardOutput(), QByteArray("loaded without libcrypto\n"));
     QCOMPARE(program.exitCode(), 0);
+}
+
+void TestLogLibrary::aCallWithoutLibcryptoEndsTheProcessWithAMessage()
+{
+    QProcess program;
+    program.start(
+        QStringLiteral(SYNCSTATUS_TEST_LOADER),
+        {QStringLiteral(SYNCSTATUS_TEST_LIBRARY),
+         QStringLiteral("_ZN13logEncryption8RsaCrypt18logEncryptToBase64ERK10QByteArray")});
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.readAllStandardOutput(), QByteArray("loaded without libcrypto\n"));
+    const QByteArray message = program.readAllStandardError();
+    QVERIFY2(message.contains(": symbol lookup error: "), message.constData());
+    QVERIFY2(message.contains("BIO_new_mem_buf"), message.constData());
+    QVERIFY(program.exitStatus() != QProcess::NormalExit || program.exitCode() != 0);
 }
 
 void TestLogLibrary::thePrivateKeyIsItsOwnersAlone()

@@ -12,6 +12,8 @@
 
 #include <openssl/err.h>
 
+#include <new>
+
 using logEncryption::RsaCrypt;
 
 namespace {
@@ -23,6 +25,7 @@ constexpr int markerSize = 21;
 // clazy:excludeall=non-pod-global-static
 QByteArray joinedKey;
 QList<QStringList> asked;
+bool joiningThrows = false;
 
 } // namespace
 
@@ -31,6 +34,8 @@ QList<QStringList> asked;
 QByteArray SecretkeySplit::recoverSecretKey(const QStringList &pieces)
 {
     asked += pieces;
+    if (joiningThrows)
+        throw std::bad_alloc();
     return joinedKey;
 }
 
@@ -54,6 +59,7 @@ private Q_SLOTS:
     void noTextGivesTheMarkerAlone();
     void aKeyThatIsNoneGivesTheMarkerAlone_data();
     void aKeyThatIsNoneGivesTheMarkerAlone();
+    void joiningThatThrowsGivesTheMarkerAlone();
     void theMarkerAloneOutlivesTheLibrary();
 
 private:
@@ -82,7 +88,7 @@ void TestLogText::cleanup()
     QCOMPARE(ERR_peek_error(), 0UL);
 }
 
-// The figures for a 2048-bit key as they stand in the header.
+// For a 2048-bit key: 256 bytes for each started 245.
 void TestLogText::theTextIsMarkerAndBase64()
 {
     const QByteArray text = RsaCrypt::logEncryptToBase64(QByteArray(245, 't'));
@@ -192,6 +198,16 @@ void TestLogText::aKeyThatIsNoneGivesTheMarkerAlone()
     QFETCH(QByteArray, key);
     joinedKey = key;
     QCOMPARE(RsaCrypt::logEncryptToBase64("word"), QByteArray(marker));
+}
+
+void TestLogText::joiningThatThrowsGivesTheMarkerAlone()
+{
+    ERR_clear_error(); // OpenSSL is not asked for anything
+    joiningThrows = true;
+    const QByteArray logText = RsaCrypt::logEncryptToBase64("word");
+    joiningThrows = false;
+    QCOMPARE(logText, QByteArray(marker));
+    QCOMPARE(asked.size(), 1);
 }
 
 // Bytes that lie in the library would be gone with it.

@@ -1,6 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+// PEM_read_bio_RSA_PUBKEY(), which the library calls, is deprecated since 3.0.
+#define OPENSSL_API_COMPAT 0x10100000L
+
 #include "logcapture.h"
 #include "opensslprogram.h"
 
@@ -9,9 +12,17 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <openssl/bio.h>
 #include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/ui.h>
+#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <thread>
+#include <vector>
 
 using logEncryption::RsaCrypt;
 
@@ -74,6 +85,34 @@ QByteArray publicKeyOf(const QByteArray &modulus)
     return pem("RSA PUBLIC KEY", QByteArray(1, '\x30') + char(numbers.size()) + numbers);
 }
 
+/// As long as it lives, OpenSSL's own way of asking somebody is replaced by one that counts.
+class QuestionCounter
+{
+public:
+    QuestionCounter() : m_method(UI_create_method("counts"))
+    {
+        UI_method_set_opener(m_method, [](UI *) {
+            ++questions;
+            return 0;
+        });
+        UI_set_default_method(m_method);
+        questions = 0;
+    }
+    ~QuestionCounter()
+    {
+        UI_set_default_method(nullptr);
+        UI_destroy_method(m_method);
+    }
+    Q_DISABLE_COPY(QuestionCounter)
+
+    static int questions;
+
+private:
+    UI_METHOD *m_method;
+};
+
+int QuestionCounter::questions = 0;
+
 } // namespace
 
 class TestRsaCrypt : public QObject
@@ -109,8 +148,13 @@ private Q_SLOTS:
     void theMarkerDecidesTheFormWhereverItStands();
     void aModulusWithoutRoomForTextGivesNothing_data();
     void aModulusWithoutRoomForTextGivesNothing();
-    void aProtectedPrivateKeyIsRefusedWithoutATerminal_data();
-    void aProtectedPrivateKeyIsRefusedWithoutATerminal();
+    void aModulusWithRoomForAByteIsEnough();
+    void anRsaPssKeyWorksWhereOpensslReadsIt();
+    void nobodyIsAskedForAPassphrase_data();
+    void nobodyIsAskedForAPassphrase();
+    void aProtectedKeyIsRefusedAtOnce_data();
+    void aProtectedKeyIsRefusedAtOnce();
+    void threadsDoNotDisturbEachOther();
 
 private:
     void addPairs();
@@ -227,7 +271,6 @@ void TestRsaCrypt::lengthsAroundBlocks_data()
         QTest::addRow("%d bits, eight blocks less a byte", bits) << bits << 8 * limit - 1 << 8;
         QTest::addRow("%d bits, eight blocks and a byte", bits) << bits << 8 * limit + 1 << 9;
     }
-    // The figures for 2048 bits as they stand in the header.
     QTest::newRow("245 bytes") << 2048 << 245 << 1;
     QTest::newRow("246 bytes") << 2048 << 246 << 2;
 }
@@ -445,10 +488,12 @@ void TestRsaCrypt::garbledKeysDoNoHarm()
     QVERIFY(refused > 100);
 
     const QByteArray ciphertext = encrypt("words", pair.publicSpki);
-    for (int i = 0; i < pair.privatePkcs8.size(); ++i) {
-        QByteArray garbled = pair.privatePkcs8;
-        garbled[i] = '/';
-        QVERIFY(decrypt(ciphertext, garbled).size() <= 128 - paddingSize);
+    for (const QByteArray &key : {pair.privatePkcs8, pair.privatePkcs1}) {
+        for (int i = 0; i < key.size(); ++i) {
+            QByteArray garbled = key;
+            garbled[i] = '/';
+            QVERIFY(decrypt(ciphertext, garbled).size() <= 128 - paddingSize);
+        }
     }
 }
 
@@ -481,6 +526,18 @@ void TestRsaCrypt::theMarkerDecidesTheFormWhereverItStands_data()
         << m_openssl.ecPair().publicSpki + pair.publicPkcs1 << true;
     QTest::newRow("a private key before SubjectPublicKeyInfo")
         << pair.privatePkcs8 + pair.publicSpki << true;
+    // Within the armour they are a header, which no public key has, or part of the body.
+    const auto within = [](const QByteArray &key, const QByteArray &line) {
+        return QByteArray(key).replace("KEY-----\nMI", "KEY-----\n" + line + "\nMI");
+    };
+    QTest::newRow("PKCS#1 marker in a header of SubjectPublicKeyInfo")
+        << within(pair.publicSpki, "For: " + pkcs1Marker + '\n') << false;
+    QTest::newRow("PKCS#1 marker in the body of SubjectPublicKeyInfo")
+        << within(pair.publicSpki, pkcs1Marker) << false;
+    QTest::newRow("the other marker in a header of PKCS#1")
+        << within(pair.publicPkcs1, "For: " + spkiMarker + '\n') << false;
+    QTest::newRow("the other marker in the body of PKCS#1")
+        << within(pair.publicPkcs1, spkiMarker) << false;
 }
 
 void TestRsaCrypt::theMarkerDecidesTheFormWhereverItStands()
@@ -514,33 +571,162 @@ void TestRsaCrypt::aModulusWithoutRoomForTextGivesNothing()
     }
 }
 
-void TestRsaCrypt::aProtectedPrivateKeyIsRefusedWithoutATerminal_data()
+void TestRsaCrypt::aModulusWithRoomForAByteIsEnough()
 {
-    QTest::addColumn<bool>("pkcs1");
-    QTest::newRow("PKCS#1") << true;
-    QTest::newRow("PKCS#8") << false;
+    const QByteArray key = publicKeyOf(QByteArray(12, '\x7f'));
+    for (const int size : {0, 1, 2, 100})
+        QCOMPARE(encrypt(textOf(size), key).size(), 12 * size);
+    QCOMPARE(recover(textOf(1), key), QByteArray());
 }
 
-void TestRsaCrypt::aProtectedPrivateKeyIsRefusedWithoutATerminal()
+// Such a key says that it is for signatures of another kind. Whether that matters is up to
+// OpenSSL's readers.
+void TestRsaCrypt::anRsaPssKeyWorksWhereOpensslReadsIt()
+{
+    const QByteArray privateKey = m_openssl.run(
+        {QStringLiteral("genpkey"), QStringLiteral("-algorithm"), QStringLiteral("RSA-PSS"),
+         QStringLiteral("-pkeyopt"), QStringLiteral("rsa_keygen_bits:1024")});
+    const QByteArray publicKey =
+        m_openssl.run({QStringLiteral("pkey"), QStringLiteral("-pubout")}, privateKey);
+    QVERIFY(publicKey.contains("BEGIN PUBLIC KEY"));
+
+    BIO *const bio = BIO_new_mem_buf(publicKey.constData(), publicKey.size());
+    RSA *const key = PEM_read_bio_RSA_PUBKEY(bio, nullptr, nullptr, nullptr);
+    const bool isRead = key != nullptr;
+    RSA_free(key);
+    BIO_free(bio);
+    ERR_clear_error();
+#if OPENSSL_VERSION_NUMBER >= 0x30000000L
+    QVERIFY(isRead);
+#endif
+    QCOMPARE(decrypt(encrypt("words", publicKey), privateKey),
+             isRead ? QByteArray("words") : QByteArray());
+}
+
+void TestRsaCrypt::nobodyIsAskedForAPassphrase_data()
+{
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<bool>("isPublic");
+    QTest::addColumn<bool>("isPrivate");
+
+    const RsaPair pair = m_openssl.rsaPair(1024);
+    const QByteArray pkcs1 = m_openssl.protect(pair.privatePkcs8, true);
+    const QByteArray pkcs8 = m_openssl.protect(pair.privatePkcs8, false);
+    QVERIFY(pkcs1.contains("\nProc-Type: 4,ENCRYPTED\n"));
+    QVERIFY(pkcs8.contains("BEGIN ENCRYPTED PRIVATE KEY"));
+    const auto named = [&](const QByteArray &name) {
+        return QByteArray(pkcs1).replace("RSA PRIVATE KEY", name);
+    };
+    const auto withHeader = [&](const QByteArray &header) {
+        return QByteArray(pkcs1).replace("Proc-Type: 4,ENCRYPTED", header);
+    };
+    QTest::newRow("PKCS#1") << pkcs1 << false << false;
+    QTest::newRow("PKCS#8") << pkcs8 << false << false;
+    QTest::newRow("PKCS#8 after a long line") << QByteArray(254, 'x') + pkcs8 << false << false;
+    QTest::newRow("CRLF") << QByteArray(pkcs1).replace("\n", "\r\n") << false << false;
+    QTest::newRow("blanks in the header")
+        << withHeader("Proc-Type:\t 4, ENCRYPTED") << false << false;
+    // OpenSSL takes these two lines for one.
+    QTest::newRow("NUL in the header")
+        << withHeader(QByteArray("Proc-\0:\nType: 4,ENCRYPTED", 25)) << false << false;
+    QTest::newRow("NUL and an end in the header")
+        << withHeader(QByteArray("Proc-\0-----END :\nType: 4,ENCRYPTED", 34)) << false << false;
+    QTest::newRow("a header and no end") << pkcs1.left(pkcs1.indexOf("-----END")) << false << false;
+    QTest::newRow("another kind of block before a key")
+        << named("THING") + pair.privatePkcs8 << false << false;
+    QTest::newRow("PKCS#1 public key") << named("RSA PUBLIC KEY") << false << false;
+    QTest::newRow("SubjectPublicKeyInfo") << named("PUBLIC KEY") << false << false;
+    QTest::newRow("SubjectPublicKeyInfo, then a good one")
+        << named("PUBLIC KEY") + pair.publicSpki << false << false;
+    QTest::newRow("SubjectPublicKeyInfo after a good one")
+        << pair.publicSpki + named("PUBLIC KEY") << false << false;
+    QTest::newRow("a key, then a protected one")
+        << pair.privatePkcs8 + pkcs1 + pkcs8 << false << false;
+    // What may be read is read: a reader of public keys passes over other blocks.
+    QTest::newRow("protected private keys, then a PKCS#1 public key")
+        << pkcs1 + pkcs8 + pair.publicPkcs1 << true << false;
+    QTest::newRow("protected private keys, then SubjectPublicKeyInfo")
+        << pkcs1 + pkcs8 + named("THING") + pair.publicSpki << true << false;
+    QTest::newRow("colons and the words outside the armour")
+        << "Proc-Type: 4,ENCRYPTED\n" + pair.privatePkcs8 + "Note: was ENCRYPTED\n" +
+               pair.publicSpki + "End: here\n"
+        << true << true;
+}
+
+void TestRsaCrypt::nobodyIsAskedForAPassphrase()
+{
+    const QuestionCounter counter;
+    keysThatAreNoneGiveNothing();
+    QCOMPARE(QuestionCounter::questions, 0);
+}
+
+void TestRsaCrypt::aProtectedKeyIsRefusedAtOnce_data()
+{
+    QTest::addColumn<bool>("pkcs1");
+    QTest::addColumn<bool>("terminal");
+    QTest::newRow("PKCS#1, on a terminal") << true << true;
+    QTest::newRow("PKCS#8, on a terminal") << false << true;
+    QTest::newRow("PKCS#1, as a service") << true << false;
+    QTest::newRow("PKCS#8, as a service") << false << false;
+}
+
+// Not by way of OpenSSL: a process with a terminal, where a question would wait for its answer, and
+// one that has none and an empty standard input.
+void TestRsaCrypt::aProtectedKeyIsRefusedAtOnce()
 {
     QFETCH(bool, pkcs1);
+    QFETCH(bool, terminal);
     const RsaPair pair = m_openssl.rsaPair(1024);
     const QByteArray key = m_openssl.protect(pair.privatePkcs8, pkcs1);
-    QVERIFY(key.contains("ENCRYPTED"));
     const QByteArray ciphertext = encrypt("words", pair.publicSpki);
 
-    const pid_t child = fork();
+    int master = -1;
+    const pid_t child = terminal ? forkpty(&master, nullptr, nullptr, nullptr) : fork();
+    QVERIFY(child >= 0);
     if (child == 0) {
-        // In a session of its own there is no terminal to ask on, and nothing to read.
-        alarm(30);
-        if (setsid() < 0 || dup2(open("/dev/null", O_RDWR), STDIN_FILENO) < 0)
+        if (!terminal &&
+            (setsid() < 0 || dup2(open("/dev/null", O_RDWR | O_CLOEXEC), STDIN_FILENO) < 0))
             _exit(2);
         _exit(decrypt(ciphertext, key).isEmpty() ? 0 : 1);
     }
+    if (terminal) {
+        // A question, or an error when nobody has the other side any more.
+        char shown = '\0';
+        const ssize_t size = read(master, &shown, 1);
+        if (size > 0)
+            kill(child, SIGKILL);
+        close(master);
+        QVERIFY2(size <= 0, "something was written to the terminal");
+    }
     int status = 0;
     QCOMPARE(waitpid(child, &status, 0), child);
-    QVERIFY2(WIFEXITED(status), "the key was asked for, or OpenSSL crashed");
+    QVERIFY2(WIFEXITED(status), "the process was ended");
     QCOMPARE(WEXITSTATUS(status), 0);
+}
+
+void TestRsaCrypt::threadsDoNotDisturbEachOther()
+{
+    const RsaPair pair = m_openssl.rsaPair(1024);
+    const RsaPair other = m_openssl.rsaPair(2048);
+    const QByteArray signedBlock = m_openssl.sign("words", pair.privatePkcs8);
+    const QByteArray half = pair.publicPkcs1.left(150);
+    std::vector<int> good(8);
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&, thread] {
+            const RsaPair &mine = thread % 2 ? pair : other;
+            const QByteArray text = textOf(200 + 100 * thread);
+            for (int i = 0; i < 20; ++i) {
+                good[size_t(thread)] +=
+                    decrypt(encrypt(text, mine.publicPkcs1), mine.privatePkcs8) == text &&
+                    recover(signedBlock, pair.publicSpki) == "words" &&
+                    encrypt(text, half).isEmpty() && decrypt(text, half).isEmpty();
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    QCOMPARE(good, std::vector<int>(8, 20));
 }
 
 QTEST_GUILESS_MAIN(TestRsaCrypt)

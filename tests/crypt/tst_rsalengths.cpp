@@ -10,7 +10,11 @@
 #include <QtTest>
 
 #include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <limits>
 
 using logEncryption::RsaCrypt;
@@ -32,6 +36,7 @@ private Q_SLOTS:
     void encryptionBeyondItsLimitGivesNothing();
     void logTextGoesToItsLimit();
     void logTextBeyondItsLimitIsTheMarkerAlone();
+    void aResultThatMemoryDoesNotHoldIsEmpty();
 
 private:
     /// The first \a size bytes of 2^31 - 1 zeros, which take no memory.
@@ -159,6 +164,49 @@ void TestRsaLengths::logTextBeyondItsLimitIsTheMarkerAlone()
     standIns.block = [](int, const uchar *, uchar *) { return 256; };
     QCOMPARE(RsaCrypt::logEncryptToBase64(input(longestLogText + 1)),
              QByteArray("LicenseLogEncryptSign"));
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool memoryCanBeLimited = false;
+#elif defined(__has_feature)
+constexpr bool memoryCanBeLimited =
+    !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer);
+#else
+constexpr bool memoryCanBeLimited = true;
+#endif
+
+// In a process that has room for some of the result and not for all.
+void TestRsaLengths::aResultThatMemoryDoesNotHoldIsEmpty()
+{
+    if (!memoryCanBeLimited)
+        QSKIP("the sanitizers need all address space");
+    standIns.block = [](int, const uchar *, uchar *) { return 256; };
+    const pid_t child = fork();
+    QVERIFY(child >= 0);
+    if (child == 0) {
+        signal(SIGABRT, SIG_DFL); // not QtTest's
+        signal(SIGALRM, SIG_DFL);
+        alarm(60);
+        QFile statm(QStringLiteral("/proc/self/statm"));
+        if (!statm.open(QIODevice::ReadOnly))
+            _exit(2);
+        const auto pages = statm.readLine().split(' ').first().toULongLong();
+        const rlim_t limit = pages * rlim_t(sysconf(_SC_PAGESIZE)) + (rlim_t(256) << 20);
+        const rlimit limits{limit, limit};
+        if (setrlimit(RLIMIT_AS, &limits) != 0 ||
+            RsaCrypt::rsaPublicKeyEncrypt(input(1 << 20), m_pair.publicSpki).isEmpty())
+            _exit(3);
+        const QByteArray huge = input(1 << 30);
+        _exit(RsaCrypt::rsaPublicKeyEncrypt(huge, m_pair.publicSpki).isEmpty() &&
+                      RsaCrypt::rsaPrivateKeyDecrypt(huge, m_pair.privatePkcs8).isEmpty() &&
+                      RsaCrypt::logEncryptToBase64(huge) == "LicenseLogEncryptSign"
+                  ? 0
+                  : 1);
+    }
+    int status = 0;
+    QCOMPARE(waitpid(child, &status, 0), child);
+    QVERIFY2(WIFEXITED(status), "the process was ended");
+    QCOMPARE(WEXITSTATUS(status), 0);
 }
 
 QTEST_GUILESS_MAIN(TestRsaLengths)

@@ -9,6 +9,8 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -47,6 +49,7 @@ private Q_SLOTS:
     void badPiecesAreRefused();
     void aChangedPayloadIsRefused();
     void mixedPiecesAreRefused();
+    void threadsDoNotDisturbEachOther();
 };
 
 void TestSecretkeySplit::piecesJoinToTheSecret_data()
@@ -285,6 +288,29 @@ void TestSecretkeySplit::mixedPiecesAreRefused()
             pieces += which & (1 << i) ? a.at(i) : b.at(i);
         QCOMPARE(SecretkeySplit::recoverSecretKey(pieces), QByteArray());
     }
+}
+
+void TestSecretkeySplit::threadsDoNotDisturbEachOther()
+{
+    std::vector<int> good(8);
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&good, thread] {
+            const QByteArray mine = secret() + QByteArray::number(thread);
+            const auto masks = SecretkeySplit::Masks::FromSecret;
+            const QStringList first = SecretkeySplit::splitSecretKey(mine, 3, masks);
+            for (int i = 0; i < 100; ++i) {
+                const QStringList pieces = SecretkeySplit::splitSecretKey(mine, 3);
+                good[size_t(thread)] +=
+                    SecretkeySplit::recoverSecretKey(pieces) == mine &&
+                    SecretkeySplit::splitSecretKey(mine, 3, masks) == first &&
+                    SecretkeySplit::recoverSecretKey(pieces.mid(1) + first.mid(0, 1)).isEmpty();
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    QCOMPARE(good, std::vector<int>(8, 100));
 }
 
 QTEST_APPLESS_MAIN(TestSecretkeySplit)

@@ -30,6 +30,7 @@ static_assert(!std::is_copy_constructible_v<EventLogUtils>);
 static_assert(!std::is_copy_assignable_v<EventLogUtils>);
 
 static int attempts = 0;
+static int loadMode = -1;
 static int loads = 0;
 static int unloads = 0;
 static void *loaded = nullptr;
@@ -43,6 +44,8 @@ extern "C" __attribute__((visibility("default"))) void *dlopen(const char *file,
     void *const handle = next(file, mode);
     if (file && std::strstr(file, "corvel-event-log") && !(mode & RTLD_NOLOAD))
         ++attempts;
+    if (file && !std::strcmp(file, libraryPath) && !(mode & RTLD_NOLOAD))
+        loadMode = mode;
     if (handle && file && !std::strcmp(file, libraryPath) && !(mode & RTLD_NOLOAD)) {
         ++loads;
         loaded = handle;
@@ -122,6 +125,7 @@ private Q_SLOTS:
     void initTestCase();
     void getReturnsTheSameObjectAlways();
     void theLibraryIsLoadedOnceAndStays();
+    void theLibraryIsLoadedWithoutHints();
     void aLibraryThatIsInstalledLaterIsNotPickedUp() const;
     void initSyncPassesTheAgentsNameAndTrue();
     void writeLogsPassesTheVeryObject();
@@ -184,6 +188,12 @@ void TestEventLogUtils::theLibraryIsLoadedOnceAndStays()
 
     void *const present = dlopen(libraryPath, RTLD_NOW | RTLD_NOLOAD);
     QCOMPARE(present, loaded);
+}
+
+// A QLibrary that is given none: lazily, for itself alone, and free to be unloaded.
+void TestEventLogUtils::theLibraryIsLoadedWithoutHints()
+{
+    QCOMPARE(loadMode, RTLD_LAZY | RTLD_LOCAL);
 }
 
 // Nothing looks for it after the first get(), so that it makes no difference whether it is there.

@@ -37,9 +37,8 @@ public:
         /// same.
         Random,
         /// From the secret itself: HMAC-SHA-256, keyed with the secret, over "N-i-b" with b
-        /// counting
-        /// blocks of 32 bytes from 0. The same secret and number of pieces give the same pieces, so
-        /// that a build can be repeated bit for bit.
+        /// counting blocks of 32 bytes from 0. The same secret and number of pieces give the same
+        /// pieces, so that a build can be repeated bit for bit.
         ///
         /// This costs the promise above. Any single piece then lets its holder test a guess of the
         /// secret, and shows that two splits are of one secret. Use it for what cannot be guessed
