@@ -4,6 +4,7 @@
 """The log-encryption key that a build is given, through whole builds of the library.
 
 Usage: keyed_build.py SOURCE_FOLDER KEY_TOOL [TEST...]
+TEST is a class or a test of one, as Builds or Builds.test_a_file_is_found_from_where_cmake_is_run.
 The compiler is the one that CXX names.
 """
 
@@ -84,6 +85,48 @@ class PiecesInAHeader(InFolder):
             with self.subTest(pieces=pieces):
                 self.fail_saying("pieces: not the three pieces of a key.", *self.header(pieces))
                 self.assertFalse((self.folder / "pieces.h").exists())
+
+
+class DevelopmentPair(InFolder):
+    """What the build does about its own pair each time that it looks for it."""
+
+    def setUp(self):
+        super().setUp()
+        self.private, self.public = self.folder / "private.pem", self.folder / "public.pem"
+
+    def look(self):
+        return ("cmake", "-D", f"TOOL={KEY_TOOL}", "-D", f"PRIVATE={self.private}",
+                "-D", f"PUBLIC={self.public}", "-P", SOURCE / "cmake/DevelopmentLogKey.cmake")
+
+    def made(self):
+        self.succeed(*self.look())
+        return self.private.read_text(), self.public.read_text()
+
+    def test_it_is_made_once(self):
+        pair = self.made()
+        self.assertEqual(self.made(), pair)
+
+    def test_a_private_half_is_not_lost_with_its_public_half(self):
+        private, public = self.made()
+        self.public.unlink()
+        self.fail_saying("The public half of the development log key is gone", *self.look())
+        self.assertEqual(self.private.read_text(), private)
+        self.assertFalse(self.public.exists())
+        # What the message says helps.
+        command = re.search("`(openssl .*)`", " ".join(run(*self.look()).stdout.split()))[1]
+        self.succeed("/bin/sh", "-c", command)
+        self.assertEqual(self.made(), (private, public))
+
+    def test_a_public_half_alone_is_replaced(self):
+        private, public = self.made()
+        self.private.unlink()
+        new_private, new_public = self.made()
+        self.assertNotEqual(new_private, private)
+        self.assertNotEqual(new_public, public)
+
+    def test_a_tool_that_fails_is_no_silence(self):
+        self.public = self.folder / "none/public.pem"
+        self.fail_saying("The development log key could not be made.", *self.look())
 
 
 class Builds(InFolder):

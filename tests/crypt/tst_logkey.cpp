@@ -16,6 +16,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
+
 namespace {
 
 // The program's exit statuses, as its --help has them.
@@ -90,6 +92,8 @@ private Q_SLOTS:
     void thePrivateFileIsItsOwnersAloneFromItsFirstByte();
     void aKeyIsNotOverwritten_data();
     void aKeyIsNotOverwritten();
+    void aKeyThatComesInTheMeantimeIsNotOverwritten_data();
+    void aKeyThatComesInTheMeantimeIsNotOverwritten();
     void forceReplacesAPair();
     void whatCannotBeWrittenChangesNothing_data();
     void whatCannotBeWrittenChangesNothing();
@@ -245,6 +249,46 @@ void TestLogKey::aKeyIsNotOverwritten()
         QCOMPARE(contentOf(file), QByteArray("precious"));
 }
 
+void TestLogKey::aKeyThatComesInTheMeantimeIsNotOverwritten_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::newRow("private") << QByteArray("private.pem");
+    QTest::newRow("public") << QByteArray("public.pem");
+}
+
+// The tool is held while it makes the key, after it has seen that both names are free.
+void TestLogKey::aKeyThatComesInTheMeantimeIsNotOverwritten()
+{
+    QFETCH(QByteArray, name);
+    KeyTool tool({QStringLiteral("generate"), QStringLiteral("--bits"), QStringLiteral("4096"),
+                  QStringLiteral("--private"), path("private.pem"), QStringLiteral("--public"),
+                  path("public.pem")});
+    tool.start();
+    QVERIFY(tool.waitForStarted());
+    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(tool.processId()));
+    const auto filesOpen = [&] {
+        int count = 0;
+        const QStringList open = descriptors.entryList(QDir::AllEntries | QDir::System);
+        for (const QString &descriptor : open)
+            count += QFile::symLinkTarget(descriptors.filePath(descriptor))
+                         .startsWith(m_folder->path() + QLatin1Char('/'));
+        return count;
+    };
+    while (filesOpen() < 2)
+        QVERIFY2(!tool.waitForFinished(1), "the key was made before it could be looked at");
+    QCOMPARE(kill(pid_t(tool.processId()), SIGSTOP), 0);
+    write(name.constData(), "precious");
+    QCOMPARE(kill(pid_t(tool.processId()), SIGCONT), 0);
+
+    const Outcome outcome = tool.finished();
+    QCOMPARE(outcome.status, failed);
+    QVERIFY2(
+        outcome.error.startsWith("syncstatus-logkey: " + path(name.constData()).toUtf8() + ": "),
+        outcome.error.constData());
+    QCOMPARE(contentOf(path(name.constData())), QByteArray("precious"));
+    QCOMPARE(names(), QStringList{QString::fromLatin1(name)});
+}
+
 void TestLogKey::forceReplacesAPair()
 {
     write("private.pem", "old");
@@ -273,6 +317,9 @@ void TestLogKey::whatCannotBeWrittenChangesNothing_data()
     QTest::newRow("private in no directory")
         << QByteArray("none/private.pem") << QByteArray("public.pem")
         << QByteArray("none/private.pem");
+    QTest::newRow("each in another that there is not")
+        << QByteArray("none/key.pem") << QByteArray("neither/key.pem")
+        << QByteArray("none/key.pem");
     QTest::newRow("public in no directory")
         << QByteArray("private.pem") << QByteArray("none/public.pem")
         << QByteArray("none/public.pem");
@@ -444,9 +491,9 @@ void TestLogKey::goodPiecesAreNamed()
                                 QCryptographicHash::hash(der, QCryptographicHash::Sha256).toHex() +
                                 '\n';
 
-    QByteArrayList lines = pieces.chopped(1).split('\n');
-    const QByteArray turned = lines.at(2) + '\n' + lines.at(0) + '\n' + lines.at(1);
-    for (const QByteArray &content : {pieces, turned}) {
+    // As the build takes them.
+    const QByteArray crlf = QByteArray(pieces).replace("\n", "\r\n");
+    for (const QByteArray &content : {pieces, pieces.chopped(1), crlf, crlf.chopped(2)}) {
         const Outcome outcome = run({QStringLiteral("check"), write("pieces", content)});
         QCOMPARE(outcome.error, QByteArray());
         QCOMPARE(outcome.output, expected);
@@ -475,20 +522,46 @@ void TestLogKey::badPiecesAreRefused_data()
     QByteArrayList damaged = a;
     damaged[1][20] = damaged.at(1).at(20) == '0' ? '1' : '0';
     QTest::newRow("from two splits") << QByteArrayList{a.at(0), b.at(1), b.at(2)} << noJoin;
-    QTest::newRow("doubled") << QByteArrayList{a.at(0), a.at(1), a.at(1)} << noJoin;
+    const QByteArray first = "line 1 does not begin with \"3-1-\"\n";
+    QTest::newRow("doubled") << QByteArrayList{a.at(0), a.at(1), a.at(1)}
+                             << QByteArray("line 3 does not begin with \"3-3-\"\n");
+    QTest::newRow("in another order") << QByteArrayList{a.at(2), a.at(0), a.at(1)} << first;
+    QTest::newRow("with blanks") << QByteArrayList{' ' + a.at(0), a.at(1), a.at(2)} << first;
+    QTest::newRow("with blanks behind")
+        << QByteArrayList{a.at(0) + ' ', a.at(1), a.at(2)} << noJoin;
     QTest::newRow("damaged") << damaged << noJoin;
-    QTest::newRow("words") << QByteArrayList{"these", "are", "words"} << noJoin;
+    QTest::newRow("words") << QByteArrayList{"these", "are", "words"} << first;
     QTest::newRow("two") << QByteArrayList{a.at(0), a.at(1)} << count + "2 lines\n";
     QTest::newRow("four") << QByteArrayList{a.at(0), a.at(1), a.at(2), a.at(2)}
                           << count + "4 lines\n";
     QTest::newRow("an empty line")
         << QByteArrayList{a.at(0), "", a.at(1), a.at(2)} << count + "4 lines\n";
     QTest::newRow("none") << QByteArrayList() << count + "0 lines\n";
-    QTest::newRow("of no key") << split("words") << noKey + "not a key in PEM form";
-    QTest::newRow("of a private key")
-        << split(m_pair.privatePkcs8) << noKey + "not a public key but a \"PRIVATE KEY\"\n";
+    QTest::newRow("of no key") << split("words") << noKey + "not a public key in PEM form\n";
+    const QByteArray privateKey = noKey + "a private key is among it";
+    QTest::newRow("of a private key") << split(m_pair.privatePkcs8) << privateKey;
+    QTest::newRow("of both keys") << split(m_pair.publicSpki + m_pair.privatePkcs8) << privateKey;
     QTest::newRow("of an EC key") << split(m_openssl.ecPair().publicSpki)
                                   << noKey + "not an RSA key\n";
+    QTest::newRow("of half a key")
+        << split(m_pair.publicSpki.left(200)) << noKey + "there is no whole \"PUBLIC KEY\"";
+    // Where the library looks for the other form.
+    QTest::newRow("of a key with the PKCS#1 marker in a comment")
+        << split("not BEGIN RSA PUBLIC KEY\n" + m_pair.publicSpki)
+        << noKey + "there is no whole \"RSA PUBLIC KEY\"";
+    const auto pkcs1 = [](const QByteArray &numbers) {
+        return "-----BEGIN RSA PUBLIC KEY-----\n" + QByteArray::fromHex(numbers).toBase64() +
+               "\n-----END RSA PUBLIC KEY-----\n";
+    };
+    QTest::newRow("of a damaged key")
+        << split(pkcs1("30060201050201")) << noKey + "the public key is damaged";
+    // The modulus 0x7f7f7f7f7f7f7f7f7f7f7f, with the exponent 65537, has no room for a text.
+    QTest::newRow("of a key of 11 bytes")
+        << split(pkcs1("3012020b7f7f7f7f7f7f7f7f7f7f7f0203010001"))
+        << noKey + "nothing can be encrypted with the key";
+    QTest::newRow("of a key that is too long for OpenSSL")
+        << split(pkcs1("3082080a02820801" + QByteArray(2049 * 2, '7') + "0203010001"))
+        << noKey + "nothing can be encrypted with the key";
 }
 
 void TestLogKey::badPiecesAreRefused()

@@ -165,7 +165,9 @@ int check(const QCommandLineParser &parser)
     QString error;
     if (!readFile(path, &content, &error))
         return fail(path + QLatin1String(": ") + error);
-    QStringList pieces = QString::fromLatin1(content).split(QLatin1Char('\n'));
+    // The lines as the build takes them, see LogKeyHeader.cmake.
+    QStringList pieces =
+        QString::fromLatin1(content.replace("\r\n", "\n")).split(QLatin1Char('\n'));
     if (pieces.last().isEmpty())
         pieces.removeLast();
     if (pieces.size() != pieceCount)
@@ -173,12 +175,20 @@ int check(const QCommandLineParser &parser)
                         .arg(path)
                         .arg(pieceCount)
                         .arg(pieces.size()));
+    for (int i = 0; i < pieceCount; ++i) {
+        const QString prefix = QStringLiteral("%1-%2-").arg(pieceCount).arg(i + 1);
+        if (!pieces.at(i).startsWith(prefix))
+            return fail(QStringLiteral("%1: line %2 does not begin with \"%3\"")
+                            .arg(path)
+                            .arg(i + 1)
+                            .arg(prefix));
+    }
     const QByteArray pem = SecretkeySplit::recoverSecretKey(pieces);
     if (pem.isEmpty())
         return fail(path +
                     QLatin1String(": the pieces do not join: one of them is damaged, doubled "
                                   "or from another split"));
-    const RsaKey key = readPublicKey(pem, &error);
+    const RsaKey key = readLibraryKey(pem, &error);
     if (!key)
         return fail(path + QLatin1String(": the pieces join, but to no key: ") + error);
     warnOfFewBits(key);
@@ -256,7 +266,8 @@ int main(int argc, char *argv[])
         "  syncstatus-logkey split [--output FILE] [--reproducible] [--force] PUBLIC_KEY\n"
         "      Splits an RSA public key (PEM) into three pieces, one a line.\n"
         "  syncstatus-logkey check PIECES\n"
-        "      Joins the pieces in a file and shows which key they are, or why they are none.\n\n"
+        "      Joins the pieces in a file, as a build takes them and the library joins them,\n"
+        "      and shows which key they are, or why they are none.\n\n"
         "Exit status:\n"
         "  0  done\n"
         "  1  the command line is wrong; nothing was done\n"

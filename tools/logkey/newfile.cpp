@@ -62,8 +62,9 @@ bool NewFile::isSameAs(const NewFile &other) const
 {
     const QFileInfo mine(m_path);
     const QFileInfo others(other.m_path);
-    return mine.fileName() == others.fileName() &&
-           mine.dir().canonicalPath() == others.dir().canonicalPath();
+    const QString directory = mine.dir().canonicalPath(); // empty when there is none
+    return mine.fileName() == others.fileName() && !directory.isEmpty() &&
+           directory == others.dir().canonicalPath();
 }
 
 QString NewFile::errorString() const

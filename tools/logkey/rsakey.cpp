@@ -91,6 +91,56 @@ RsaKey readPublicKey(const QByteArray &pem, QString *error)
     return key;
 }
 
+RsaKey readLibraryKey(const QByteArray &pem, QString *error)
+{
+    if (pem.contains("PRIVATE KEY-----")) {
+        *error = QStringLiteral("a private key is among it, which every agent would carry");
+        return nullptr;
+    }
+    const bool isPkcs1 = pem.contains("BEGIN RSA PUBLIC KEY");
+    if (!isPkcs1 && !pem.contains("BEGIN PUBLIC KEY")) {
+        *error = QStringLiteral("not a public key in PEM form");
+        return nullptr;
+    }
+    const char *const name = isPkcs1 ? PEM_STRING_RSA_PUBLIC : PEM_STRING_PUBLIC;
+    const Bio bio(BIO_new_mem_buf(pem.constData(), pem.size()));
+    uchar *bytes = nullptr;
+    long size = 0;
+    // The library has no passphrase to give, and asks nobody for one.
+    const auto noPassphrase = [](char *, int, int, void *) { return -1; };
+    if (!bio ||
+        PEM_bytes_read_bio(&bytes, &size, nullptr, name, bio.get(), noPassphrase, nullptr) != 1) {
+        *error =
+            opensslError(QStringLiteral("there is no whole \"%1\"").arg(QString::fromLatin1(name)));
+        return nullptr;
+    }
+    const Bytes der(bytes);
+    const uchar *end = der.get();
+    RsaKey key(isPkcs1 ? d2i_PublicKey(EVP_PKEY_RSA, nullptr, &end, size)
+                       : d2i_PUBKEY(nullptr, &end, size));
+    if (!key) {
+        *error = opensslError(QStringLiteral("the public key is damaged"));
+        return nullptr;
+    }
+    if (EVP_PKEY_base_id(key.get()) != EVP_PKEY_RSA) {
+        *error = QStringLiteral("not an RSA key");
+        return nullptr;
+    }
+
+    const std::unique_ptr<EVP_PKEY_CTX, ContextDeleter> context(
+        EVP_PKEY_CTX_new(key.get(), nullptr));
+    QByteArray block(EVP_PKEY_size(key.get()), '\0');
+    auto blockSize = std::size_t(block.size());
+    if (!context || EVP_PKEY_encrypt_init(context.get()) <= 0 ||
+        EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) <= 0 ||
+        EVP_PKEY_encrypt(context.get(), reinterpret_cast<uchar *>(block.data()), &blockSize,
+                         reinterpret_cast<const uchar *>("x"), 1) <= 0) {
+        *error = opensslError(QStringLiteral("nothing can be encrypted with the key"));
+        return nullptr;
+    }
+    return key;
+}
+
 QByteArray publicKeyPem(const RsaKey &key, QString *error)
 {
     const Bio bio(BIO_new(BIO_s_mem()));
