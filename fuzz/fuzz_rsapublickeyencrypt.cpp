@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // RsaCrypt::rsaPublicKeyEncrypt() with any key text, and with a good key: then OpenSSL's EVP
-// interface must decrypt the result to the data.
+// interface must decrypt the result to the data. Nobody may be asked for a passphrase.
 
 #include "judge.h"
 
@@ -35,6 +35,12 @@ bool encrypts(EVP_PKEY *key)
 
 } // namespace
 
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    forbidQuestions();
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size)
 {
     static const PrivateKey own = keyFromFile(OWN_KEY);
@@ -48,7 +54,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
         require(withAny.isEmpty(), "nothing without a key");
     } else {
         require(withAny.size() % qMax(1, EVP_PKEY_size(any.get())) == 0, "whole blocks");
-        require(!withAny.isEmpty() || input.data.isEmpty() || !encrypts(any.get()),
+        require(!withAny.isEmpty() || input.data.isEmpty() || !encrypts(any.get()) ||
+                    mayBeProtected(input.pem),
                 "something with a key");
     }
 

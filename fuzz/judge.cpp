@@ -7,6 +7,7 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
+#include <openssl/ui.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -44,6 +45,17 @@ void require(bool holds, const char *what)
         return;
     std::fprintf(stderr, "NOT SO: %s\n", what);
     std::abort();
+}
+
+void forbidQuestions()
+{
+    UI_METHOD *const method = UI_create_method("asks nobody");
+    require(method != nullptr, "there is memory");
+    UI_method_set_opener(method, [](UI *) {
+        require(false, "nobody is asked for a passphrase");
+        return 0;
+    });
+    UI_set_default_method(method);
 }
 
 DataAndKey::DataAndKey(const std::uint8_t *input, std::size_t size)
@@ -112,6 +124,12 @@ PrivateKey privateKeyOf(const QByteArray &pem)
     PrivateKey key(PEM_read_bio_PrivateKey(bio.get(), nullptr, noPassphrase, nullptr));
     ERR_clear_error();
     return key;
+}
+
+bool mayBeProtected(const QByteArray &pem)
+{
+    // What OpenSSL asks about is a block of this name, or has a header, hence a colon.
+    return pem.contains("BEGIN ENCRYPTED PRIVATE KEY") || pem.contains(':');
 }
 
 QByteArray decrypted(EVP_PKEY *key, const QByteArray &data)

@@ -12,6 +12,10 @@
 #include <cstdint>
 #include <vector>
 
+/// From now on OpenSSL's asking somebody for a passphrase ends the process like what require()
+/// finds.
+void forbidQuestions();
+
 /// Ends the process with \a what and a trace unless \a holds; what the fuzzer takes for a finding.
 void require(bool holds, const char *what);
 
@@ -37,6 +41,10 @@ QByteArray publicPem(EVP_PKEY *key);
 /// when there is none.
 PrivateKey publicKeyOf(const QByteArray &pem);
 PrivateKey privateKeyOf(const QByteArray &pem);
+
+/// Whether a passphrase might be behind \a pem, or a part of it: then RsaCrypt may refuse all of
+/// it.
+bool mayBeProtected(const QByteArray &pem);
 
 /// The plain text of all blocks of \a data that decrypt, through the EVP interface.
 QByteArray decrypted(EVP_PKEY *key, const QByteArray &data);
