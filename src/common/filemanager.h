@@ -87,9 +87,8 @@ namespace systemFileManager {
 ///   lines; ";" begins a comment, which a write leaves out of any file. A quote that is not closed
 ///   counts as no damage: it makes the rest of the file a part of its value.
 /// - **Trust.** A value `@Variant(...)` is any Qt value in serialised form, and QSettings restores
-/// it
-///   when the file is read or written. One that was made to harm asks for more memory than there is
-///   or nests until the stack is full, and ends the process either way. Use these operations on
+///   it when the file is read or written. One that was made to harm asks for more memory than there
+///   is or nests until the stack is full, and ends the process either way. Use these operations on
 ///   files that only trusted users can write.
 /// - **Writers.** A write takes the lock "<path>.lock", reads the file again, adds its keys and
 ///   puts a whole new file in place of the old one. Promised to processes that write one file at
