@@ -111,10 +111,9 @@ public:
 
     /// The first phase for all plugins, then the second for those that came through it; in between
     /// the plugin objects of the others are deleted, so that nobody finds what they have offered in
-    /// the registry. The third
-    /// follows from the event loop: one plugin at a time, DELAYED_INITIALIZE_INTERVAL milliseconds
-    /// before each, so that other events get their turn in between. Returns whether any plugin came
-    /// through the first two.
+    /// the registry. The third follows from the event loop: one plugin at a time,
+    /// DELAYED_INITIALIZE_INTERVAL milliseconds before each, so that other events get their turn in
+    /// between. Returns whether any plugin came through the first two.
     bool initialize();
 
     /// Tells every plugin that was initialised, also one that failed later, then deletes all plugin

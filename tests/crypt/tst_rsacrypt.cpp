@@ -712,6 +712,7 @@ void TestRsaCrypt::threadsDoNotDisturbEachOther()
     const QByteArray half = pair.publicPkcs1.left(150);
     std::vector<int> good(8);
     std::vector<std::thread> threads;
+    threads.reserve(good.size());
     for (int thread = 0; thread < 8; ++thread) {
         threads.emplace_back([&, thread] {
             const RsaPair &mine = thread % 2 ? pair : other;

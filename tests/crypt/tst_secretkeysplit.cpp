@@ -294,6 +294,7 @@ void TestSecretkeySplit::threadsDoNotDisturbEachOther()
 {
     std::vector<int> good(8);
     std::vector<std::thread> threads;
+    threads.reserve(good.size());
     for (int thread = 0; thread < 8; ++thread) {
         threads.emplace_back([&good, thread] {
             const QByteArray mine = secret() + QByteArray::number(thread);

@@ -194,7 +194,7 @@ class ShellBlocks(unittest.TestCase):
         self.environment["PATH"] = f"{programs}:{self.environment['PATH']}"
         expected = {
             "agent.debug=true": "codestack:  initialize sync status plugin",
-            "QT_MESSAGE_PATTERN": "syncstatusplugin.cpp:",
+            "QT_MESSAGE_PATTERN": "monitornetwork.cpp:",
         }
         self.assertGreater(self.run_blocks("docs/troubleshooting.md", expected), 0)
 

@@ -109,7 +109,7 @@ QByteArray compiledZone()
     return block + block + "\nJST-9\n";
 }
 
-const QByteArray dateOption = "--print-date";
+const QLatin1String dateOption("--print-date");
 
 } // namespace
 
@@ -315,8 +315,7 @@ void Dates::theMachinesZoneCountsWithoutTz()
              QStringLiteral("sh"), QStringLiteral("-euc"),
              QStringLiteral("mount --bind \"$1\" /etc/localtime; unset TZ; shift; ") + command,
              QStringLiteral("sh"), zone.fileName(), QCoreApplication::applicationFilePath(),
-             QString::fromLatin1(dateOption),
-             QStringLiteral("1717167600")}); // 2024-05-31T15:00:00Z
+             dateOption, QStringLiteral("1717167600")}); // 2024-05-31T15:00:00Z
         if (!process.waitForFinished() || process.exitCode() != 0)
             *complaint =
                 process.errorString() + QString::fromLocal8Bit(process.readAllStandardError());
@@ -399,7 +398,7 @@ void Dates::nothingIsLogged()
 // All of it runs in a language that does not write ASCII digits: a date has them all the same.
 int main(int argc, char *argv[])
 {
-    if (argc == 3 && argv[1] == dateOption) {
+    if (argc == 3 && QLatin1String(argv[1]) == dateOption) {
         std::puts(qPrintable(Utils::getServerDateTime(QByteArray(argv[2]))));
         return 0;
     }

@@ -10,6 +10,7 @@
 #include <custompluginmanager/custompluginmanager.h>
 #include <custompluginmanager/pluginbase.h>
 
+#include <QLoggingCategory>
 #include <QPluginLoader>
 #include <QProcess>
 #include <QScopedPointer>
@@ -51,6 +52,7 @@ void ImplementTest::initTestCase()
     QVERIFY(m_networkManager.start());
     m_networkManager.setPrimaryConnection(QStringLiteral("/"));
     m_networkManager.setState(70);
+    QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent.debug=true"));
     m_log.reset(new LogCapture); // not before QtTest has its own
     m_plugin = qobject_cast<PluginBase *>(m_loader.instance());
     QVERIFY2(m_plugin, qPrintable(m_loader.errorString()));
