@@ -1,0 +1,90 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The SyncStatus developers
+# SPDX-License-Identifier: Apache-2.0
+
+"""Counts the instructions of the small operations with callgrind and compares them with a record.
+
+Usage: checkinstructions.py PROGRAM RECORD [--update]
+
+An operation may take MARGIN more than is recorded. The counts are those of one compiler, kind of
+build, Qt and C library; with others, and without valgrind, there is nothing to compare (exit
+status 77). --update writes the record anew.
+"""
+
+import glob
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+MARGIN = 0.03
+SLACK = 2  # instructions; what the margin is not for the shortest operations
+HEAD = """# SPDX-FileCopyrightText: 2026 The SyncStatus developers
+# SPDX-License-Identifier: Apache-2.0
+#
+# Instructions of one call, Qt's and the C library's included, without the kernel's.
+# Written by tests/instructions/checkinstructions.py.
+"""
+
+
+def skip(reason):
+    print(reason)
+    sys.exit(77)
+
+
+def count(program):
+    """What the counts depend on, and {operation: instructions}."""
+    with tempfile.TemporaryDirectory() as folder:
+        # The first thread's alone: QtDBus has one that goes about its own business.
+        command = ["valgrind", "--tool=callgrind", "--separate-threads=yes"]
+        command += [f"--callgrind-out-file={folder}/profile", program]
+        environment = dict(os.environ, QT_HASH_SEED="0", LC_ALL="C.UTF-8", TZ="UTC")
+        environment["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:path=/nonexistent/system_bus_socket"
+        result = subprocess.run(
+            command, check=True, env=environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True
+        )
+        counts = {}
+        for path in glob.glob(f"{folder}/profile*-01"):
+            with open(path, encoding="utf-8", errors="replace") as file:
+                profile = file.read()
+            name = re.search(r"^desc: Trigger: Client Request: (.*)$", profile, re.MULTILINE)
+            if name:
+                counts[name.group(1)] = int(re.search(r"^(?:totals|summary): (\d+)", profile, re.MULTILINE).group(1))
+    return result.stdout.strip(), counts
+
+
+def read(record):
+    with open(record, encoding="utf-8") as file:
+        lines = [line.rstrip("\n") for line in file if not line.startswith("#")]
+    return lines[0], {name: int(number) for number, name in (line.split(maxsplit=1) for line in lines[1:])}
+
+
+def main():
+    program, record, *options = sys.argv[1:]
+    if not shutil.which("valgrind"):
+        skip("valgrind is not installed")
+    made_with, counts = count(program)
+    if not counts:
+        skip("valgrind's headers were not there when this was built")
+    if "--update" in options:
+        with open(record, "w", encoding="utf-8") as file:
+            file.write(f"{HEAD}{made_with}\n")
+            file.writelines(f"{number:8} {name}\n" for name, number in sorted(counts.items()))
+        return
+    recorded_with, recorded = read(record)
+    if made_with != recorded_with:
+        skip(f"the counts are of {recorded_with}; this is {made_with}")
+
+    if counts.keys() != recorded.keys():
+        print("not the operations of the record:", *sorted(counts.keys() ^ recorded.keys()), sep="\n  ")
+    slower = [name for name in counts if counts[name] > recorded.get(name, 0) * (1 + MARGIN) + SLACK]
+    for name in sorted(counts):
+        mark = "FAIL" if name in slower else "    "
+        print(f"{mark} {counts[name]:8} (recorded {recorded.get(name, 0):8}) {name}")
+    if slower or counts.keys() != recorded.keys():
+        sys.exit(f"Where that is as it must be, record it: {' '.join(sys.argv)} --update")
+
+
+main()
