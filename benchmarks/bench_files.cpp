@@ -1,0 +1,211 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Whole files and INI files, in memory (tmpfs) where there is /dev/shm, so that no disk is
+// measured.
+
+#include <syncstatus/filemanager.h>
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using systemFileManager::FileManager;
+
+namespace {
+
+QString inMemory(const char *name)
+{
+    static const QTemporaryDir directory((QDir(QStringLiteral("/dev/shm")).exists()
+                                              ? QStringLiteral("/dev/shm")
+                                              : QDir::tempPath()) +
+                                         QStringLiteral("/syncstatus-XXXXXX"));
+    return directory.filePath(QLatin1String(name));
+}
+
+QByteArray dataOf(qint64 size)
+{
+    static QByteArray data;
+    if (data.size() != size)
+        data.fill('x', int(size));
+    return data;
+}
+
+qint64 statusField(const char *name)
+{
+    QFile file(QStringLiteral("/proc/self/status"));
+    if (file.open(QIODevice::ReadOnly)) {
+        for (const QByteArray &line : file.readAll().split('\n')) {
+            if (line.startsWith(name))
+                return line.simplified().split(' ').at(1).toLongLong() * 1024;
+        }
+    }
+    return 0;
+}
+
+/// What the process's memory grows by, at most, while \a operation runs, in sizes of the data.
+template <typename Operation>
+void countPeak(benchmark::State &state, Operation operation)
+{
+    QFile reset(QStringLiteral("/proc/self/clear_refs"));
+    if (!reset.open(QIODevice::WriteOnly) || reset.write("5") != 1 || !reset.flush())
+        return;
+    const qint64 before = statusField("VmRSS:");
+    operation();
+    state.counters["copies"] = double(statusField("VmHWM:") - before) / double(state.range(0));
+}
+
+bool writePlain(const QByteArray &data, const char *path)
+{
+    const int file = open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (file < 0)
+        return false;
+    const bool written = write(file, data.constData(), size_t(data.size())) == data.size();
+    close(file);
+    return written;
+}
+
+QByteArray readPlain(const char *path)
+{
+    QByteArray data;
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    struct stat status = {};
+    if (file >= 0 && fstat(file, &status) == 0) {
+        data.resize(int(status.st_size));
+        data.resize(int(read(file, data.data(), size_t(data.size()))));
+        close(file);
+    }
+    return data;
+}
+
+template <typename Operation>
+void writing(benchmark::State &state, Operation write)
+{
+    const QByteArray data = dataOf(state.range(0));
+    for (auto _ : state) {
+        if (!write())
+            state.SkipWithError("the file cannot be written");
+    }
+    countPeak(state, write);
+    QFile::remove(inMemory("file"));
+}
+
+void writeFileLibrary(benchmark::State &state)
+{
+    const QString path = inMemory("file");
+    writing(state, [&] { return FileManager::writeFile(dataOf(state.range(0)), path); });
+}
+
+void writeFilePlain(benchmark::State &state)
+{
+    const QByteArray path = QFile::encodeName(inMemory("file"));
+    writing(state, [&] { return writePlain(dataOf(state.range(0)), path.constData()); });
+}
+
+template <typename Operation>
+void reading(benchmark::State &state, Operation read)
+{
+    writePlain(dataOf(state.range(0)), QFile::encodeName(inMemory("file")).constData());
+    for (auto _ : state) {
+        if (read().size() != state.range(0))
+            state.SkipWithError("the file cannot be read");
+    }
+    countPeak(state, read);
+    QFile::remove(inMemory("file"));
+}
+
+void readFileLibrary(benchmark::State &state)
+{
+    const QString path = inMemory("file");
+    reading(state, [&] { return FileManager::readFile(path); });
+}
+
+void readFilePlain(benchmark::State &state)
+{
+    const QByteArray path = QFile::encodeName(inMemory("file"));
+    reading(state, [&] { return readPlain(path.constData()); });
+}
+
+void sizes(benchmark::internal::Benchmark *benchmark)
+{
+    benchmark->Arg(100)->Arg(100'000)->Arg(64 << 20)->Arg(1'000'000'000)->UseRealTime();
+}
+
+BENCHMARK(writeFileLibrary)->Name("writeFile/library")->Apply(sizes);
+BENCHMARK(writeFilePlain)->Name("writeFile/plain")->Apply(sizes);
+BENCHMARK(readFileLibrary)->Name("readFile/library")->Apply(sizes);
+BENCHMARK(readFilePlain)->Name("readFile/plain")->Apply(sizes);
+
+QMap<QString, QVariantMap> configOf(qint64 keys)
+{
+    QVariantMap group;
+    for (qint64 i = 0; i < keys; ++i)
+        group.insert(QStringLiteral("key%1").arg(i), QStringLiteral("value of %1").arg(i));
+    return {{QStringLiteral("group"), group}};
+}
+
+void writeIniLibrary(benchmark::State &state)
+{
+    const auto config = configOf(state.range(0));
+    QFile::remove(inMemory("ini"));
+    for (auto _ : state)
+        FileManager::writeIniConfigFile(config, inMemory("ini"));
+}
+
+void writeIniPlain(benchmark::State &state)
+{
+    const auto config = configOf(state.range(0));
+    QFile::remove(inMemory("ini"));
+    for (auto _ : state) {
+        QSettings settings(inMemory("ini"), QSettings::IniFormat);
+        settings.setIniCodec("UTF-8");
+        for (auto group = config.cbegin(); group != config.cend(); ++group) {
+            settings.beginGroup(group.key());
+            for (auto entry = group->cbegin(); entry != group->cend(); ++entry)
+                settings.setValue(entry.key(), entry.value());
+            settings.endGroup();
+        }
+        settings.sync();
+    }
+}
+
+void readIniLibrary(benchmark::State &state)
+{
+    QFile::remove(inMemory("ini"));
+    FileManager::writeIniConfigFile(configOf(state.range(0)), inMemory("ini"));
+    for (auto _ : state)
+        FileManager::readSettingFile(inMemory("ini"), QStringLiteral("group"));
+}
+
+void readIniPlain(benchmark::State &state)
+{
+    QFile::remove(inMemory("ini"));
+    FileManager::writeIniConfigFile(configOf(state.range(0)), inMemory("ini"));
+    for (auto _ : state) {
+        QSettings settings(inMemory("ini"), QSettings::IniFormat);
+        settings.setIniCodec("UTF8");
+        settings.beginGroup(QStringLiteral("group"));
+        QMap<QString, QString> values;
+        const QStringList keys = settings.allKeys();
+        for (const QString &key : keys)
+            values.insert(key, settings.value(key, QString()).toString());
+    }
+}
+
+void keys(benchmark::internal::Benchmark *benchmark)
+{
+    benchmark->RangeMultiplier(10)->Range(10, 100'000)->UseRealTime();
+}
+
+BENCHMARK(writeIniLibrary)->Name("writeIni/library")->Apply(keys);
+BENCHMARK(writeIniPlain)->Name("writeIni/plain")->Apply(keys);
+BENCHMARK(readIniLibrary)->Name("readIni/library")->Apply(keys);
+BENCHMARK(readIniPlain)->Name("readIni/plain")->Apply(keys);
+
+} // namespace

@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Loading a plugin in a fresh process, up to the end of its start.
+
+#include "spawn.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <string>
+
+namespace {
+
+void load(benchmark::State &state, const std::string &plugin)
+{
+    const std::string command = BUILD_FOLDER "/benchmarks/loadhost '" + plugin + "'";
+    for (auto _ : state) {
+        long long nanoseconds = 0;
+        long kilobytes = 0;
+        std::FILE *const host = popen(command.c_str(), "r");
+        if (std::fscanf(host, "%lld %ld", &nanoseconds, &kilobytes) != 2)
+            state.SkipWithError("the plugin is not loaded");
+        pclose(host);
+        state.SetIterationTime(double(nanoseconds) / 1e9);
+        state.counters["privateKilobytes"] = double(kilobytes);
+    }
+}
+
+BENCHMARK_CAPTURE(load, library, measuredBuild() + "/lib/libsyncstatus.so")
+    ->Name("loading/library")
+    ->UseManualTime();
+BENCHMARK_CAPTURE(load, empty, BUILD_FOLDER "/benchmarks/libemptyplugin.so")
+    ->Name("loading/empty")
+    ->UseManualTime();
+BENCHMARK_CAPTURE(load, linked, BUILD_FOLDER "/benchmarks/libemptyplugin_linked.so")
+    ->Name("loading/linked")
+    ->UseManualTime();
+
+} // namespace

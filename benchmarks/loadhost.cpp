@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+// Usage: loadhost PLUGIN
+//
+// Loads a plugin, takes it through its start, and prints what that took: nanoseconds, and kilobytes
+// of memory that it has written to and so has for itself.
+
+#include <custompluginmanager/pluginbase.h>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QLoggingCategory>
+#include <QPluginLoader>
+
+#include <chrono>
+#include <cstdio>
+
+namespace {
+
+long privateMemory()
+{
+    QFile file(QStringLiteral("/proc/self/smaps_rollup"));
+    long kilobytes = 0;
+    if (file.open(QIODevice::ReadOnly)) {
+        for (const QByteArray &line : file.readAll().split('\n')) {
+            if (line.startsWith("Private_Dirty:"))
+                kilobytes += line.simplified().split(' ').at(1).toLong();
+        }
+    }
+    return kilobytes;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent=false"));
+    privateMemory(); // what the counting itself takes
+    const long memoryBefore = privateMemory();
+    const auto begin = std::chrono::steady_clock::now();
+
+    QPluginLoader loader(QCoreApplication::arguments().value(1));
+    auto *const plugin = qobject_cast<custompluginmanager::PluginBase *>(loader.instance());
+    if (!plugin || !plugin->initialize(nullptr)) {
+        std::fprintf(stderr, "loadhost: %s\n", qPrintable(loader.errorString()));
+        return 1;
+    }
+    plugin->extensionsInitialized();
+    plugin->delayedInitialize();
+
+    const std::chrono::nanoseconds time = std::chrono::steady_clock::now() - begin;
+    std::printf("%lld %ld\n", static_cast<long long>(time.count()), privateMemory() - memoryBefore);
+    return 0;
+}

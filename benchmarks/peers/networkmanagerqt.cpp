@@ -1,0 +1,12 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include <QCoreApplication>
+
+#include <NetworkManagerQt/Manager>
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    return NetworkManager::status() == NetworkManager::Connected ? 0 : 1;
+}

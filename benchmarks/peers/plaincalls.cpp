@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+// The calls that a monitor makes when the first device is activated, by hand.
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusReply>
+#include <QDBusVariant>
+
+namespace {
+
+QDBusMessage call(const QString &path, const char *interface, const char *method,
+                  const QVariantList &arguments)
+{
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.NetworkManager"), path,
+                                       QLatin1String(interface), QLatin1String(method));
+    message.setArguments(arguments);
+    return QDBusConnection::systemBus().call(message);
+}
+
+QVariant read(const QString &path, const char *interface, const char *property)
+{
+    const QDBusReply<QDBusVariant> reply =
+        call(path, "org.freedesktop.DBus.Properties", "Get",
+             {QLatin1String(interface), QLatin1String(property)});
+    return reply.value().variant();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    const QString root = QStringLiteral("/org/freedesktop/NetworkManager");
+    call(root, "org.freedesktop.DBus.Introspectable", "Introspect", {});
+    const auto connection =
+        read(root, "org.freedesktop.NetworkManager", "PrimaryConnection").value<QDBusObjectPath>();
+    const auto devices =
+        read(connection.path(), "org.freedesktop.NetworkManager.Connection.Active", "Devices");
+    const auto paths = qdbus_cast<QList<QDBusObjectPath>>(devices);
+    const QVariant state =
+        read(paths.value(0).path(), "org.freedesktop.NetworkManager.Device", "State");
+    return state.toUInt() == 100 ? 0 : 1;
+}

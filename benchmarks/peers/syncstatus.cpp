@@ -1,0 +1,12 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include <syncstatus/monitornetwork.h>
+
+#include <QCoreApplication>
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    return MonitorNetwork::getInstance()->getNetworkState() ? 0 : 1;
+}

@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef SPAWN_H
+#define SPAWN_H
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+/// The build folder that holds what is measured: this one unless scripts/bench --compare names
+/// another.
+inline std::string measuredBuild()
+{
+    const char *const other = std::getenv("SYNCSTATUS_MEASURED_BUILD");
+    return other ? other : BUILD_FOLDER;
+}
+
+/// Runs a program, found along PATH, with its standard output going to /dev/null, and returns its
+/// exit status, or -1. \a arguments begin with the program and end with null.
+inline int spawnAndWait(const std::vector<const char *> &arguments)
+{
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t child = 0;
+    int status = -1;
+    if (posix_spawnp(&child, arguments.front(), &actions, nullptr,
+                     const_cast<char **>(arguments.data()), environ) == 0)
+        waitpid(child, &status, 0);
+    posix_spawn_file_actions_destroy(&actions);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+#endif
