@@ -22,11 +22,16 @@ namespace systemFileManager {
 
 namespace {
 
-// Qt hands a path to the system only up to its first NUL, so that another file would be read or
-// overwritten, and QSettings never returns from one. The empty path is refused by all of them.
-QString refuseNul(const QString &path)
+// The path as every operation hands it to Qt.
+QString checkedPath(const QString &path)
 {
-    return path.contains(QChar::Null) ? QString() : path;
+    // Qt hands a path to the system only up to its first NUL, so that another file would be read or
+    // overwritten, and QSettings never returns from one. The empty path is refused by all of them.
+    if (path.isEmpty() || path.contains(QChar::Null))
+        return {};
+    // What comes before a colon is a search path's prefix to Qt, and ":" alone a resource's. Behind
+    // "./" it is a name like any other.
+    return path.startsWith(QLatin1Char('/')) ? path : QLatin1String("./") + path;
 }
 
 // In milliseconds, as QSettings compares it.
@@ -66,7 +71,7 @@ void moveTimeStamp(const QString &path)
 void FileManager::writeIniConfigFile(const QMap<QString, QVariantMap> &config,
                                      const QString &filePath)
 {
-    const QString path = refuseNul(filePath);
+    const QString path = checkedPath(filePath);
     QSettings settings(path, QSettings::IniFormat);
     settings.setIniCodec("UTF-8");
     bool changes = false;
@@ -92,14 +97,14 @@ QString FileManager::readIniConfigFile(const QString &filePath, const QString &g
                                        const QString &key, const QString &defaultValue)
 {
     // No codec, unlike the other two: callers' files are read with Qt's own INI decoding.
-    const QSettings settings(refuseNul(filePath), QSettings::IniFormat);
+    const QSettings settings(checkedPath(filePath), QSettings::IniFormat);
     // Both at once: filled one after the other, a group named "%2" would take the key's place.
     return settings.value(QStringLiteral("%1/%2").arg(group, key), defaultValue).toString();
 }
 
 QMap<QString, QString> FileManager::readSettingFile(const QString &filePath, const QString &group)
 {
-    QSettings settings(refuseNul(filePath), QSettings::IniFormat);
+    QSettings settings(checkedPath(filePath), QSettings::IniFormat);
     settings.setIniCodec("UTF8");
     settings.beginGroup(group);
     QMap<QString, QString> values;
@@ -112,7 +117,7 @@ QMap<QString, QString> FileManager::readSettingFile(const QString &filePath, con
 
 QByteArray FileManager::readFile(const QString &filePath)
 {
-    QFile file(refuseNul(filePath));
+    QFile file(checkedPath(filePath));
     if (!file.open(QIODevice::ReadOnly)) {
         qCWarning(ll_agent) << filePath << "----" << file.errorString();
         return {};
@@ -122,7 +127,7 @@ QByteArray FileManager::readFile(const QString &filePath)
 
 bool FileManager::writeFile(const QByteArray &data, const QString &filePath)
 {
-    QFile file(refuseNul(filePath));
+    QFile file(checkedPath(filePath));
     // Unbuffered, so that write() itself meets a full disk: what a buffer holds is written by
     // close(), whose failure nobody sees.
     if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered)) {
@@ -141,7 +146,7 @@ bool FileManager::writeFile(const QByteArray &data, const QString &filePath)
 
 bool FileManager::isFileExist(const QString &filePath)
 {
-    if (QFile::exists(filePath))
+    if (QFile::exists(checkedPath(filePath)))
         return true;
     qCWarning(ll_agent) << filePath << " non-existent.";
     return false;
@@ -150,12 +155,13 @@ bool FileManager::isFileExist(const QString &filePath)
 bool FileManager::checkPath(const QString &dirPath)
 {
     const QDir dir{QString()};
-    return dir.exists(dirPath) || dir.mkpath(dirPath);
+    const QString path = checkedPath(dirPath);
+    return dir.exists(path) || dir.mkpath(path);
 }
 
 bool FileManager::removeFile(const QString &filePath)
 {
-    return QFile::remove(filePath);
+    return QFile::remove(checkedPath(filePath));
 }
 
 bool FileManager::parseJson(const QByteArray &data, QJsonDocument &document)

@@ -16,10 +16,11 @@ namespace systemFileManager {
 
 /// INI settings files, whole files and JSON text, one file or one text a call.
 ///
-/// Paths: a relative path is resolved against the process's current directory. Names reach the
-/// system in the locale's encoding (UTF-8 on every current distribution) and may hold anything but
-/// NUL. A path that is empty or holds a NUL gives the operation's failure result; Qt then adds a
-/// line of its own, in the category "default", about the name.
+/// Paths: a relative path is resolved against the process's current directory, also one with a
+/// colon: neither Qt's resources (":name") nor QDir::setSearchPaths() ("prefix:name") play a part.
+/// Names reach the system in the locale's encoding (UTF-8 on every current distribution) and may
+/// hold anything but NUL. A path that is empty or holds a NUL gives the operation's failure result;
+/// Qt may then add a line of its own, in the category "default", about the name.
 ///
 /// Failures come back as results; nothing throws but std::bad_alloc, when memory runs out or a text
 /// would be longer than a QString can be (about 10^9 characters).
@@ -30,8 +31,8 @@ namespace systemFileManager {
 /// write out what another has just set, before the file's encoding has been named, and other text
 /// is spoilt in the file. Where values are not ASCII, let one thread at a time use a file.
 ///
-/// Blocking: an operation takes as long as the file system does, and no operation has a time-out.
-/// What may wait for longer is said with the operation.
+/// Blocking: an operation on a file takes as long as the file system does, and none has a time-out.
+/// What may wait for longer is said with the operation. The JSON operations wait for nothing.
 ///
 /// Logging: every line is a warning of the category "org.corvel.license.agent" with the text given
 /// below, paths and error texts in double quotes. Operations without a text write none.
@@ -105,9 +106,10 @@ public:
 
     /// Sets each key of each group of \a config (group -> key -> value) in the INI file \a filePath
     /// and writes the file. Keys that the file has already and \a config does not name stay as they
-    /// are; nothing is removed. The file's sections, and the keys in each, come out in ascending
-    /// order. An empty key is skipped (Qt says so on "default"); with nothing to set, no file is
-    /// made.
+    /// are; nothing is removed. Groups are set in ascending order, and so are the keys in each: of
+    /// names that mean the same key ("x/k" in "a" and "k" in "a/x"; "/k" and "k"), the last counts.
+    /// The file's sections, and the keys in each, come out in ascending order. An empty key is
+    /// skipped (Qt says so on "default"); with nothing to set, no file is made.
     ///
     /// The file (mode 0666 less the umask, always readable and writable for its owner) and missing
     /// directories are made. An existing file keeps its permissions, but it is a new file: hard

@@ -41,8 +41,9 @@ public:
     /// encoding: pipes, redirections and quotes work as in a shell, and text from elsewhere that is
     /// put into it can run anything. The child has this process's environment and working
     /// directory. Its standard input is a pipe that stays open and empty: a command that reads it
-    /// waits for ever, so add `</dev/null` to one that might. Its standard error is never read;
-    /// add `2>&1` to have it.
+    /// waits for ever, so add `</dev/null` to one that might. Its standard error is a
+    /// pipe of its own: it is emptied, so that the command is not held up, and dropped when the
+    /// call ends. Add `2>&1` to have it.
     ///
     /// \a output has one character for each byte printed, decoded as **Latin-1**; nothing is
     /// trimmed and a NUL byte is kept. For a command that prints UTF-8 use
@@ -69,11 +70,13 @@ public:
     /// The call returns when bash ends. A background process left behind does not hold it up,
     /// even with the standard output still open; what that prints later is lost.
     ///
-    /// Memory: everything printed is held until the command ends. At the end there are up to four
-    /// bytes for each byte printed, which is twice the size of the text in \a output (two bytes a
-    /// character); when the call returns, that text remains. Nothing limits what a command may
-    /// print, but no QString is as long as 2^30 characters: from 1 GiB printed on, and where memory
-    /// runs out, the call throws std::bad_alloc when the command has ended.
+    /// Memory: everything printed is held until the command ends, what goes to standard error with
+    /// one byte for each byte until the call ends; `2>/dev/null` avoids that. At the end there are
+    /// up to four bytes for each byte of the standard output, which is twice the size of the text
+    /// in \a output (two bytes a character); when the call returns, that text remains. Nothing
+    /// limits what a command may print, but no QString is as long as 2^30 characters: from 1 GiB
+    /// printed on, and where memory runs out, the call throws std::bad_alloc when the command has
+    /// ended.
     ///
     /// Writes one line after every attempt, also a good one: "cmd: " with the command,
     /// " exitStatus: ", " exitCode: ", " error: " and " errorString: " with what QProcess says of
@@ -125,13 +128,15 @@ public:
     /// Takes effect with the socket's next connection. Does not connect to anything, nor look
     /// anything up.
     ///
-    /// Writes one line, "network: " with one of "Set network proxy success!", "Socks network proxy
-    /// data is empty!" and "Socks network proxy host data is empty!".
+    /// Then, with the proxy set, writes one line, "network: " with one of "Set network proxy
+    /// success!", "Socks network proxy data is empty!" and "Socks network proxy host data is
+    /// empty!".
     static void setSocksNetworkProxy(QTcpSocket &socket, const QJsonObject &config);
 
     /// Whether two URLs are equal apart from "http://" against "https://", from upper and lower
-    /// case **anywhere in them**, and from white space around them. Nothing else is evened out: not
-    /// a trailing slash, not a default port, not an escape. A text that begins with neither scheme
+    /// case **anywhere in them**, and from white space around them. Case is what QString::toLower()
+    /// evens out, so that the two small sigmas differ. Nothing else is evened out: not a trailing
+    /// slash, not a default port, not an escape. A text that begins with neither scheme
     /// is equal only to the very same text.
     static bool compareUrlIgnoreHttpPrefix(const QString &first, const QString &second);
 

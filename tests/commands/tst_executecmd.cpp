@@ -14,11 +14,15 @@
 
 #include <signal.h> // NOLINT(modernize-deprecated-headers): kill is POSIX's
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
 
 using utility::Utils;
 
+// Not seen by these tests: that there is no wait for the start of its own beside the wait for the
+// end, and attempts after QProcess::ReadError and WriteError, which no command brings about.
 class ExecuteCmd : public QObject
 {
     Q_OBJECT
@@ -35,6 +39,7 @@ private Q_SLOTS:
     void commandAndOutputMayBeOneString();
     void environmentAndWorkingDirectoryAreThisProcesss();
     void standardInputStaysOpenAndEmpty();
+    void standardErrorIsAPipeOfItsOwn();
     void nothingPrintedAtTheLastMomentIsLost();
     void aCommandThatCrashesIsRunThreeTimes();
     void aCommandThatCrashesOnceIsRunTwice();
@@ -70,6 +75,8 @@ void ExecuteCmd::givesWhatTheCommandPrints_data()
     row("highest exit code", "echo word; exit 255", "word\n", 255);
     row("standard error only", "echo trouble >&2", "", 0);
     row("both", "echo word; echo trouble >&2", "word\n", 0);
+    row("more on standard error than a pipe holds", "head -c 200000 /dev/zero >&2; echo ok", "ok\n",
+        0);
     row("standard error sent along", "(echo trouble >&2) 2>&1", "trouble\n", 0);
     row("nothing is trimmed", R"(printf ' \t a \n\n')", " \t a \n\n", 0);
     row("a blank is something", "printf ' '", " ", 0);
@@ -195,6 +202,22 @@ void ExecuteCmd::standardInputStaysOpenAndEmpty()
     QVERIFY(
         Utils::executeCmd(QStringLiteral("read -t 0.2; [ $? -gt 128 ] && echo waited"), output));
     QCOMPARE(output, QStringLiteral("waited\n"));
+}
+
+void ExecuteCmd::standardErrorIsAPipeOfItsOwn()
+{
+    QString output;
+    QVERIFY(Utils::executeCmd(QStringLiteral("readlink /proc/$$/fd/1 /proc/$$/fd/2"), output));
+    const QStringList channels = output.split(QLatin1Char('\n'));
+    QCOMPARE(channels.size(), 3); // the third is what follows the last new line
+    const QString pipe = QStringLiteral("pipe:[");
+    QVERIFY2(channels.at(0).startsWith(pipe), qPrintable(channels.at(0)));
+    QVERIFY2(channels.at(1).startsWith(pipe), qPrintable(channels.at(1)));
+    QVERIFY(channels.at(0) != channels.at(1));
+    // Nor is it this process's, which is a pipe as well where a program collects what tests say.
+    std::array<char, 100> own = {};
+    QVERIFY(::readlink("/proc/self/fd/2", own.data(), own.size() - 1) > 0);
+    QVERIFY(channels.at(1) != QFile::decodeName(own.data()));
 }
 
 void ExecuteCmd::nothingPrintedAtTheLastMomentIsLost()

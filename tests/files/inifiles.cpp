@@ -53,6 +53,7 @@ private Q_SLOTS:
     // Writing
     void writesGroupsAndKeysInAscendingOrder();
     void sortsNewGroupsAndKeysIntoTheFile();
+    void keepsTheLastOfNamesThatMeanOneKey();
     void keepsWhatItIsNotToldToChange();
     void writesAValueAs_data();
     void writesAValueAs();
@@ -97,6 +98,7 @@ private Q_SLOTS:
     // Both
     void takesAnyName_data();
     void takesAnyName();
+    void takesARelativePath_data();
     void takesARelativePath();
     void copesWithTenThousandKeys();
     void refusesAPathThatNoFileHas_data();
@@ -128,6 +130,20 @@ void IniFiles::sortsNewGroupsAndKeysIntoTheFile()
 
     QCOMPARE(takeLines(), {succeeded});
     QCOMPARE(contentOf(file), QByteArray("[a]\nk=2\n\n[m]\na=4\nb=3\nz=1\n\n[z]\nk=1\n"));
+}
+
+void IniFiles::keepsTheLastOfNamesThatMeanOneKey()
+{
+    // What shows the order in which the groups and the keys are set: a file has them sorted anyway.
+    const QString groups = path(latin1("groups.ini"));
+    FileManager::writeIniConfigFile(
+        {{latin1("a"), {{latin1("x/k"), 1}}}, {latin1("a/x"), {{latin1("k"), 2}}}}, groups);
+    const QString keys = path(latin1("keys.ini"));
+    FileManager::writeIniConfigFile({{latin1("a"), {{latin1("/k"), 1}, {latin1("k"), 2}}}}, keys);
+
+    QCOMPARE(takeLines(), (QStringList{succeeded, succeeded}));
+    QCOMPARE(contentOf(groups), QByteArray("[a]\nx\\k=2\n"));
+    QCOMPARE(contentOf(keys), QByteArray("[a]\nk=2\n"));
 }
 
 void IniFiles::keepsWhatItIsNotToldToChange()
@@ -779,19 +795,38 @@ void IniFiles::takesAnyName()
     }
 }
 
+void IniFiles::takesARelativePath_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("in a directory") << latin1("a/file.ini");
+    QTest::newRow("with a detour") << latin1("a/../b/file.ini");
+    // These two mean something else to Qt.
+    QTest::newRow("a leading colon") << latin1(":file.ini");
+    QTest::newRow("a search path's prefix") << latin1("prefix:file.ini");
+}
+
 void IniFiles::takesARelativePath()
 {
+    QFETCH(QString, name);
+
+    QVERIFY(QDir().mkdir(path(latin1("elsewhere"))));
+    QVERIFY(store(path(latin1("elsewhere/file.ini")), "[g]\nk=elsewhere\n"));
+    QDir::setSearchPaths(latin1("prefix"), {path(latin1("elsewhere"))});
+    QVERIFY(QDir().mkdir(path(latin1("a"))));
     const QString before = QDir::currentPath();
     QVERIFY(QDir::setCurrent(path(QString())));
-    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, latin1("a/file.ini"));
-    const QString value = FileManager::readIniConfigFile(latin1("./a/file.ini"), latin1("g"),
-                                                         latin1("k"), latin1("default"));
-    const Values values = FileManager::readSettingFile(latin1("a/../a/file.ini"), latin1("g"));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, name);
+    const QString value =
+        FileManager::readIniConfigFile(name, latin1("g"), latin1("k"), latin1("default"));
+    const Values values = FileManager::readSettingFile(name, latin1("g"));
+    const Values detour = FileManager::readSettingFile(latin1("./a/../") + name, latin1("g"));
     QVERIFY(QDir::setCurrent(before));
+    QDir::setSearchPaths(latin1("prefix"), {});
     QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(path(QString()) + QLatin1Char('/') + name), QByteArray("[g]\nk=1\n"));
     QCOMPARE(value, latin1("1"));
     QCOMPARE(values, (Values{{latin1("k"), latin1("1")}}));
-    QCOMPARE(contentOf(path(latin1("a/file.ini"))), QByteArray("[g]\nk=1\n"));
+    QCOMPARE(detour, values);
 }
 
 void IniFiles::copesWithTenThousandKeys()

@@ -7,6 +7,7 @@
 
 #include <syncstatus/filemanager.h>
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -113,6 +114,7 @@ private Q_SLOTS:
     void theLockOfADeadProcessIsTakenOver();
     void aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds_data();
     void aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds();
+    void aDirectoryInThePlaceOfTheLockIsWaitedFor();
 
 private:
     QByteArray python(const QString &what, const QString &file, const QByteArray &input = {})
@@ -344,6 +346,25 @@ void IniPeers::aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds()
     QCOMPARE(takeLines(), {succeeded});
     QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
     QVERIFY(!QFile::exists(file + latin1(".lock")));
+}
+
+void IniPeers::aDirectoryInThePlaceOfTheLockIsWaitedFor()
+{
+    const QString file = path(latin1("blocked.ini"));
+    const QString lock = file + latin1(".lock");
+    QVERIFY(QDir().mkdir(lock));
+    QVERIFY(makeOlder(lock, 40)); // a file of this age would be taken over
+    QProcess writer;
+    writer.start(latin1(INI_WRITER), {file, latin1("key"), latin1("1")});
+    QVERIFY(writer.waitForStarted());
+    writer.closeWriteChannel();
+    QVERIFY(!writer.waitForFinished(1000));
+    QVERIFY(!QFile::exists(file));
+
+    QVERIFY(QDir().rmdir(lock));
+    QVERIFY(writer.waitForFinished());
+    QCOMPARE(writer.exitCode(), 0);
+    QCOMPARE(FileManager::readSettingFile(file, latin1("shared")).size(), 1);
 }
 
 QTEST_GUILESS_MAIN(IniPeers)

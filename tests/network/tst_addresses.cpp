@@ -90,6 +90,8 @@ private:
 
 } // namespace
 
+// Not seen by these tests: that each call builds an expression of its own, which lets threads call
+// at once without a lock.
 class Addresses : public QObject
 {
     Q_OBJECT

@@ -57,6 +57,30 @@ public:
     Q_DISABLE_COPY(ApplicationProxy)
 };
 
+/// The proxy that a socket has whenever a line is written.
+class ProxyWatch
+{
+public:
+    explicit ProxyWatch(const QTcpSocket &socket)
+    {
+        s_socket = &socket;
+        s_seen.clear();
+        m_previous =
+            qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {
+                s_seen.append(s_socket->proxy());
+            });
+    }
+    ~ProxyWatch() { qInstallMessageHandler(m_previous); }
+    Q_DISABLE_COPY(ProxyWatch)
+
+    [[nodiscard]] QVector<QNetworkProxy> seen() const { return s_seen; }
+
+private:
+    static inline const QTcpSocket *s_socket = nullptr;
+    static inline QVector<QNetworkProxy> s_seen;
+    QtMessageHandler m_previous;
+};
+
 /// An address of this machine that is not loopback, or a null one: Qt leaves the application-wide
 /// proxy out for loopback, but goes through it to this.
 QHostAddress ownAddress()
@@ -244,6 +268,7 @@ class Proxy : public QObject
 private Q_SLOTS:
     void configurations_data();
     void configurations();
+    void theProxyIsSetWhenTheLineIsWritten();
     void onlyTheSocketIsChanged();
     void linesAreWrittenOnlyWhenTheLevelIsOn();
     void theProxyResolvesNames();
@@ -352,6 +377,21 @@ void Proxy::configurations()
         QCOMPARE(socket.proxy().user(), QString());
         QCOMPARE(socket.proxy().password(), QString());
         QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
+    }
+}
+
+void Proxy::theProxyIsSetWhenTheLineIsWritten()
+{
+    const QString host = QStringLiteral("proxy.example");
+    for (const QJsonObject &config :
+         {socks(host, 1080), QJsonObject(), QJsonObject{{QStringLiteral("socks"), QJsonObject()}},
+          socks(QString(), 1080)}) {
+        QTcpSocket socket;
+        socket.setProxy(QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("old"), 1));
+        const ProxyWatch watch(socket);
+        Utils::setSocksNetworkProxy(socket, config);
+        QCOMPARE(watch.seen(), QVector<QNetworkProxy>{socket.proxy()});
+        QVERIFY(socket.proxy().type() != QNetworkProxy::HttpProxy);
     }
 }
 

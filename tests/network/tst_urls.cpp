@@ -168,6 +168,8 @@ void Urls::table_data()
     row("case of the path", "http://host/Path?Q=V#F", "https://HOST/path?q=v#f", true);
     row("case beyond ASCII", QStringLiteral("http://host/\u00c9"),
         QStringLiteral("https://host/\u00e9"), true);
+    row("lower case, not case folding", QStringLiteral("http://\u03c2"),
+        QStringLiteral("https://\u03c3"), false);
     row("upper case and a trailing slash", "HTTP://HOST.EXAMPLE", "https://host.example/", false);
     row("upper case and a trailing blank", "HTTP://HOST.EXAMPLE ", "https://host.example", true);
     row("white space around both", "\t\n http://host \r\n", " https://host\v\f", true);
