@@ -128,8 +128,9 @@ PrivateKey privateKeyOf(const QByteArray &pem)
 
 bool mayBeProtected(const QByteArray &pem)
 {
-    // What OpenSSL asks about is a block of this name, or has a header, hence a colon.
-    return pem.contains("BEGIN ENCRYPTED PRIVATE KEY") || pem.contains(':');
+    // What OpenSSL asks about is a block of this name, or has this header, perhaps behind NULs.
+    return pem.contains("BEGIN ENCRYPTED PRIVATE KEY") || pem.contains("Proc-Type:") ||
+           pem.contains('\0');
 }
 
 QByteArray decrypted(EVP_PKEY *key, const QByteArray &data)

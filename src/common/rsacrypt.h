@@ -29,12 +29,11 @@ namespace logEncryption {
 /// RSA-PSS key that OpenSSL's readers take, as those of 3 do, works like any other. Keys are parsed
 /// anew by every call and never kept.
 ///
-/// **Passphrases.** A key that is protected by one cannot be read here, and nobody is asked for it:
-/// it is refused like a key that is damaged. What OpenSSL might ask about is refused by its text,
-/// before OpenSSL sees it: for a private key, any "BEGIN ENCRYPTED PRIVATE KEY" in the text and any
-/// PEM block with a header, which is how other encrypted blocks are made ("Proc-Type:
-/// 4,ENCRYPTED"); for a public key, a block of its form with a header. So keep no protected key in
-/// one text with a private key that is to be read; beside a public key it does no harm.
+/// **Passphrases.** A key that is protected by one cannot be read here, and nobody is asked for it.
+/// OpenSSL sees the text only up to the first block that might make it ask: for a private key, one
+/// named "ENCRYPTED PRIVATE KEY" and any with a header "Proc-Type:" or a NUL in it; for a public
+/// key, one of its own form with such a header or NUL. A good key before such a block is read, one
+/// behind it is not.
 ///
 /// **Failure** is an empty result. Nothing is logged or thrown, and the cause is not told; that
 /// memory runs out is a failure like any other. Every operation leaves the calling thread's OpenSSL
