@@ -9,18 +9,19 @@
 #include <QVector>
 
 /// Another receiver of StateChanged in this process, from \a sender or, when that is empty, from
-/// anybody. What has reached it had its chance to reach a monitor.
+/// anybody on the bus of \a connection. What has reached it had its chance to reach a monitor.
 class Subscriber : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit Subscriber(const QString &sender = QString())
+    explicit Subscriber(const QString &sender = QString(),
+                        QDBusConnection connection = QDBusConnection::systemBus())
     {
-        QDBusConnection::systemBus().connect(
-            sender, QStringLiteral("/org/freedesktop/NetworkManager"),
-            QStringLiteral("org.freedesktop.NetworkManager"), QStringLiteral("StateChanged"), this,
-            SLOT(onStateChanged(quint32))); // clazy:exclude=old-style-connect
+        connection.connect(sender, QStringLiteral("/org/freedesktop/NetworkManager"),
+                           QStringLiteral("org.freedesktop.NetworkManager"),
+                           QStringLiteral("StateChanged"), this,
+                           SLOT(onStateChanged(quint32))); // clazy:exclude=old-style-connect
     }
 
     QVector<quint32> states;

@@ -7,6 +7,7 @@
 #include "monitorlines.h"
 #include "patience.h"
 #include "privatebus.h"
+#include "subscriber.h"
 
 #include <syncstatus/monitornetwork.h>
 
@@ -75,7 +76,13 @@ void tst_MonitorBusLoss::newBusIsNotFollowed()
     QVERIFY(m_networkManager.start());
     m_networkManager.setConnectedDevices({100});
     m_networkManager.setState(70);
-    m_networkManager.emitStates({70});
+    const QString name = QStringLiteral("witness");
+    {
+        const Subscriber witness(QString(), QDBusConnection::connectToBus(m_bus.address(), name));
+        m_networkManager.emitStates({70});
+        QTRY_COMPARE_WITH_TIMEOUT(witness.states, QVector<quint32>({70}), patience);
+    }
+    QDBusConnection::disconnectFromBus(name);
     QVERIFY(!QDBusConnection::systemBus().isConnected());
     QVERIFY(!monitor.getNetworkState());
     QCOMPARE(log.takeLines(), QStringList({answerLine(false)}));

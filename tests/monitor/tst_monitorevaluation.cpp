@@ -12,6 +12,7 @@
 
 #include <QDBusObjectPath>
 #include <QLoggingCategory>
+#include <QSet>
 #include <QTest>
 
 namespace {
@@ -76,7 +77,7 @@ private Q_SLOTS:
     void stateReplyOfWrongTypeIsOffline();
 
     void noLinesWhileWarningsAreOff();
-    void linesNameTheirPlaceInTheSource();
+    void everyLineNamesItsPlaceInTheSource();
 
 private:
     PrivateBus m_bus;
@@ -372,17 +373,31 @@ void tst_MonitorEvaluation::noLinesWhileWarningsAreOff()
     QCOMPARE(log.takeLines(), QStringList({answerLine(true)}));
 }
 
-void tst_MonitorEvaluation::linesNameTheirPlaceInTheSource()
+void tst_MonitorEvaluation::everyLineNamesItsPlaceInTheSource()
 {
+    m_networkManager.setConnectedDevices({30});
+    m_networkManager.setState(60);
     LogCapture log;
     MonitorNetwork monitor(nullptr);
-    log.take();
+    QMetaObject::invokeMethod(&monitor, "onStateChanged", Q_ARG(quint32, 20));
     monitor.getNetworkState();
-    const QVector<LogRecord> records = log.take();
-    QCOMPARE(records.size(), 1);
-    QVERIFY(records.first().file.endsWith(QLatin1String("monitornetwork.cpp")));
-    QVERIFY(records.first().line > 0);
-    QCOMPARE(records.first().function, QStringLiteral("bool MonitorNetwork::getNetworkState()"));
+    QStringList functions;
+    QSet<int> places;
+    const auto records = log.take();
+    for (const LogRecord &record : records) {
+        QVERIFY2(record.file.endsWith(QLatin1String("/monitornetwork.cpp")),
+                 qPrintable(record.file));
+        QVERIFY(record.line > 0);
+        places.insert(record.line);
+        functions += record.function;
+    }
+    const QString evaluation = QStringLiteral("void MonitorNetworkPrivate::currectNetworkState()");
+    QCOMPARE(functions,
+             QStringList({QStringLiteral("QString MonitorNetworkPrivate::getPrimaryConnection()"),
+                          evaluation, evaluation, evaluation,
+                          QStringLiteral("void MonitorNetwork::onStateChanged(quint32)"),
+                          QStringLiteral("bool MonitorNetwork::getNetworkState()")}));
+    QCOMPARE(places.size(), functions.size());
 }
 
 ISOLATED_TEST_MAIN(tst_MonitorEvaluation)

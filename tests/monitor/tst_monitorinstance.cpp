@@ -1,15 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "constants.h"
 #include "fakenetworkmanager.h"
 #include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
+#include "monitornetwork_p.h"
 #include "patience.h"
 #include "privatebus.h"
 
 #include <syncstatus/monitornetwork.h>
 
+#include <QDBusConnection>
 #include <QMetaMethod>
 #include <QProcess>
 #include <QScopedPointer>
@@ -19,7 +22,46 @@
 #include <QTest>
 #include <QThread>
 
+#include <dlfcn.h>
+#include <link.h>
+
+#include <cstddef>
+#include <type_traits>
 #include <vector>
+
+namespace {
+
+using PrivatePart = QScopedPointer<MonitorNetworkPrivate> MonitorNetwork::*;
+
+PrivatePart privatePart();
+
+// An explicit instantiation may name a private member.
+template <PrivatePart member>
+struct Reveal
+{
+    friend PrivatePart privatePart() { return member; }
+};
+
+template struct Reveal<&MonitorNetwork::d_ptr>;
+
+// The virtual operations of an object's class, in their order.
+QVector<const void *> virtualTable(const QObject &object)
+{
+    const void *const *const first = *reinterpret_cast<const void *const *const *>(&object);
+    Dl_info info;
+    void *symbol = nullptr;
+    if (!dladdr1(first, &info, &symbol, RTLD_DL_SYMENT) || !symbol)
+        return {};
+    const auto *const end =
+        reinterpret_cast<const void *const *>(static_cast<const char *>(info.dli_saddr) +
+                                              static_cast<const ElfW(Sym) *>(symbol)->st_size);
+    QVector<const void *> table;
+    for (const void *const *entry = first; entry < end; ++entry)
+        table += *entry;
+    return table;
+}
+
+} // namespace
 
 // The one monitor of a process, and the class as others see it.
 class tst_MonitorInstance : public QObject
@@ -33,6 +75,9 @@ private Q_SLOTS:
     void isOneForThreadsThatAskAtOnce();
     void isNullPastTheExitHandlers();
     void metaObjectListsSignalThenSlot();
+    void onlyMetaObjectAndDestructorAreOverridden();
+    void privatePartHoldsProxyOwnerAndFlag();
+    void constantsAreUnsigned32();
 
 private:
     PrivateBus m_bus;
@@ -126,6 +171,56 @@ void tst_MonitorInstance::metaObjectListsSignalThenSlot()
     QCOMPARE(slot.parameterCount(), 1);
     QCOMPARE(slot.parameterNames(), QList<QByteArray>({"state"}));
     QCOMPARE(slot.returnType(), int(QMetaType::Void));
+}
+
+void tst_MonitorInstance::onlyMetaObjectAndDestructorAreOverridden()
+{
+    const QObject plain;
+    const MonitorNetwork monitor(nullptr);
+    const QVector<const void *> inherited = virtualTable(plain);
+    const QVector<const void *> table = virtualTable(monitor);
+    // metaObject(), qt_metacast(), qt_metacall() and the two forms of the destructor come first.
+    constexpr int overridden = 5;
+    QVERIFY(inherited.size() > overridden);
+    QCOMPARE(table.size(), inherited.size());
+    for (int i = 0; i < overridden; ++i)
+        QVERIFY(table.at(i) != inherited.at(i));
+    QCOMPARE(table.mid(overridden), inherited.mid(overridden));
+}
+
+void tst_MonitorInstance::privatePartHoldsProxyOwnerAndFlag()
+{
+    QVERIFY(!std::is_polymorphic_v<MonitorNetworkPrivate>);
+    QVERIFY((std::is_same_v<decltype(MonitorNetworkPrivate::networkManagerInterface),
+                            QScopedPointer<QDBusInterface>>));
+    QVERIFY((std::is_same_v<decltype(MonitorNetworkPrivate::q_ptr), MonitorNetwork *>));
+    QVERIFY((std::is_same_v<decltype(MonitorNetworkPrivate::networkState), bool>));
+    QCOMPARE(offsetof(MonitorNetworkPrivate, networkManagerInterface), size_t(0));
+    QCOMPARE(offsetof(MonitorNetworkPrivate, q_ptr), sizeof(void *));
+    QCOMPARE(offsetof(MonitorNetworkPrivate, networkState), 2 * sizeof(void *));
+    QCOMPARE(sizeof(MonitorNetworkPrivate), 3 * sizeof(void *));
+
+    LogCapture log;
+    const MonitorNetwork monitor(nullptr);
+    const auto &d = monitor.*privatePart();
+    QCOMPARE(d->networkManagerInterface->service(),
+             QStringLiteral("org.freedesktop.NetworkManager"));
+    QCOMPARE(d->networkManagerInterface->path(), QStringLiteral("/org/freedesktop/NetworkManager"));
+    QCOMPARE(d->networkManagerInterface->interface(),
+             QStringLiteral("org.freedesktop.NetworkManager"));
+    QCOMPARE(d->networkManagerInterface->connection().name(), QDBusConnection::systemBus().name());
+    QCOMPARE(d->networkManagerInterface->parent(), nullptr);
+    QCOMPARE(static_cast<const MonitorNetwork *>(d->q_ptr), &monitor);
+    QVERIFY(d->networkState);
+}
+
+void tst_MonitorInstance::constantsAreUnsigned32()
+{
+    using namespace syncstatus::constants;
+    QVERIFY((std::is_same_v<decltype(networkConnected), const quint32>));
+    QCOMPARE(networkConnected, 70U);
+    QVERIFY((std::is_same_v<decltype(networkDeviceConnected), const quint32>));
+    QCOMPARE(networkDeviceConnected, 100U);
 }
 
 ISOLATED_TEST_MAIN(tst_MonitorInstance)

@@ -6,6 +6,7 @@
 #include "logcapture.h"
 #include "monitorlines.h"
 #include "patience.h"
+#include "uplink.h"
 
 #include <syncstatus/monitornetwork.h>
 
@@ -26,32 +27,31 @@ private Q_SLOTS:
     void isOfflineWithTheUplinkDown();
     void everyReturnOfTheUplinkIsAnnounced();
     void restartedNetworkManagerIsFollowed();
+    void restartWhileOnlineKeepsTheFlagAndIsFollowed();
     void asksTheSameCallsOfTheRealOne();
 
 private:
-    static bool setUplink(bool up);
     static bool control(const QString &operation);
+    static QStringList takeCalls(BusMonitor &busMonitor);
 };
 
 void tst_MonitorNetworkManager::initTestCase()
 {
-    if (qEnvironmentVariableIsEmpty("SYNCSTATUS_SANDBOX_NETWORKMANAGER"))
+    if (!isInSandbox())
         QSKIP("to be run by scripts/sandbox");
-}
-
-bool tst_MonitorNetworkManager::setUplink(bool up)
-{
-    // Returns when the connection has come to its new state.
-    return QProcess::execute(QStringLiteral("nmcli"),
-                             {QStringLiteral("connection"),
-                              up ? QStringLiteral("up") : QStringLiteral("down"),
-                              QStringLiteral("uplink")}) == 0;
 }
 
 bool tst_MonitorNetworkManager::control(const QString &operation)
 {
     return QProcess::execute(QString::fromLocal8Bit(qgetenv("SYNCSTATUS_SANDBOX_NETWORKMANAGER")),
                              {operation}) == 0;
+}
+
+// This process's calls of NetworkManager.
+QStringList tst_MonitorNetworkManager::takeCalls(BusMonitor &busMonitor)
+{
+    return busMonitor.takeCalls(QDBusConnection::systemBus().baseService())
+        .filter(QStringLiteral("org.freedesktop.NetworkManager /"));
 }
 
 void tst_MonitorNetworkManager::init()
@@ -89,6 +89,8 @@ void tst_MonitorNetworkManager::everyReturnOfTheUplinkIsAnnounced()
     MonitorNetwork monitor(nullptr);
     const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
     QVERIFY(!monitor.getNetworkState());
+    BusMonitor busMonitor;
+    QVERIFY(busMonitor.start());
     QStringList lines;
     for (int times = 1; times <= 3; ++times) {
         QVERIFY(setUplink(true));
@@ -101,6 +103,7 @@ void tst_MonitorNetworkManager::everyReturnOfTheUplinkIsAnnounced()
     }
     QCOMPARE(changes.size(), 3);
     QCOMPARE(lines.count(changeLine(70)), 3);
+    QCOMPARE(takeCalls(busMonitor), QStringList()); // no second evaluation
 }
 
 void tst_MonitorNetworkManager::restartedNetworkManagerIsFollowed()
@@ -109,11 +112,34 @@ void tst_MonitorNetworkManager::restartedNetworkManagerIsFollowed()
     MonitorNetwork monitor(nullptr);
     const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
     QVERIFY(!monitor.getNetworkState());
+    BusMonitor busMonitor;
+    QVERIFY(busMonitor.start());
     QVERIFY(control(QStringLiteral("stop")));
     QVERIFY(control(QStringLiteral("start")));
     QVERIFY(setUplink(true));
     QTRY_VERIFY_WITH_TIMEOUT(!changes.isEmpty(), patience);
     QVERIFY(monitor.getNetworkState());
+    QCOMPARE(takeCalls(busMonitor), QStringList());
+}
+
+void tst_MonitorNetworkManager::restartWhileOnlineKeepsTheFlagAndIsFollowed()
+{
+    MonitorNetwork monitor(nullptr);
+    const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
+    QVERIFY(monitor.getNetworkState());
+    BusMonitor busMonitor;
+    QVERIFY(busMonitor.start());
+    for (int restart = 0; restart < 2; ++restart) {
+        QVERIFY(control(QStringLiteral("stop")));
+        QCoreApplication::processEvents();
+        QVERIFY(monitor.getNetworkState());
+        const int before = changes.size();
+        QVERIFY(control(QStringLiteral("start")));
+        QVERIFY(setUplink(true));
+        QTRY_VERIFY_WITH_TIMEOUT(changes.size() > before, patience);
+        QVERIFY(monitor.getNetworkState());
+    }
+    QCOMPARE(takeCalls(busMonitor), QStringList());
 }
 
 void tst_MonitorNetworkManager::asksTheSameCallsOfTheRealOne()
@@ -122,8 +148,7 @@ void tst_MonitorNetworkManager::asksTheSameCallsOfTheRealOne()
     QVERIFY(busMonitor.start());
     LogCapture log;
     MonitorNetwork monitor(nullptr);
-    const QStringList calls = busMonitor.takeCalls(QDBusConnection::systemBus().baseService())
-                                  .filter(QStringLiteral("org.freedesktop.NetworkManager /"));
+    const QStringList calls = takeCalls(busMonitor);
     QCOMPARE(calls.size(), 5);
     QVERIFY(calls.at(0).endsWith(QLatin1String(".Introspect")));
     QVERIFY(calls.at(1).endsWith(QLatin1String(" PrimaryConnection")));

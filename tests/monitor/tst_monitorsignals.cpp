@@ -51,6 +51,7 @@ private Q_SLOTS:
     void initTestCase();
 
     void gainSetsFlagAndIsAnnounced();
+    void lineAndFlagComeBeforeTheAnnouncement();
     void lossChangesNothing();
     void everyReportOfGlobalConnectivityIsAnnounced();
     void unchangedReportsAreAnnouncedToo();
@@ -66,6 +67,7 @@ private Q_SLOTS:
     void signalOfOtherObjectIsIgnored();
 
     void absentAtConstructionIsOfflineForGood();
+    void flagOutlivesNetworkManager();
     void gainsAreFollowedAfterRestart();
 
 private:
@@ -120,6 +122,19 @@ void tst_MonitorSignals::gainSetsFlagAndIsAnnounced()
     QCOMPARE(m_lines, QStringList({changeLine(70), changeLine(lastState)}));
     QCOMPARE(*m_changes, QList<QVariantList>({{true}}));
     QVERIFY(m_monitor->getNetworkState());
+}
+
+void tst_MonitorSignals::lineAndFlagComeBeforeTheAnnouncement()
+{
+    makeMonitor(20);
+    QStringList lines;
+    connect(m_monitor.data(), &MonitorNetwork::networkStateChange, this, [&] {
+        m_monitor->getNetworkState();
+        lines = m_log->takeLines();
+    });
+    m_networkManager.emitStates({70});
+    QTRY_COMPARE_WITH_TIMEOUT(m_changes->size(), 1, patience);
+    QCOMPARE(lines, QStringList({changeLine(70), answerLine(true)}));
 }
 
 void tst_MonitorSignals::lossChangesNothing()
@@ -322,6 +337,26 @@ void tst_MonitorSignals::absentAtConstructionIsOfflineForGood()
     QCOMPARE(changes.size(), 0);
     QVERIFY(!monitor.getNetworkState());
     QCOMPARE(busMonitor.takeCalls(QDBusConnection::systemBus().baseService()), QStringList());
+}
+
+void tst_MonitorSignals::flagOutlivesNetworkManager()
+{
+    makeMonitor(70);
+    m_networkManager.stop();
+    QTRY_VERIFY_WITH_TIMEOUT(!QDBusConnection::systemBus().interface()->isServiceRegistered(
+                                 QStringLiteral("org.freedesktop.NetworkManager")),
+                             patience);
+    QCoreApplication::processEvents();
+    QVERIFY(m_monitor->getNetworkState());
+    QCOMPARE(m_log->takeLines(), QStringList({answerLine(true)}));
+
+    QVERIFY(m_networkManager.start());
+    m_networkManager.setPrimaryConnection(QStringLiteral("/"));
+    m_networkManager.setState(20);
+    m_networkManager.emitStates({20, lastState});
+    QVERIFY(waitForLastState());
+    QVERIFY(m_monitor->getNetworkState());
+    QCOMPARE(m_changes->size(), 0);
 }
 
 void tst_MonitorSignals::gainsAreFollowedAfterRestart()

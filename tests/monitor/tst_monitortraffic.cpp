@@ -10,7 +10,10 @@
 
 #include <syncstatus/monitornetwork.h>
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QLoggingCategory>
+#include <QScopedPointer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -32,6 +35,58 @@ QString readState(int number)
     return QStringLiteral("org.freedesktop.NetworkManager %1 org.freedesktop.DBus.Properties.Get "
                           "org.freedesktop.NetworkManager.Device State")
         .arg(FakeNetworkManager::devicePath(number));
+}
+
+// Qt's rule for the name's owner, and that of the subscription.
+const char ownerRule[] = "type='signal',sender='org.freedesktop.DBus',"
+                         "interface='org.freedesktop.DBus',member='NameOwnerChanged',"
+                         "arg0='org.freedesktop.NetworkManager'";
+const char stateChangedRule[] = "type='signal',sender='org.freedesktop.NetworkManager',"
+                                "path='/org/freedesktop/NetworkManager',"
+                                "interface='org.freedesktop.NetworkManager',"
+                                "member='StateChanged'";
+
+QString callOfBus(const QString &call)
+{
+    return QLatin1String("org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus.") + call;
+}
+
+QString addMatch(const char *rule)
+{
+    return callOfBus(QLatin1String("AddMatch ") + QLatin1String(rule));
+}
+
+QString removeMatch(const char *rule)
+{
+    return callOfBus(QLatin1String("RemoveMatch ") + QLatin1String(rule));
+}
+
+QString hello()
+{
+    return callOfBus(QStringLiteral("Hello"));
+}
+
+QString askOwner()
+{
+    return callOfBus(QStringLiteral("GetNameOwner org.freedesktop.NetworkManager"));
+}
+
+// A message handler that makes each line of the library a call, so that the bus sees it among the
+// other calls of this process.
+void callWithLine(QtMsgType, const QMessageLogContext &context, const QString &text)
+{
+    if (qstrcmp(context.category, "org.corvel.license.agent") != 0)
+        return;
+    const QString name = QStringLiteral("test.Log");
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(name, QStringLiteral("/"), name, QStringLiteral("Line"));
+    call.setArguments({text});
+    QDBusConnection::systemBus().send(call);
+}
+
+QString line(const QString &text)
+{
+    return QLatin1String("test.Log / test.Log.Line codestack:  ") + text;
 }
 
 QStringList strings(std::initializer_list<const char *> texts)
@@ -60,6 +115,8 @@ private Q_SLOTS:
     void absentNetworkManagerIsTriedOnce();
     void callsOfTheBusItselfDoNotGrowWithDevices();
     void nothingIsAskedAfterConstruction();
+    void subscriptionReadsAndLinesAreInOrder();
+    void deletionTakesTheSubscriptionBack();
 
 private:
     QStringList takeCalls();
@@ -152,19 +209,9 @@ void tst_MonitorTraffic::callsOfTheBusItselfDoNotGrowWithDevices()
     QCOMPARE(takeCalls().count(readState(50)), 2);
 
     // As many with one device: Qt follows the name's owner once for all its proxies.
-    const QString bus = QStringLiteral("org.freedesktop.DBus /org/freedesktop/DBus "
-                                       "org.freedesktop.DBus.");
-    const QString followOwner =
-        bus + QStringLiteral("AddMatch type='signal',sender='org.freedesktop.DBus',"
-                             "interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-                             "arg0='org.freedesktop.NetworkManager'");
-    const QString askOwner = bus + QStringLiteral("GetNameOwner org.freedesktop.NetworkManager");
-    const QString subscribe =
-        bus + QStringLiteral("AddMatch type='signal',sender='org.freedesktop.NetworkManager',"
-                             "path='/org/freedesktop/NetworkManager',"
-                             "interface='org.freedesktop.NetworkManager',member='StateChanged'");
-    QCOMPARE(m_callsOfBus, QStringList({bus + QStringLiteral("Hello"), followOwner, askOwner,
-                                        subscribe, followOwner, askOwner}));
+    QCOMPARE(m_callsOfBus,
+             QStringList({hello(), addMatch(ownerRule), askOwner(), addMatch(stateChangedRule),
+                          addMatch(ownerRule), askOwner()}));
 }
 
 void tst_MonitorTraffic::nothingIsAskedAfterConstruction()
@@ -181,6 +228,43 @@ void tst_MonitorTraffic::nothingIsAskedAfterConstruction()
     QVERIFY(monitor.getNetworkState());
     QCOMPARE(takeCalls(), QStringList());
     QCOMPARE(m_callsOfBus, QStringList());
+}
+
+void tst_MonitorTraffic::subscriptionReadsAndLinesAreInOrder()
+{
+    m_networkManager.setConnectedDevices({30});
+    m_networkManager.setState(60);
+    const QtMessageHandler previous = qInstallMessageHandler(callWithLine);
+    const MonitorNetwork monitor(nullptr);
+    qInstallMessageHandler(previous);
+    const QString self = QDBusConnection::systemBus().baseService();
+    QCOMPARE(m_busMonitor.takeCalls(self),
+             QStringList({hello(), QLatin1String(introspect), addMatch(ownerRule), askOwner(),
+                          addMatch(stateChangedRule), addMatch(ownerRule), askOwner(),
+                          QLatin1String(readPrimaryConnection),
+                          line(QStringLiteral("get primary connection path: \"%1\"")
+                                   .arg(FakeNetworkManager::connectionPath())),
+                          QLatin1String(readDevices),
+                          line(QStringLiteral("device interface path: \"%1\"")
+                                   .arg(FakeNetworkManager::devicePath(1))),
+                          readState(1), line(QStringLiteral("current device network state: 30")),
+                          readState(1), QLatin1String(callState),
+                          line(QStringLiteral("get network state error!"))}));
+}
+
+void tst_MonitorTraffic::deletionTakesTheSubscriptionBack()
+{
+    m_networkManager.setConnectedDevices({30});
+    LogCapture log;
+    QScopedPointer<MonitorNetwork> monitor(new MonitorNetwork(nullptr));
+    takeCalls();
+
+    monitor.reset();
+    QCOMPARE(takeCalls(), QStringList());
+    // As many rules as were added. Qt may take back one of its own besides.
+    QCOMPARE(m_callsOfBus.filter(QStringLiteral("org.freedesktop.NetworkManager")),
+             QStringList(
+                 {removeMatch(stateChangedRule), removeMatch(ownerRule), removeMatch(ownerRule)}));
 }
 
 ISOLATED_TEST_MAIN(tst_MonitorTraffic)
