@@ -25,6 +25,7 @@
 #include <dlfcn.h>
 #include <link.h>
 
+#include <atomic>
 #include <cstddef>
 #include <type_traits>
 #include <vector>
@@ -72,6 +73,7 @@ private Q_SLOTS:
     void initTestCase();
 
     void isMadeByTheFirstCall();
+    void livesInTheThreadThatAsksFirst();
     void isOneForThreadsThatAskAtOnce();
     void isNullPastTheExitHandlers();
     void metaObjectListsSignalThenSlot();
@@ -106,6 +108,28 @@ void tst_MonitorInstance::isMadeByTheFirstCall()
     const QSignalSpy changes(monitor, &MonitorNetwork::networkStateChange);
     m_networkManager.emitStates({70});
     QTRY_COMPARE_WITH_TIMEOUT(changes.size(), 1, patience);
+}
+
+void tst_MonitorInstance::livesInTheThreadThatAsksFirst()
+{
+    QThread thread;
+    QObject asker; // whose events the thread runs
+    asker.moveToThread(&thread);
+    thread.start();
+    MonitorNetwork *monitor = nullptr;
+    QMetaObject::invokeMethod(
+        &asker, [&] { monitor = MonitorNetwork::getInstance(); }, Qt::BlockingQueuedConnection);
+    QVERIFY(monitor);
+    QCOMPARE(monitor->thread(), &thread);
+
+    std::atomic<QThread *> announcedIn{nullptr};
+    connect(
+        monitor, &MonitorNetwork::networkStateChange, monitor,
+        [&] { announcedIn = QThread::currentThread(); }, Qt::DirectConnection);
+    m_networkManager.emitStates({70});
+    QTRY_COMPARE_WITH_TIMEOUT(announcedIn.load(), &thread, patience);
+    thread.quit();
+    QVERIFY(thread.wait());
 }
 
 void tst_MonitorInstance::isOneForThreadsThatAskAtOnce()

@@ -67,7 +67,8 @@ void MonitorNetworkPrivate::currectNetworkState()
                 continue;
             const QScopedPointer<DeviceProxy> device(new DeviceProxy(
                 networkManagerService(), path.path(), QDBusConnection::systemBus()));
-            // The line and the test each read the state for themselves.
+            // The line and the test each read the state for themselves. A state of another type
+            // than NetworkManager's "u" is none, as a typed proxy has it, and counts as 0.
             qCWarning(ll_agent) << "codestack: "
                                 << "current device network state:" << device->state();
             if (device->state() == networkDeviceConnected) {
