@@ -15,6 +15,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <cxxabi.h>
 #include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
@@ -24,6 +25,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <utility>
 
 // No function of OpenSSL may be used here but by calling it. A pointer to one (a deleter of
 // std::unique_ptr, an argument, a table) would be a relocation that the dynamic loader resolves
@@ -62,7 +64,15 @@ struct RsaDeleter
     void operator()(RSA *rsa) const { RSA_free(rsa); }
 };
 
-using Key = std::unique_ptr<RSA, RsaDeleter>;
+// A key that was read, and what it was read from. The BIO is freed first.
+struct Key
+{
+    std::unique_ptr<RSA, RsaDeleter> rsa;
+    std::unique_ptr<BIO, BioDeleter> bio;
+
+    explicit operator bool() const { return bool(rsa); }
+    RSA *get() const { return rsa.get(); }
+};
 
 // Made first in every operation, so that it works last, after all else is freed.
 class ErrorQueueCleaner
@@ -120,7 +130,7 @@ Key readKey(const QByteArray &pem, KeyUse use)
     std::unique_ptr<BIO, BioDeleter> bio(
         BIO_new_mem_buf(pem.constData(), sizeWithoutQuestions(pem, name)));
     if (!bio)
-        return nullptr;
+        return {};
 
     RSA *key = RSA_new();
     const RSA *read = nullptr;
@@ -132,15 +142,15 @@ Key readKey(const QByteArray &pem, KeyUse use)
     // encryption: OpenSSL judges any other text.
     else if (use == KeyUse::PublicDecryption || pem.contains(publicKeyHeaderSymbol))
         read = PEM_read_bio_RSA_PUBKEY(bio.get(), &key, nullptr, nullptr);
-    bio.reset();
     // A failing reader has either left the object alone or (RSAPublicKey on bad DER) freed it and
     // set `key` to null, in OpenSSL 1.1 and 3 alike. So `key` knows what is left to free, as long
     // as the result does not replace it.
     if (!read) {
+        bio.reset();
         RSA_free(key);
-        return nullptr;
+        return {};
     }
-    return Key(key);
+    return {std::unique_ptr<RSA, RsaDeleter>(key), std::move(bio)};
 }
 
 // The buffer that each block's output passes through, cleared also when memory runs out.
@@ -255,7 +265,9 @@ try {
     if (logSign.size() + (qint64(ciphertext.size()) + 2) / 3 * 4 > largestSize)
         return logSign;
     return logSign + ciphertext.toBase64();
-} catch (const std::exception &) {
+} catch (const abi::__forced_unwind &) { // the thread is cancelled, which must go on
+    throw;
+} catch (...) { // whatever the host's joining throws
     return logSign;
 }
 

@@ -25,7 +25,7 @@ constexpr int markerSize = 21;
 // clazy:excludeall=non-pod-global-static
 QByteArray joinedKey;
 QList<QStringList> asked;
-bool joiningThrows = false;
+enum class Joining { Works, LacksMemory, ThrowsANumber } joining = Joining::Works;
 
 } // namespace
 
@@ -34,8 +34,10 @@ bool joiningThrows = false;
 QByteArray SecretkeySplit::recoverSecretKey(const QStringList &pieces)
 {
     asked += pieces;
-    if (joiningThrows)
+    if (joining == Joining::LacksMemory)
         throw std::bad_alloc();
+    if (joining == Joining::ThrowsANumber)
+        throw 5;
     return joinedKey;
 }
 
@@ -202,11 +204,16 @@ void TestLogText::aKeyThatIsNoneGivesTheMarkerAlone()
 
 void TestLogText::joiningThatThrowsGivesTheMarkerAlone()
 {
-    joiningThrows = true;
-    const QByteArray logText = RsaCrypt::logEncryptToBase64("word");
-    joiningThrows = false;
-    QCOMPARE(logText, QByteArray(marker));
-    QCOMPARE(asked.size(), 1);
+    for (const Joining how : {Joining::LacksMemory, Joining::ThrowsANumber}) {
+        asked.clear();
+        ERR_put_error(ERR_LIB_USER, 0, 1, __FILE__, __LINE__);
+        joining = how;
+        const QByteArray logText = RsaCrypt::logEncryptToBase64("word");
+        joining = Joining::Works;
+        QCOMPARE(logText, QByteArray(marker));
+        QCOMPARE(asked.size(), 1);
+        QCOMPARE(ERR_peek_error(), 0UL);
+    }
 }
 
 // Bytes that lie in the library would be gone with it.

@@ -110,7 +110,7 @@ void TestRsaCalls::theFunctionsNeededAreCalledInOrder()
     operation(QByteArray(100, 'x'), key);
     QCOMPARE(standIns.calls,
              (QStringList{QStringLiteral("BIO_new_mem_buf"), QStringLiteral("RSA_new"), reader,
-                          QStringLiteral("BIO_free_all"), QStringLiteral("RSA_size"), work,
+                          QStringLiteral("RSA_size"), work, QStringLiteral("BIO_free_all"),
                           QStringLiteral("RSA_free"), QStringLiteral("ERR_clear_error")}));
     QVERIFY(standIns.readerHadObject);
     QVERIFY(!standIns.readerHadCallback);
@@ -165,6 +165,9 @@ void TestRsaCalls::readingWorksWithoutAnObjectToFill()
     standIns.failRsaNew = true;
     QCOMPARE(RsaCrypt::rsaPublicKeyEncrypt("x", m_pair.publicPkcs1).size(), 128);
     QCOMPARE(RsaCrypt::rsaPublicKeyEncrypt("x", m_pair.publicSpki).size(), 128);
+    const QByteArray block = RsaCrypt::rsaPublicKeyEncrypt("x", m_pair.publicSpki);
+    QCOMPARE(RsaCrypt::rsaPrivateKeyDecrypt(block, m_pair.privatePkcs1), QByteArray("x"));
+    QCOMPARE(RsaCrypt::rsaPrivateKeyDecrypt(block, m_pair.privatePkcs8), QByteArray("x"));
 }
 
 void TestRsaCalls::blocksAreCutAtTheLimit()
