@@ -23,7 +23,8 @@ long privateMemory()
     QFile file(QStringLiteral("/proc/self/smaps_rollup"));
     long kilobytes = 0;
     if (file.open(QIODevice::ReadOnly)) {
-        for (const QByteArray &line : file.readAll().split('\n')) {
+        const QList<QByteArray> lines = file.readAll().split('\n');
+        for (const QByteArray &line : lines) {
             if (line.startsWith("Private_Dirty:"))
                 kilobytes += line.simplified().split(' ').at(1).toLong();
         }
