@@ -26,16 +26,17 @@ Q_DECL_EXPORT void *malloc(std::size_t size)
     return __libc_malloc(size);
 }
 
-Q_DECL_EXPORT void *calloc(std::size_t count, std::size_t size)
+// The parameters have the names of the declarations.
+Q_DECL_EXPORT void *calloc(std::size_t nmemb, std::size_t size)
 {
     ++allocations;
-    return __libc_calloc(count, size);
+    return __libc_calloc(nmemb, size);
 }
 
-Q_DECL_EXPORT void *realloc(void *memory, std::size_t size)
+Q_DECL_EXPORT void *realloc(void *ptr, std::size_t size)
 {
     ++allocations;
-    return __libc_realloc(memory, size);
+    return __libc_realloc(ptr, size);
 }
 }
 

@@ -113,19 +113,23 @@ void tst_MonitorInstance::isMadeByTheFirstCall()
 void tst_MonitorInstance::livesInTheThreadThatAsksFirst()
 {
     QThread thread;
-    QObject asker; // whose events the thread runs
-    asker.moveToThread(&thread);
-    thread.start();
+    QObject inThread;
+    inThread.moveToThread(&thread);
     MonitorNetwork *monitor = nullptr;
-    QMetaObject::invokeMethod(
-        &asker, [&] { monitor = MonitorNetwork::getInstance(); }, Qt::BlockingQueuedConnection);
+    QSemaphore asked;
+    connect(&thread, &QThread::started, &inThread, [&] {
+        monitor = MonitorNetwork::getInstance();
+        asked.release();
+    });
+    thread.start();
+    asked.acquire();
     QVERIFY(monitor);
     QCOMPARE(monitor->thread(), &thread);
 
-    std::atomic<QThread *> announcedIn{nullptr};
+    static std::atomic<QThread *> announcedIn{nullptr};
     connect(
         monitor, &MonitorNetwork::networkStateChange, monitor,
-        [&] { announcedIn = QThread::currentThread(); }, Qt::DirectConnection);
+        [] { announcedIn = QThread::currentThread(); }, Qt::DirectConnection);
     m_networkManager.emitStates({70});
     QTRY_COMPARE_WITH_TIMEOUT(announcedIn.load(), &thread, patience);
     thread.quit();
