@@ -127,14 +127,13 @@ void tst_MonitorSignals::gainSetsFlagAndIsAnnounced()
 void tst_MonitorSignals::lineAndFlagComeBeforeTheAnnouncement()
 {
     makeMonitor(20);
-    QStringList lines;
-    connect(m_monitor.data(), &MonitorNetwork::networkStateChange, this, [&] {
+    connect(m_monitor.data(), &MonitorNetwork::networkStateChange, this, [this] {
         m_monitor->getNetworkState();
-        lines = m_log->takeLines();
+        m_lines = m_log->takeLines();
     });
     m_networkManager.emitStates({70});
     QTRY_COMPARE_WITH_TIMEOUT(m_changes->size(), 1, patience);
-    QCOMPARE(lines, QStringList({changeLine(70), answerLine(true)}));
+    QCOMPARE(m_lines, QStringList({changeLine(70), answerLine(true)}));
 }
 
 void tst_MonitorSignals::lossChangesNothing()

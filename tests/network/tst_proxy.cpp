@@ -61,23 +61,23 @@ public:
 class ProxyWatch
 {
 public:
-    explicit ProxyWatch(const QTcpSocket &socket)
+    explicit ProxyWatch(const QTcpSocket &socket) : m_socket(socket)
     {
-        s_socket = &socket;
-        s_seen.clear();
+        s_watch = this;
         m_previous =
             qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {
-                s_seen.append(s_socket->proxy());
+                s_watch->m_seen.append(s_watch->m_socket.proxy());
             });
     }
     ~ProxyWatch() { qInstallMessageHandler(m_previous); }
     Q_DISABLE_COPY(ProxyWatch)
 
-    [[nodiscard]] QVector<QNetworkProxy> seen() const { return s_seen; }
+    [[nodiscard]] QVector<QNetworkProxy> seen() const { return m_seen; }
 
 private:
-    static inline const QTcpSocket *s_socket = nullptr;
-    static inline QVector<QNetworkProxy> s_seen;
+    static inline ProxyWatch *s_watch = nullptr;
+    const QTcpSocket &m_socket;
+    QVector<QNetworkProxy> m_seen;
     QtMessageHandler m_previous;
 };
 
