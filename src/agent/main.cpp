@@ -11,7 +11,9 @@
 #include <QDir>
 #include <QJsonDocument>
 
+#include <fcntl.h>
 #include <openssl/crypto.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -34,6 +36,16 @@ QString installedPluginDir()
     const QDir programs(QCoreApplication::applicationDirPath());
     return QDir::cleanPath(
         programs.absoluteFilePath(QStringLiteral(SYNCSTATUS_PLUGIN_DIR_FROM_BINDIR)));
+}
+
+/// Takes the standard descriptors that the caller has closed (`>&-`): they would go to what is
+/// opened first, and the lines with them. The wrong way round, so that their use fails as before.
+void occupyStandardDescriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0)
+            (void)open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
 }
 
 bool print(const QByteArray &text)
@@ -165,6 +177,7 @@ int wrongCommandLine(const QCommandLineParser &parser)
 
 int main(int argc, char *argv[])
 {
+    occupyStandardDescriptors(); // before anything is opened
     qInstallMessageHandler(writeToStandardError);
     QCoreApplication::setApplicationName(QStringLiteral("syncstatus-agent"));
     QCoreApplication::setApplicationVersion(QStringLiteral(SYNCSTATUS_VERSION));

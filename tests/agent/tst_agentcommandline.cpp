@@ -408,6 +408,14 @@ void AgentCommandLine::failsWhenItsAnswerCannotBeWritten()
     QCOMPARE(agent.run(pluginDir(folder, {option})), 1);
     QCOMPARE(agent.errors(),
              agentMessages({s("cannot write to standard output: No space left on device")}));
+
+    AgentProcess closed;
+    closed.start(QStringList({s("-c"), s("exec \"$0\" \"$@\" >&-"), s(AGENT_PROGRAM)}) +
+                     pluginDir(folder, {option}),
+                 s("/bin/sh"));
+    QCOMPARE(closed.exitStatus(), 1);
+    QCOMPARE(closed.errors(),
+             agentMessages({s("cannot write to standard output: Bad file descriptor")}));
 }
 
 QTEST_GUILESS_MAIN(AgentCommandLine)

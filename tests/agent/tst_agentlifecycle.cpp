@@ -2,11 +2,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "agentprocess.h"
+#include "patience.h"
 
+#include <QDir>
 #include <QFile>
 #include <QPluginLoader>
 #include <QTest>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <csignal>
@@ -50,6 +53,9 @@ private Q_SLOTS:
     void pausesAndYieldsBeforeEachDelayedInitialize();
     void namesEachState();
     void stopsOrderlyWhenNobodyReadsItsOutput();
+    void writesIntoNothingElseWhenStandardDescriptorsAreClosed_data();
+    void writesIntoNothingElseWhenStandardDescriptorsAreClosed();
+    void handsNoDescriptorToPrograms();
 
     void runsTheGoodPluginsAmongAllSortsOfFiles();
     void keepsAFailureToItsPlugin_data();
@@ -266,6 +272,73 @@ void AgentLifecycle::stopsOrderlyWhenNobodyReadsItsOutput()
                             s("First: ExtensionsInitialized"), s("Second: ExtensionsInitialized"),
                             s("Second: Stopped"), s("First: Stopped"), s("Second: Deleted"),
                             s("First: Deleted")}));
+}
+
+void AgentLifecycle::writesIntoNothingElseWhenStandardDescriptorsAreClosed_data()
+{
+    QTest::addColumn<QString>("redirections");
+    QTest::addColumn<QVector<int>>("closed");
+    QTest::newRow("output") << s(">&-") << QVector<int>({1});
+    // The pipe of the signals took both, and the lines were taken for signals.
+    QTest::newRow("input and output") << s("<&- >&-") << QVector<int>({0, 1});
+}
+
+void AgentLifecycle::writesIntoNothingElseWhenStandardDescriptorsAreClosed()
+{
+    QFETCH(QString, redirections);
+    QFETCH(QVector<int>, closed);
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    agent.setLoggingRules(s("*=false;syncstatus.agent=true"));
+    agent.start(QStringList({s("-c"), s("exec \"$0\" \"$@\" ") + redirections, s(AGENT_PROGRAM)}) +
+                    pluginDir(folder),
+                s("/bin/sh"));
+    const QStringList cannot(s("cannot write to standard output: Bad file descriptor"));
+    const QStringList up =
+        agentMessages(QStringList({s("First: Found"), s("First: Loaded")}) + cannot +
+                      QStringList({s("First: Initialized"), s("First: ExtensionsInitialized"),
+                                   s("First: Running")}) +
+                      cannot + cannot); // "started First", and that it is not online
+    QTRY_COMPARE_WITH_TIMEOUT(agent.errors(), up, patience);
+    for (const int descriptor : qAsConst(closed))
+        QCOMPARE(QFile::symLinkTarget(s("/proc/%1/fd/%2").arg(agent.processId()).arg(descriptor)),
+                 s("/dev/null"));
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(
+        agent.errors().mid(up.size()),
+        agentMessages(cannot + QStringList({s("First: Stopped"), s("First: Deleted")}) + cannot));
+}
+
+void AgentLifecycle::handsNoDescriptorToPrograms()
+{
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    const QDir descriptors(s("/proc/%1/fdinfo").arg(agent.processId()));
+    const QStringList names = descriptors.entryList(QDir::Files);
+    // The kind and number of what is open; Qt makes the link's text a path.
+    const auto opened = [](const QString &process, const QString &descriptor) {
+        return QFile::symLinkTarget(s("/proc/") + process + s("/fd/") + descriptor)
+            .section(QLatin1Char('/'), -1);
+    };
+    int checked = 0;
+    for (const QString &name : names) {
+        // Not what it was started with.
+        if (name.toInt() <= 2 ||
+            opened(QString::number(agent.processId()), name) == opened(s("self"), name))
+            continue;
+        QFile file(descriptors.filePath(name));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QList<QByteArray> fields = file.readAll().simplified().split(' ');
+        bool octal = false;
+        const int flags = fields.value(fields.indexOf("flags:") + 1).toInt(&octal, 8);
+        QVERIFY(octal);
+        QVERIFY2(flags & O_CLOEXEC, qPrintable(name));
+        ++checked;
+    }
+    QVERIFY(checked >= 2); // the pipe of the signals at least
+    QCOMPARE(agent.terminate(), 0);
 }
 
 void AgentLifecycle::runsTheGoodPluginsAmongAllSortsOfFiles()
