@@ -60,6 +60,7 @@ private Q_SLOTS:
     void emptyPrimaryConnectionFallsBackToState();
 
     void missingPrimaryConnectionFallsBackToState();
+    void primaryConnectionAnsweredByAnErrorFallsBackToState();
     void missingConnectionObjectFallsBackToState();
     void missingDevicesFallBackToState();
     void missingDeviceObjectCountsAsState0();
@@ -210,6 +211,20 @@ void tst_MonitorEvaluation::emptyPrimaryConnectionFallsBackToState()
 
 void tst_MonitorEvaluation::missingPrimaryConnectionFallsBackToState()
 {
+    m_networkManager.setState(70);
+    QCOMPARE(linesOfNewMonitor(), QStringList({primaryLine(QString()), answerLine(true)}));
+    m_networkManager.setState(60);
+    QCOMPARE(linesOfNewMonitor(),
+             QStringList({primaryLine(QString()), errorLine(), answerLine(false)}));
+}
+
+void tst_MonitorEvaluation::primaryConnectionAnsweredByAnErrorFallsBackToState()
+{
+    m_networkManager.setConnectedDevices({100});
+    QCOMPARE(linesOfNewMonitor().constLast(),
+             answerLine(true)); // Qt knows of the property by now, and asks for it
+    m_networkManager.stop();
+    QVERIFY(m_networkManager.start()); // without any property
     m_networkManager.setState(70);
     QCOMPARE(linesOfNewMonitor(), QStringList({primaryLine(QString()), answerLine(true)}));
     m_networkManager.setState(60);

@@ -79,6 +79,7 @@ private Q_SLOTS:
     void metaObjectListsSignalThenSlot();
     void onlyMetaObjectAndDestructorAreOverridden();
     void privatePartHoldsProxyOwnerAndFlag();
+    void proxyReachesSlotAtOnceOrInItsThread();
     void constantsAreUnsigned32();
 
 private:
@@ -240,6 +241,31 @@ void tst_MonitorInstance::privatePartHoldsProxyOwnerAndFlag()
     QCOMPARE(d->networkManagerInterface->parent(), nullptr);
     QCOMPARE(static_cast<const MonitorNetwork *>(d->q_ptr), &monitor);
     QVERIFY(d->networkState);
+}
+
+// As connections of the automatic type do.
+void tst_MonitorInstance::proxyReachesSlotAtOnceOrInItsThread()
+{
+    MonitorNetwork monitor(nullptr);
+    static std::atomic<QThread *> announcedIn{nullptr};
+    connect(
+        &monitor, &MonitorNetwork::networkStateChange, &monitor,
+        [] { announcedIn = QThread::currentThread(); }, Qt::DirectConnection);
+    QDBusInterface *const proxy = (monitor.*privatePart())->networkManagerInterface.data();
+    const auto signal = [proxy] {
+        QMetaObject::invokeMethod(proxy, "StateChanged", Qt::DirectConnection, Q_ARG(uint, 70U));
+    };
+    signal();
+    QCOMPARE(announcedIn.exchange(nullptr), QThread::currentThread());
+
+    QThread thread;
+    monitor.moveToThread(&thread);
+    signal();
+    QCOMPARE(announcedIn.load(), nullptr); // that thread's event loop does not run yet
+    thread.start();
+    QTRY_COMPARE_WITH_TIMEOUT(announcedIn.load(), &thread, patience);
+    thread.quit();
+    QVERIFY(thread.wait());
 }
 
 void tst_MonitorInstance::constantsAreUnsigned32()

@@ -69,6 +69,15 @@ class LibraryFile(unittest.TestCase):
         paths = dynamic_entries("RPATH") + dynamic_entries("RUNPATH")
         self.assertEqual([path for path in paths if f"[{QT_DIRECTORY}]" not in path], [])
 
+    def test_the_plugin_leaves_the_hosts_defaults_alone(self):
+        functions = {line.split(None, 2)[2] for line in output_lines(NM, "-C", "--defined-only", LIBRARY)}
+        if "syncstatus::SyncStatusPlugin::initialize(QString*)" not in functions:
+            self.skipTest("the library has been stripped of its symbols")
+        for operation in ("verify", "commandOptions", "parseArgumentOptions", "aboutToShutdown"):
+            with self.subTest(operation=operation):
+                overriding = f"syncstatus::SyncStatusPlugin::{operation}("
+                self.assertEqual([name for name in functions if name.startswith(overriding)], [])
+
     def test_its_name_is_that_of_the_binary_interface(self):
         self.assertEqual(dynamic_entries("SONAME"), ["Library soname: [libsyncstatus.so.1]"])
 
