@@ -274,9 +274,10 @@ int main(int argc, char *argv[])
     }
     QObject::connect(&host, &PluginHost::delayedInitializeFinished, &application,
                      [&] { followConnectivity(&application); });
-    QObject::connect(&stopSignals, &StopSignals::received, &application, [](int number) {
+    QObject::connect(&stopSignals, &StopSignals::received, &application, [&host](int number) {
         say(QStringLiteral("stopping (%1)")
                 .arg(number == SIGINT ? QLatin1String("SIGINT") : QLatin1String("SIGTERM")));
+        host.cancelDelayedInitialize();
         QCoreApplication::quit();
     });
     if (!host.initialize()) {

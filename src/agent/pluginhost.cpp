@@ -252,9 +252,14 @@ void PluginHost::delayedInitializeNext()
     m_delayedTimer.start();
 }
 
-void PluginHost::shutdown()
+void PluginHost::cancelDelayedInitialize()
 {
     m_delayedTimer.stop();
+}
+
+void PluginHost::shutdown()
+{
+    cancelDelayedInitialize();
     std::for_each(m_plugins.rbegin(), m_plugins.rend(), [this](Plugin &plugin) {
         if (plugin.object && plugin.state >= State::Initialized)
             guarded(plugin, "aboutToShutdown", [&] {

@@ -116,6 +116,10 @@ public:
     /// between. Returns whether any plugin came through the first two.
     bool initialize();
 
+    /// The next third phase does not begin. For a caller that leaves the event loop: what is due
+    /// in the loop's last turn would still be done.
+    void cancelDelayedInitialize();
+
     /// Tells every plugin that was initialised, also one that failed later, then deletes all plugin
     /// objects; each in reverse order. A third phase that is still going on ends where it is.
     void shutdown();

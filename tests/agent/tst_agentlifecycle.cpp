@@ -49,6 +49,8 @@ private Q_SLOTS:
     void stopsOrderlyOnSignal();
     void keepsASignalUntilThePluginsAreInitialized();
     void keepsASignalThatComesBeforeAnyPluginIsLoaded();
+    void beginsNoThirdPhaseAfterASignal_data();
+    void beginsNoThirdPhaseAfterASignal();
     void endsAtOnceOnASecondSignal();
     void pausesAndYieldsBeforeEachDelayedInitialize();
     void namesEachState();
@@ -194,6 +196,28 @@ void AgentLifecycle::keepsASignalThatComesBeforeAnyPluginIsLoaded()
                                  s("first: destructor"),
                                  s("stopped First"),
                              }));
+}
+
+void AgentLifecycle::beginsNoThirdPhaseAfterASignal_data()
+{
+    QTest::addColumn<QString>("behaviour");
+    QTest::newRow("while the next is due") << s("raise-late");
+    QTest::newRow("in an event loop of a plugin's own") << s("spin-raise");
+}
+
+void AgentLifecycle::beginsNoThirdPhaseAfterASignal()
+{
+    QFETCH(QString, behaviour);
+    const PluginFolder folder({s("first"), s("second")});
+    AgentProcess agent;
+    // Stopping takes longer than the pause before the next phase would be.
+    agent.setBehaviour(s("first.delayedInitialize=") + behaviour +
+                       s(" second.aboutToShutdown=spin"));
+    QCOMPARE(agent.run(pluginDir(folder)), 0);
+    const QStringList output = agent.output();
+    QVERIFY(output.contains(s("first: delayedInitialize")));
+    QVERIFY(output.contains(s("second: aboutToShutdown")));
+    QVERIFY(!output.contains(s("second: delayedInitialize")));
 }
 
 void AgentLifecycle::endsAtOnceOnASecondSignal()

@@ -7,6 +7,7 @@
 
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QThread>
 #include <QTimer>
 
 #include <dlfcn.h>
@@ -65,10 +66,14 @@ void TestPlugin::called(const char *operation)
         (void)std::raise(SIGTERM);
     if (todo == "post")
         QMetaObject::invokeMethod(this, "inEventLoop", Qt::QueuedConnection);
-    if (todo == "spin") {
+    if (todo == "raise-late")
+        QMetaObject::invokeMethod(this, "raiseLate", Qt::QueuedConnection);
+    if (todo == "spin" || todo == "spin-raise") {
         QEventLoop loop;
         QTimer timer;
         connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+        if (todo == "spin-raise")
+            QMetaObject::invokeMethod(this, "raiseLate", Qt::QueuedConnection);
         timer.start(100);
         loop.exec();
     }
@@ -94,6 +99,12 @@ void TestPlugin::called(const char *operation)
 void TestPlugin::inEventLoop()
 {
     write("event loop");
+}
+
+void TestPlugin::raiseLate()
+{
+    QThread::msleep(100);
+    (void)std::raise(SIGTERM);
 }
 
 TestPlugin::TestPlugin()

@@ -18,6 +18,8 @@
 ///   refuse-silently (initialize) returns false with no reason
 ///   raise       sends the process SIGTERM
 ///   post        writes "FILE: event loop" from the event loop
+///   raise-late  sends it from the event loop, after 100 milliseconds in which nothing else is done
+///   spin-raise  does what spin does, and sends it from there
 ///   spin        runs an event loop of its own for 100 milliseconds
 ///   clock       writes "FILE: at T", T in milliseconds of a monotonic clock
 ///   find-NAME   writes "FILE: found NAME" or "FILE: no NAME", as the registry has it
@@ -40,6 +42,7 @@ public:
 
 private Q_SLOTS:
     static void inEventLoop();
+    static void raiseLate();
 
 private:
     void called(const char *operation);
