@@ -24,6 +24,18 @@ target_compile_definitions(syncstatus_settings INTERFACE
   QT_NO_NARROWING_CONVERSIONS_IN_CONNECT
   QT_NO_URL_CAST_FROM_STRING)
 
+# In a build for tests with AddressSanitizer, every program looks for leaks when main() is over.
+#   syncstatus_check_leaks_after_main(<target> <PRIVATE|INTERFACE>)
+function(syncstatus_check_leaks_after_main target scope)
+  set(program $<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>)
+  target_sources(${target} ${scope}
+    $<${program}:${PROJECT_SOURCE_DIR}/tests/support/leakcheck.cpp>)
+  target_link_options(${target} ${scope} $<${program}:-Wl,--wrap=main>)
+endfunction()
+if(BUILD_TESTING AND CMAKE_CXX_FLAGS MATCHES "-fsanitize=[^ ]*address")
+  syncstatus_check_leaks_after_main(syncstatus_settings INTERFACE)
+endif()
+
 # Lets the sources, tests and examples of this tree include a public header by the name that it has
 # once installed, <prefix/name.h>, and has it installed.
 #   syncstatus_public_headers(<target> <prefix> <header>...)
