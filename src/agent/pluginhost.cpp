@@ -48,7 +48,7 @@ PluginHost::~PluginHost()
     shutdown();
 }
 
-bool PluginHost::find(const QString &directory)
+void PluginHost::find(const QString &directory)
 {
     const QFileInfo info(directory);
     if (!info.isDir() || !info.isReadable()) {
@@ -56,12 +56,12 @@ bool PluginHost::find(const QString &directory)
                                      << (info.isDir()    ? "cannot be read"
                                          : info.exists() ? "is not a directory"
                                                          : "does not exist");
-        return false;
+        return;
     }
     const int before = m_directories.size();
     m_directories.insert(info.canonicalFilePath());
     if (m_directories.size() == before)
-        return true;
+        return;
     // System entries too: a dangling link deserves its message.
     const auto files = QDir(directory).entryInfoList(
         {QStringLiteral("*.so")}, QDir::Files | QDir::System | QDir::CaseSensitive, QDir::Name);
@@ -70,7 +70,6 @@ bool PluginHost::find(const QString &directory)
         if (m_plugins.back().error.isEmpty())
             reach(m_plugins.back(), State::Found);
     }
-    return true;
 }
 
 Plugin PluginHost::read(const QString &file) const
@@ -104,9 +103,8 @@ Plugin PluginHost::read(const QString &file) const
                          .arg(QLatin1String(PLUGIN_NAME)));
         return plugin;
     }
-    const auto same = std::find_if(m_plugins.begin(), m_plugins.end(), [&](const Plugin &other) {
-        return other.state != State::Invalid && other.name == name;
-    });
+    const auto same = std::find_if(m_plugins.begin(), m_plugins.end(),
+                                   [&](const Plugin &other) { return other.name == name; });
     if (same != m_plugins.end()) {
         fail(plugin,
              QStringLiteral("a plugin named \"%1\" was found before: %2").arg(name, same->file));
@@ -151,7 +149,7 @@ bool PluginHost::setEnabled(const QString &name, bool enabled)
 void PluginHost::load()
 {
     for (Plugin &plugin : m_plugins) {
-        if (plugin.enabled && plugin.state == State::Found && plugin.error.isEmpty())
+        if (plugin.enabled)
             guarded(plugin, "constructor", [&] { makeObject(plugin); });
     }
 }
@@ -230,7 +228,6 @@ bool PluginHost::initialize()
             reach(plugin, State::ExtensionsInitialized);
         });
     }
-    m_nextDelayed = 0;
     m_delayedTimer.start();
     return std::any_of(m_plugins.begin(), m_plugins.end(), isAlive);
 }

@@ -83,9 +83,9 @@ public:
     /// CUSTOMPLUGINMANAGER_PLUGIN_IID, has no name, or has the name of one that was found before.
     /// A plugin whose "DisabledByDefault" is the JSON boolean true is not enabled; any value that
     /// is no boolean is warned about and disables nothing. A directory that was looked into before,
-    /// under whatever name, is not looked into again.
-    /// Returns false, with a warning, when the directory is missing or cannot be read.
-    bool find(const QString &directory);
+    /// under whatever name, is not looked into again. One that is missing or cannot be read is
+    /// warned about.
+    void find(const QString &directory);
 
     /// Everything that was found, Invalid files included.
     [[nodiscard]] const std::vector<Plugin> &plugins() const { return m_plugins; }

@@ -61,6 +61,7 @@ public:
     /// What the test plugins are to do: see plugins/testplugin.h.
     void setBehaviour(const QString &behaviour);
     void setLoggingRules(const QString &rules);
+    void setEnvironment(const QString &name, const QString &value);
     /// Before start(): standard output goes into \a file.
     void setOutputFile(const QString &file);
     /// Before start(): standard error goes into \a file.
@@ -89,7 +90,6 @@ public:
     QStringList errors();
 
 private:
-    void setEnvironment(const QString &name, const QString &value);
     void readAll();
 
     ChildProcess m_process;

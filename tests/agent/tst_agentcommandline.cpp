@@ -61,6 +61,7 @@ private Q_SLOTS:
     void listsWhatIsEnabledAndDisabledByName();
     void refusesAWrongCommandLine_data();
     void refusesAWrongCommandLine();
+    void whatIsNoPluginHasNoName();
 
     void looksIntoEachDirectoryInTurn();
     void looksIntoADirectoryOnce();
@@ -81,7 +82,8 @@ private Q_SLOTS:
 
 void AgentCommandLine::listsMetadataAsJsonAndRunsNothing()
 {
-    PluginFolder folder({s("first"), s("foreign"), s("disabled")});
+    PluginFolder folder(
+        {s("another-first"), s("first"), s("foreign"), s("disabled"), s("nameless")});
     folder.write(s("text.so"), "This is not a library.\n");
     AgentProcess agent;
     QCOMPARE(agent.run(pluginDir(folder, {s("--list")})), 0);
@@ -93,17 +95,23 @@ void AgentCommandLine::listsMetadataAsJsonAndRunsNothing()
                            {s("metaData"), QPluginLoader(file).metaData()}};
     };
     QJsonObject foreign = entry("foreign.so", false);
-    foreign.insert(s("error"), s("its interface is \"org.example.OtherAgent\", not "
+    foreign.insert(s("error"), s("its interface is \"com.tav.Keldrin.TAVKeldrinPlugin2\", not "
                                  "\"com.tav.Keldrin.TAVKeldrinPlugin\""));
+    QJsonObject first = entry("first.so", false);
+    first.insert(s("error"), s("a plugin named \"First\" was found before: ") +
+                                 folder.file(s("another-first.so")));
+    QJsonObject nameless = entry("nameless.so", false);
+    nameless.insert(s("error"), s("its metadata has no name: \"Name\" is to be a string"));
     QJsonObject text = entry("text.so", false);
     text.insert(s("error"), QPluginLoader(folder.file(s("text.so"))).errorString());
     // A test plugin whose library were loaded would have written into the midst of it.
     QCOMPARE(parsed(agent.output()),
-             QJsonArray({entry("disabled.so", false), entry("first.so", true), foreign, text}));
-    const QJsonValue first = parsed(agent.output()).at(1);
-    QCOMPARE(first[s("metaData")][s("MetaData")],
-             QJsonValue(QJsonObject{{s("Name"), s("First")}, {s("Version"), s("1.1")}}));
-    QCOMPARE(agent.errors().size(), 2);
+             QJsonArray({entry("another-first.so", true), entry("disabled.so", false), first,
+                         foreign, nameless, text}));
+    const QJsonValue good = parsed(agent.output()).at(0);
+    QCOMPARE(good[s("metaData")][s("MetaData")],
+             QJsonValue(QJsonObject{{s("Name"), s("First")}, {s("Version"), s("9.9")}}));
+    QCOMPARE(agent.errors().size(), 4);
 }
 
 void AgentCommandLine::listsNothingAsAnEmptyArray()
@@ -209,6 +217,15 @@ void AgentCommandLine::refusesAWrongCommandLine()
     QVERIFY(!agent.output().contains(s("first: initialize")));
 }
 
+void AgentCommandLine::whatIsNoPluginHasNoName()
+{
+    PluginFolder folder({s("first")});
+    folder.write(s("text.so"), "This is not a library.\n");
+    AgentProcess agent;
+    QCOMPARE(agent.run(pluginDir(folder, {s("--enable"), QString()})), 1);
+    QCOMPARE(agent.errors().mid(1), agentMessages({s("no plugin is named \"\"")}));
+}
+
 void AgentCommandLine::looksIntoEachDirectoryInTurn()
 {
     const PluginFolder one({s("third"), s("another-first")});
@@ -274,12 +291,15 @@ void AgentCommandLine::saysWhatIsWrongWithADirectory()
     folder.write(s("file"), "");
     AgentProcess agent;
     agent.start({s("--plugin-dir"), s("/nonexistent/plugins"), s("--plugin-dir"),
-                 folder.file(s("file")), s("--plugin-dir"), folder.path()});
+                 s("nonexistent-plugins"), s("--plugin-dir"), folder.file(s("file")),
+                 s("--plugin-dir"), folder.path()});
     QVERIFY(agent.waitUntilUp());
     QCOMPARE(agent.terminate(), 0);
     QCOMPARE(agent.errors(),
              agentMessages(
                  {s("plugin directory /nonexistent/plugins does not exist"),
+                  s("plugin directory ") + QDir().absoluteFilePath(s("nonexistent-plugins")) +
+                      s(" does not exist"),
                   s("plugin directory ") + folder.file(s("file")) + s(" is not a directory")}));
 
     AgentProcess alone;
@@ -309,7 +329,7 @@ void AgentCommandLine::saysThatADirectoryCannotBeRead()
 
 void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
 {
-    const PluginFolder folder({s("first")});
+    const PluginFolder folder({s("first"), s("second"), s("third")});
     AgentProcess agent;
     agent.setBehaviour(s("first.commandOptions=offer-first-greeting"));
     QCOMPARE(agent.run(pluginDir(folder, {s("--help")})), 0);
@@ -322,7 +342,9 @@ void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
     QVERIFY(!help.contains(s("initialize")));
     QVERIFY(!help.contains(s("loaded First")));
     // The plugin objects that were asked are put away again.
-    QCOMPARE(output.last(), s("first: destructor"));
+    QCOMPARE(
+        output.mid(output.size() - 3),
+        QStringList({s("third: destructor"), s("second: destructor"), s("first: destructor")}));
 }
 
 void AgentCommandLine::showsItsVersion()
@@ -382,11 +404,13 @@ void AgentCommandLine::leavesOutAnOptionThatIsTaken()
 {
     const PluginFolder folder({s("first"), s("second")});
     AgentProcess agent;
-    agent.setBehaviour(s("first.commandOptions=offer-list second.commandOptions=offer-greeting"));
+    agent.setBehaviour(
+        s("first.commandOptions=offer-list,listing second.commandOptions=offer-greeting"));
     agent.start(pluginDir(folder, {s("--greeting=hello")}));
     QVERIFY(agent.waitUntilUp());
     QCOMPARE(agent.terminate(), 0);
-    QCOMPARE(agent.errors(), agentMessages({s("First: its option is taken already: list")}));
+    QCOMPARE(agent.errors(),
+             agentMessages({s("First: its option is taken already: list, listing")}));
     QVERIFY(agent.output().contains(s("started First")));
     QVERIFY(agent.output().contains(s("started Second")));
 }

@@ -52,8 +52,11 @@ private Q_SLOTS:
     void beginsNoThirdPhaseAfterASignal_data();
     void beginsNoThirdPhaseAfterASignal();
     void endsAtOnceOnASecondSignal();
+    void signalsInterruptNothingThatPluginsDo_data();
+    void signalsInterruptNothingThatPluginsDo();
     void pausesAndYieldsBeforeEachDelayedInitialize();
     void namesEachState();
+    void isSilentAboutStatesByDefault();
     void stopsOrderlyWhenNobodyReadsItsOutput();
     void writesIntoNothingElseWhenStandardDescriptorsAreClosed_data();
     void writesIntoNothingElseWhenStandardDescriptorsAreClosed();
@@ -73,48 +76,49 @@ private Q_SLOTS:
 
 void AgentLifecycle::drivesThePhasesInOrderAndStopsInReverse()
 {
-    // Not in the order of the names; the order is that of the files.
+    // Not in the order of the names; the order is that of the files,
+    // capitals first.
     PluginFolder folder;
-    folder.add(s("second"), s("a.so"));
-    folder.add(s("third"), s("b.so"));
-    folder.add(s("first"), s("c.so"));
+    folder.add(s("second"), s("C.so"));
+    folder.add(s("third"), s("a.so"));
+    folder.add(s("first"), s("b.so"));
     AgentProcess agent;
     agent.start(pluginDir(folder));
     QVERIFY(agent.waitUntilUp());
     QCOMPARE(agent.terminate(), 0);
 
     const QStringList expected = {
+        s("C: library loaded"),
+        s("C: constructor"),
+        s("loaded Second 2.2 (") + folder.file(s("C.so")) + s(")"),
         s("a: library loaded"),
         s("a: constructor"),
-        s("loaded Second 2.2 (") + folder.file(s("a.so")) + s(")"),
+        s("loaded Third 3.3 (") + folder.file(s("a.so")) + s(")"),
         s("b: library loaded"),
         s("b: constructor"),
-        s("loaded Third 3.3 (") + folder.file(s("b.so")) + s(")"),
-        s("c: library loaded"),
-        s("c: constructor"),
-        s("loaded First 1.1 (") + folder.file(s("c.so")) + s(")"),
+        s("loaded First 1.1 (") + folder.file(s("b.so")) + s(")"),
+        s("C: initialize"),
         s("a: initialize"),
         s("b: initialize"),
-        s("c: initialize"),
+        s("C: extensionsInitialized"),
         s("a: extensionsInitialized"),
         s("b: extensionsInitialized"),
-        s("c: extensionsInitialized"),
-        s("a: delayedInitialize"),
+        s("C: delayedInitialize"),
         s("started Second"),
-        s("b: delayedInitialize"),
+        s("a: delayedInitialize"),
         s("started Third"),
-        s("c: delayedInitialize"),
+        s("b: delayedInitialize"),
         s("started First"),
         s("online: not seen so far"),
         s("stopping (SIGTERM)"),
-        s("c: aboutToShutdown"),
         s("b: aboutToShutdown"),
         s("a: aboutToShutdown"),
-        s("c: destructor"),
-        s("stopped First"),
+        s("C: aboutToShutdown"),
         s("b: destructor"),
-        s("stopped Third"),
+        s("stopped First"),
         s("a: destructor"),
+        s("stopped Third"),
+        s("C: destructor"),
         s("stopped Second"),
     };
     QCOMPARE(agent.output(), expected);
@@ -229,6 +233,26 @@ void AgentLifecycle::endsAtOnceOnASecondSignal()
     QCOMPARE(agent.output().constLast(), s("second: initialize"));
 }
 
+void AgentLifecycle::signalsInterruptNothingThatPluginsDo_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGPIPE") << SIGPIPE;
+}
+
+void AgentLifecycle::signalsInterruptNothingThatPluginsDo()
+{
+    QFETCH(int, number);
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    agent.setBehaviour(s("first.initialize=read-%1").arg(number));
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitFor(s("first: extensionsInitialized")));
+    agent.terminate();
+    QVERIFY(agent.output().contains(s("first: has read 1")));
+}
+
 void AgentLifecycle::pausesAndYieldsBeforeEachDelayedInitialize()
 {
     const PluginFolder folder({s("first"), s("second")});
@@ -274,6 +298,20 @@ void AgentLifecycle::namesEachState()
                             s("Second: extensionsInitialized: threw: no luck"), s("First: Running"),
                             s("Second: Stopped"), s("First: Stopped"), s("Second: Deleted"),
                             s("First: Deleted")}));
+}
+
+void AgentLifecycle::isSilentAboutStatesByDefault()
+{
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    // By itself, not because a distribution's settings say so.
+    agent.setLoggingRules(QString());
+    agent.setEnvironment(s("XDG_CONFIG_HOME"), folder.path());
+    agent.setEnvironment(s("XDG_CONFIG_DIRS"), folder.path());
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.errors().filter(s("syncstatus.agent: ")), QStringList());
 }
 
 void AgentLifecycle::stopsOrderlyWhenNobodyReadsItsOutput()
@@ -373,6 +411,7 @@ void AgentLifecycle::runsTheGoodPluginsAmongAllSortsOfFiles()
     folder.write(s("text.so"), "This is not a library.\n");
     folder.write(s("empty.so"), "");
     folder.write(s("readme.txt"), "Not looked at.\n");
+    folder.write(s("shouted.SO"), "Nor is this.\n");
     QVERIFY(QFile::link(s("/nonexistent/library.so"), folder.file(s("dangling.so"))));
     AgentProcess agent;
     agent.setBehaviour(s("second.constructor=throw third.initialize=refuse"));
@@ -393,7 +432,7 @@ void AgentLifecycle::runsTheGoodPluginsAmongAllSortsOfFiles()
              file("empty.so") + s(": ") + loaderError(file("empty.so")),
              file("first.so") + s(": a plugin named \"First\" was found before: ") +
                  file("another-first.so"),
-             file("foreign.so") + s(": its interface is \"org.example.OtherAgent\", not "
+             file("foreign.so") + s(": its interface is \"com.tav.Keldrin.TAVKeldrinPlugin2\", not "
                                     "\"com.tav.Keldrin.TAVKeldrinPlugin\""),
              file("name-number.so") + s(": its metadata has no name: \"Name\" is to be a string"),
              file("nameless.so") + s(": its metadata has no name: \"Name\" is to be a string"),
@@ -406,6 +445,7 @@ void AgentLifecycle::runsTheGoodPluginsAmongAllSortsOfFiles()
                                  s("another-first: library loaded"),
                                  s("another-first: constructor"),
                                  s("loaded First 9.9 (") + file("another-first.so") + s(")"),
+                                 s("otherbase: destructor"),
                                  s("second: library loaded"),
                                  s("second: constructor"),
                                  s("third: library loaded"),

@@ -36,15 +36,18 @@ QString call(const char *verb)
 
 std::atomic<int> categoriesMade{0};
 std::atomic<int> otherCategoriesMade{0};
+std::atomic<bool> debugEnabledAtFirst{false}; // before any rule
 QLoggingCategory::CategoryFilter defaultFilter = nullptr;
 
 // Qt runs the filter once for each category that is made.
 void countCategories(QLoggingCategory *made)
 {
-    if (qstrcmp(made->categoryName(), category) == 0)
+    if (qstrcmp(made->categoryName(), category) == 0) {
         ++categoriesMade;
-    else
+        debugEnabledAtFirst = made->isDebugEnabled();
+    } else {
         ++otherCategoriesMade;
+    }
     defaultFilter(made);
 }
 
@@ -608,6 +611,7 @@ void PluginTest::loggingCategoryIsMadeByTheFirstLine()
     otherCategoriesMade = 0;
     plugin->delayedInitialize();
     QCOMPARE(categoriesMade.load(), 1);
+    QVERIFY(debugEnabledAtFirst);
     plugin->extensionsInitialized();
     plugin->initialize(nullptr);
     QCOMPARE(categoriesMade.load(), 1);

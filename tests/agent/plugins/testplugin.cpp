@@ -11,11 +11,14 @@
 #include <QTimer>
 
 #include <dlfcn.h>
+#include <pthread.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <stdexcept>
+#include <thread>
 
 using custompluginmanager::CustomPluginManager;
 
@@ -47,6 +50,26 @@ QByteArray behaviour(const char *operation)
     return {};
 }
 
+void readDespiteSignal(int number)
+{
+    int ends[2];
+    if (pipe(ends) != 0)
+        throw std::runtime_error("no pipe");
+    std::thread other([reader = pthread_self(), number, writeEnd = ends[1]] {
+        constexpr std::chrono::milliseconds untilItReads(100); // sooner, the signal does no harm
+        std::this_thread::sleep_for(untilItReads);
+        pthread_kill(reader, number);
+        std::this_thread::sleep_for(untilItReads);
+        (void)::write(writeEnd, "", 1);
+    });
+    char byte = 0;
+    const auto count = read(ends[0], &byte, 1);
+    other.join();
+    close(ends[0]);
+    close(ends[1]);
+    write("has read " + QByteArray::number(qint64(count)));
+}
+
 __attribute__((constructor)) void libraryLoaded()
 {
     write("library loaded");
@@ -64,6 +87,8 @@ void TestPlugin::called(const char *operation)
         throw 1;
     if (todo == "raise")
         (void)std::raise(SIGTERM);
+    if (todo.startsWith("read-"))
+        readDespiteSignal(todo.mid(5).toInt());
     if (todo == "post")
         QMetaObject::invokeMethod(this, "inEventLoop", Qt::QueuedConnection);
     if (todo == "raise-late")
@@ -145,7 +170,7 @@ QList<QCommandLineOption> TestPlugin::commandOptions()
         called("commandOptions");
     if (!todo.startsWith("offer-"))
         return {};
-    return {QCommandLineOption(QString::fromLocal8Bit(todo.mid(6)),
+    return {QCommandLineOption(QString::fromLocal8Bit(todo.mid(6)).split(QLatin1Char(',')),
                                QStringLiteral("An option of a test plugin."),
                                QStringLiteral("value"))};
 }

@@ -17,6 +17,9 @@
 ///   refuse      (initialize) returns false with the reason "no luck"
 ///   refuse-silently (initialize) returns false with no reason
 ///   raise       sends the process SIGTERM
+///   read-N      waits for another thread to write a byte, which before sends this one the signal
+///   N;
+///               writes "FILE: has read 1" or "FILE: has read -1"
 ///   post        writes "FILE: event loop" from the event loop
 ///   raise-late  sends it from the event loop, after 100 milliseconds in which nothing else is done
 ///   spin-raise  does what spin does, and sends it from there
@@ -24,7 +27,8 @@
 ///   clock       writes "FILE: at T", T in milliseconds of a monotonic clock
 ///   find-NAME   writes "FILE: found NAME" or "FILE: no NAME", as the registry has it
 ///   ask         asks SyncStatus in the registry and writes "FILE: online" or "FILE: not online"
-///   offer-NAME  (commandOptions) offers the option --NAME, which takes a value
+///   offer-NAME  (commandOptions) offers the option --NAME, which takes a value; more names of it
+///               behind commas
 class TestPlugin : public custompluginmanager::PluginBase
 {
     Q_OBJECT
