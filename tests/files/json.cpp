@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "filesfixture.h"
+#include "jsonform.h"
 #include "testseed.h"
 
 #include <syncstatus/filemanager.h>
@@ -13,7 +14,6 @@
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QStandardPaths>
-#include <QtEndian>
 
 #include <cstring>
 
@@ -41,46 +41,6 @@ const QString isEmptyLine = agentWarning(QStringLiteral("fileData isEmpty :"));
 QByteArray nested(const char *begin, const char *inner, const char *end, int levels)
 {
     return QByteArray(begin).repeated(levels) + inner + QByteArray(end).repeated(levels);
-}
-
-// The form that jsonjudge.py writes.
-QByteArray plain(const QVariant &value)
-{
-    switch (value.userType()) {
-    case QMetaType::Nullptr:
-        return "n";
-    case QMetaType::Bool:
-        return value.toBool() ? "t" : "f";
-    case QMetaType::LongLong:
-    case QMetaType::Double: {
-        const double number = value.toDouble() + 0.0; // no negative zero
-        quint64 bits = 0;
-        std::memcpy(&bits, &number, sizeof bits);
-        bits = qToBigEndian(bits);
-        return 'd' + QByteArray(reinterpret_cast<const char *>(&bits), sizeof bits).toHex();
-    }
-    case QMetaType::QString:
-        return 's' + value.toString().toUtf8().toHex();
-    case QMetaType::QVariantList: {
-        QByteArrayList items;
-        const QVariantList list = value.toList();
-        for (const QVariant &item : list)
-            items += plain(item);
-        return '[' + items.join(',') + ']';
-    }
-    case QMetaType::QVariantMap: {
-        const QVariantMap map = value.toMap();
-        QMap<QByteArray, QByteArray> members;
-        for (auto it = map.cbegin(); it != map.cend(); ++it)
-            members[plain(it.key())] = plain(it.value());
-        QByteArrayList items;
-        for (auto it = members.cbegin(); it != members.cend(); ++it)
-            items += it.key() + ':' + it.value();
-        return '{' + items.join(',') + '}';
-    }
-    default:
-        return QByteArray("no JSON type: ") + value.typeName();
-    }
 }
 
 // What the library makes of a text, in the same form.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "logcapture.h"
+#include "networkjudges.h"
 #include "testseed.h"
 
 #include <syncstatus/utils.h>
@@ -12,29 +13,6 @@
 using utility::Utils;
 
 namespace {
-
-/// The judge: the same question without a regular expression.
-bool isDottedQuad(const QString &text)
-{
-    int numbers = 1;
-    int digits = 0;
-    int value = 0;
-    for (const QChar c : text) {
-        if (c == QLatin1Char('.')) {
-            if (digits == 0)
-                return false;
-            ++numbers;
-            digits = value = 0;
-        } else if (c >= QLatin1Char('0') && c <= QLatin1Char('9')) {
-            value = value * 10 + (c.unicode() - '0');
-            if (++digits > 3 || value > 255)
-                return false;
-        } else {
-            return false;
-        }
-    }
-    return numbers == 4 && digits > 0;
-}
 
 /// Addresses and what is nearly one: numbers of none to four digits around the limits, three to
 /// five of them, and sometimes a character changed, put in or taken out.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "logcapture.h"
+#include "networkjudges.h"
 #include "testseed.h"
 
 #include <syncstatus/utils.h>
@@ -13,68 +14,6 @@
 using utility::Utils;
 
 namespace {
-
-/// The judge: compares character by character from where each URL's remainder begins. It knows the
-/// white space and the letters that the generator uses, and asks Qt for neither.
-class Judge
-{
-public:
-    static bool equal(const QString &first, const QString &second)
-    {
-        int firstAt = 0, firstEnd = first.size(), secondAt = 0, secondEnd = second.size();
-        if (first == second)
-            return true;
-        if (!enter(first, firstAt, firstEnd) || !enter(second, secondAt, secondEnd))
-            return false;
-        while (firstAt < firstEnd && secondAt < secondEnd) {
-            if (folded(first.at(firstAt++)) != folded(second.at(secondAt++)))
-                return false;
-        }
-        return firstAt == firstEnd && secondAt == secondEnd;
-    }
-
-private:
-    static bool isSpace(QChar c)
-    {
-        switch (c.unicode()) {
-        case ' ':
-        case '\t':
-        case '\n':
-        case '\r':
-        case 0xa0:
-        case 0x2003:
-            return true;
-        default:
-            return false;
-        }
-    }
-
-    static ushort folded(QChar c)
-    {
-        if (c.unicode() >= 'A' && c.unicode() <= 'Z')
-            return c.unicode() - 'A' + 'a';
-        return c.unicode() == 0xc9 ? 0xe9 : c.unicode(); // an E with an accent
-    }
-
-    static bool enter(const QString &url, int &at, int &end)
-    {
-        while (at < end && isSpace(url.at(at)))
-            ++at;
-        while (end > at && isSpace(url.at(end - 1)))
-            --end;
-        for (const char c : {'h', 't', 't', 'p'}) {
-            if (at == end || folded(url.at(at++)) != c)
-                return false;
-        }
-        if (at < end && folded(url.at(at)) == 's')
-            ++at;
-        for (const char c : {':', '/', '/'}) {
-            if (at == end || url.at(at++) != QLatin1Char(c))
-                return false;
-        }
-        return true;
-    }
-};
 
 class Generator
 {
@@ -211,6 +150,7 @@ void Urls::table()
     QFETCH(bool, equal);
     QCOMPARE(Utils::compareUrlIgnoreHttpPrefix(one, other), equal);
     QCOMPARE(Utils::compareUrlIgnoreHttpPrefix(other, one), equal);
+    QCOMPARE(UrlJudge::equal(one, other), equal);
 }
 
 void Urls::randomPairsAgreeWithASecondFormulation()
@@ -220,7 +160,7 @@ void Urls::randomPairsAgreeWithASecondFormulation()
     int equal = 0;
     for (int i = 0; i < count; ++i) {
         const auto pair = generator.next();
-        const bool expected = Judge::equal(pair.first, pair.second);
+        const bool expected = UrlJudge::equal(pair.first, pair.second);
         QVERIFY2(Utils::compareUrlIgnoreHttpPrefix(pair.first, pair.second) == expected,
                  qPrintable(QStringLiteral("<%1> <%2>").arg(pair.first, pair.second)));
         equal += expected;
