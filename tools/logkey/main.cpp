@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "keypieces.h"
 #include "newfile.h"
 #include "rsakey.h"
 
@@ -21,9 +22,6 @@ namespace {
 constexpr int success = 0;
 constexpr int usageError = 1;
 constexpr int failure = 2;
-
-// The library has room for three, see rsacrypt.cpp.
-constexpr int pieceCount = 3;
 
 constexpr int defaultBits = 3072;
 // What is too weak today (NIST SP 800-131A).
@@ -147,7 +145,7 @@ int split(const QCommandLineParser &parser)
         return fail(error);
     const auto masks = parser.isSet(reproducibleOption) ? SecretkeySplit::Masks::FromSecret
                                                         : SecretkeySplit::Masks::Random;
-    const QStringList pieces = SecretkeySplit::splitSecretKey(pem, pieceCount, masks);
+    const QStringList pieces = SecretkeySplit::splitSecretKey(pem, keyPieceCount, masks);
     const QByteArray text = pieces.join(QLatin1Char('\n')).toLatin1() + '\n';
     if (!parser.isSet(outputOption))
         return print(text);
@@ -165,29 +163,9 @@ int check(const QCommandLineParser &parser)
     QString error;
     if (!readFile(path, &content, &error))
         return fail(path + QLatin1String(": ") + error);
-    // The lines as the build takes them, see LogKeyHeader.cmake.
-    QStringList pieces =
-        QString::fromLatin1(content.replace("\r\n", "\n")).split(QLatin1Char('\n'));
-    if (pieces.last().isEmpty())
-        pieces.removeLast();
-    if (pieces.size() != pieceCount)
-        return fail(QStringLiteral("%1: %2 pieces are needed, one a line, but there are %3 lines")
-                        .arg(path)
-                        .arg(pieceCount)
-                        .arg(pieces.size()));
-    for (int i = 0; i < pieceCount; ++i) {
-        const QString prefix = QStringLiteral("%1-%2-").arg(pieceCount).arg(i + 1);
-        if (!pieces.at(i).startsWith(prefix))
-            return fail(QStringLiteral("%1: line %2 does not begin with \"%3\"")
-                            .arg(path)
-                            .arg(i + 1)
-                            .arg(prefix));
-    }
-    const QByteArray pem = SecretkeySplit::recoverSecretKey(pieces);
+    const QByteArray pem = joinPieces(content, &error);
     if (pem.isEmpty())
-        return fail(path +
-                    QLatin1String(": the pieces do not join: one of them is damaged, doubled "
-                                  "or from another split"));
+        return fail(path + QLatin1String(": ") + error);
     const RsaKey key = readLibraryKey(pem, &error);
     if (!key)
         return fail(path + QLatin1String(": the pieces join, but to no key: ") + error);

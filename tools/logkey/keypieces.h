@@ -1,0 +1,17 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef KEYPIECES_H
+#define KEYPIECES_H
+
+#include <QByteArray>
+#include <QString>
+
+/// The library has room for three, see rsacrypt.cpp.
+constexpr int keyPieceCount = 3;
+
+/// The text that the pieces in a file join to, one a line and in ascending order, as a build takes
+/// them and the library joins them. Empty on failure, with the reason in \a error.
+QByteArray joinPieces(QByteArray content, QString *error);
+
+#endif
