@@ -49,13 +49,17 @@ namespace systemFileManager {
 ///   key "k" is the line `b\k=` in the section "[a]". Slashes at the ends of a name, and all but
 ///   one of several together, do not count.
 /// - **No group.** The group "" stands for the section "[General]" and for what comes before the
-///   first section. A group that is really named "General" is the section "[%General]".
+///   first section. A group that is really named "General" is the section "[%General]", and so is
+///   one named "general" or the like, which comes back as "General". A key `a\b` of no group, which
+///   another program may write, is one that readIniConfigFile() may not find.
 /// - **Values.** Written as UTF-8, quoted and escaped as needed. A value that another program wrote
 ///   with an unquoted comma is a list to QSettings, and no string: it is read as "". So are lists
 ///   and other types without a text form (for instance QSize) that were written here.
 /// - **Beyond U+FFFF.** Qt 5's QSettings drops every such character (emoji, rare CJK ideographs)
-///   from the values that it writes, also from those that were in the file already. Reading gives
-///   them.
+///   from the values that it writes, also from those that were in the file already. What is left
+///   may mean something else: it is a type when it begins with "@" now, and a digit behind a
+///   control character goes into that one's escape. Reading gives such characters, but drops a
+///   U+FEFF that begins a value or follows an escape in it.
 /// - **Encoding.** writeIniConfigFile() and readSettingFile() take values for UTF-8.
 ///   readIniConfigFile() takes each byte for one Latin-1 character: "ü", stored as UTF-8, is "Ã¼"
 ///   to it. Text that must survive it is ASCII or written as `\xfc` escapes. Bytes that are no
@@ -84,7 +88,9 @@ namespace systemFileManager {
 ///   off there, a short one is empty, it replaces the old one, and the status is
 ///   QSettings::NoError.
 /// - **A damaged file** is read as far as it can be made out. A write to it leaves out the lines
-///   that are no `key=value` and reports QSettings::FormatError. Lines that begin with "#" are such
+///   that are no `key=value` and reports QSettings::FormatError. What has no name is not found: a
+///   line `=value` (of no group, it makes Qt write a line on "default"), and the keys of a section
+///   "[]" until a write has made them keys of no group. Lines that begin with "#" are such
 ///   lines; ";" begins a comment, which a write leaves out of any file. A quote that is not closed
 ///   counts as no damage: it makes the rest of the file a part of its value.
 /// - **Trust.** A value `@Variant(...)` is any Qt value in serialised form, and QSettings restores
@@ -109,7 +115,8 @@ public:
     /// are; nothing is removed. Groups are set in ascending order, and so are the keys in each: of
     /// names that mean the same key ("x/k" in "a" and "k" in "a/x"; "/k" and "k"), the last counts.
     /// The file's sections, and the keys in each, come out in ascending order. An empty key is
-    /// skipped (Qt says so on "default"); with nothing to set, no file is made.
+    /// skipped (Qt says so on "default"); with nothing to set, no file is made. A key of nothing
+    /// but slashes is written, and not found again.
     ///
     /// The file (mode 0666 less the umask, always readable and writable for its owner) and missing
     /// directories are made. An existing file keeps its permissions, but it is a new file: hard

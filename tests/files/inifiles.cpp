@@ -58,6 +58,7 @@ private Q_SLOTS:
     void writesAValueAs_data();
     void writesAValueAs();
     void writesNoCharacterBeyondTheBasicPlane();
+    void dropsAByteOrderMarkWithinAValue();
     void logsAFailureAndThenTheSuccessAllTheSame();
     void logsAFailureForWhatMayNotBeWritten();
     void reportsADamagedFileAndWritesItAllTheSame_data();
@@ -69,6 +70,7 @@ private Q_SLOTS:
     void makesNoFileWhenThereIsNothingToSet();
     void leavesTheTimeStampWhenThereIsNothingToSet();
     void skipsAnEmptyKey();
+    void doesNotFindWhatHasNoName();
     void makesMissingDirectoriesButNotThroughAFile();
     void makesFilesAsTheUmaskSays();
     void keepsPermissionsButNotHardLinks();
@@ -219,6 +221,35 @@ void IniFiles::writesNoCharacterBeyondTheBasicPlane()
     QCOMPARE(takeLines(), {succeeded});
     QEXPECT_FAIL("", "QSettings encodes each half of a surrogate pair by itself", Continue);
     QCOMPARE(contentOf(file), QByteArray("[g]\nold=a\xf0\x9f\x98\x80z\nnew=b\xf0\xa0\xae\xb7y\n"));
+
+    // What the character has kept from being a type.
+    const QString type = path(latin1("type.ini"));
+    FileManager::writeIniConfigFile(
+        {{latin1("g"), {{latin1("k"), QStringLiteral("\U0001F600@Size(1 2)")}}}}, type);
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(type), QByteArray("[g]\nk=@Size(1 2)\n"));
+    QVERIFY(QFile::copy(type, path(latin1("copy.ini"))));
+    QCOMPARE(FileManager::readSettingFile(path(latin1("copy.ini")), latin1("g")),
+             (Values{{latin1("k"), QString()}}));
+}
+
+void IniFiles::dropsAByteOrderMarkWithinAValue()
+{
+    const QString file = path(latin1("marks.ini"));
+    FileManager::writeIniConfigFile({{latin1("g"),
+                                      {{latin1("first"), QStringLiteral("\uFEFFa")},
+                                       {latin1("escape"), QStringLiteral("a\t\uFEFFz")},
+                                       {latin1("middle"), QStringLiteral("a\uFEFFz")}}}},
+                                    file);
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(file), QByteArray("[g]\nescape=a\\t\xef\xbb\xbfz\n"
+                                         "first=\xef\xbb\xbf"
+                                         "a\nmiddle=a\xef\xbb\xbfz\n"));
+    QVERIFY(QFile::copy(file, path(latin1("copy.ini"))));
+    QCOMPARE(FileManager::readSettingFile(path(latin1("copy.ini")), latin1("g")),
+             (Values{{latin1("escape"), latin1("a\tz")},
+                     {latin1("first"), latin1("a")},
+                     {latin1("middle"), QStringLiteral("a\uFEFFz")}}));
 }
 
 void IniFiles::logsAFailureAndThenTheSuccessAllTheSame()
@@ -381,6 +412,24 @@ void IniFiles::skipsAnEmptyKey()
         takeLines(),
         (QStringList{latin1("warning default: QSettings::setValue: Empty key passed"), succeeded}));
     QCOMPARE(contentOf(file), QByteArray("[g]\nk=2\n"));
+}
+
+void IniFiles::doesNotFindWhatHasNoName()
+{
+    const QString slashes = path(latin1("slashes.ini"));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("//"), 1}}}}, slashes);
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(slashes), QByteArray("[g]\n=1\n"));
+    QCOMPARE(FileManager::readSettingFile(slashes, latin1("g")), (Values{{QString(), QString()}}));
+    takeLines(); // Qt's
+
+    const QString section = path(latin1("section.ini"));
+    QVERIFY(store(section, "[]\nk=1\n"));
+    QCOMPARE(FileManager::readIniConfigFile(section, QString(), latin1("k"), latin1("none")),
+             latin1("none"));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 2}}}}, section);
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(section), QByteArray("[General]\nk=1\n\n[g]\nk=2\n"));
 }
 
 void IniFiles::makesMissingDirectoriesButNotThroughAFile()
@@ -557,6 +606,24 @@ void IniFiles::readsNoGroupAndTheGroupGeneral()
         {{QString(), {{latin1("k"), 1}}}, {latin1("General"), {{latin1("k"), 2}}}}, written);
     QCOMPARE(takeLines(), {succeeded});
     QCOMPARE(contentOf(written), QByteArray("[General]\nk=1\n\n[%General]\nk=2\n"));
+
+    // The same word in small letters comes back with a capital.
+    const QString small = path(latin1("small.ini"));
+    FileManager::writeIniConfigFile({{latin1("general"), {{latin1("k"), 1}}}}, small);
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(small), QByteArray("[%General]\nk=1\n"));
+    QVERIFY(QFile::copy(small, path(latin1("copy.ini"))));
+    QCOMPARE(FileManager::readSettingFile(path(latin1("copy.ini")), QString()),
+             (Values{{latin1("General/k"), latin1("1")}}));
+
+    // A name with a slash of no group is found once another one of no group has been looked for.
+    const QString slash = path(latin1("slash.ini"));
+    QVERIFY(store(slash, "sub\\k=1\n"));
+    for (const char *expected : {"none", "1"}) {
+        QCOMPARE(FileManager::readIniConfigFile(slash, latin1("sub"), latin1("k"), latin1("none")),
+                 latin1(expected));
+        FileManager::readIniConfigFile(slash, QString(), latin1("k"), QString());
+    }
 }
 
 void IniFiles::theReaderOfOneValueDecodesLatin1()
