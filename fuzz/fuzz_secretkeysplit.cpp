@@ -62,7 +62,8 @@ void splitAndRecover(const QByteArray &secret, int count, int variation)
 
 void recoverAnything(const QByteArray &text)
 {
-    const QStringList pieces = QString::fromUtf8(text).split(QLatin1Char('\n'));
+    const QStringList pieces =
+        QString::fromUtf8(text.constData(), text.size()).split(QLatin1Char('\n'));
     const QByteArray secret = SecretkeySplit::recoverSecretKey(pieces);
     if (!secret.isEmpty())
         require(joined(pieces) == secret, "the pieces hold the secret");

@@ -10,8 +10,6 @@
 #include <openssl/ui.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <iterator>
 
 namespace {
@@ -38,14 +36,6 @@ const uchar *bytes(const QByteArray &array)
 }
 
 } // namespace
-
-void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "NOT SO: %s\n", what);
-    std::abort();
-}
 
 void forbidQuestions()
 {

@@ -4,6 +4,8 @@
 #ifndef JUDGE_H
 #define JUDGE_H
 
+#include "target.h"
+
 #include <QByteArray>
 
 #include <privatekey.h>
@@ -15,9 +17,6 @@
 /// From now on OpenSSL's asking somebody for a passphrase ends the process like what require()
 /// finds.
 void forbidQuestions();
-
-/// Ends the process with \a what and a trace unless \a holds; what the fuzzer takes for a finding.
-void require(bool holds, const char *what);
 
 /// The input of a target that takes data and a key: one byte that says how the key is given, two
 /// bytes for its length (the low one first), the key, and the data.
