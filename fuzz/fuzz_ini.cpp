@@ -105,7 +105,7 @@ public:
     /// files by their names.
     QString make(const QByteArray &content)
     {
-        const QString path = m_directory.filePath(QString::number(++m_count));
+        QString path = m_directory.filePath(QString::number(++m_count));
         QFile file(path);
         const timespec longAgo[] = {{0, UTIME_OMIT}, {1'000'000'000, 0}};
         require(file.open(QIODevice::WriteOnly) && file.write(content) == content.size() &&
@@ -118,7 +118,7 @@ public:
     {
         QFile file(path);
         require(file.open(QIODevice::ReadOnly), "the file is there");
-        const QByteArray content = file.readAll();
+        QByteArray content = file.readAll();
         file.remove();
         return content;
     }

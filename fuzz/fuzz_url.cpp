@@ -38,12 +38,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
 {
     const QByteArray input(reinterpret_cast<const char *>(bytes), int(size));
     const int at = input.indexOf(separator);
-    const QString first = textOf(input.left(at));
-    const QString second = at < 0 ? varied(first) : textOf(input.mid(at + 1));
+    const QString one = textOf(input.left(at));
+    const QString other = at < 0 ? varied(one) : textOf(input.mid(at + 1));
 
-    const bool equal = Utils::compareUrlIgnoreHttpPrefix(first, second);
-    require(equal == UrlJudge::equal(first, second), "the second formulation's answer");
-    require(equal == Utils::compareUrlIgnoreHttpPrefix(second, first), "in either order");
-    require(Utils::compareUrlIgnoreHttpPrefix(first, first), "equal to itself");
+    const bool equal = Utils::compareUrlIgnoreHttpPrefix(one, other);
+    require(equal == UrlJudge::equal(one, other), "the second formulation's answer");
+    require(equal == Utils::compareUrlIgnoreHttpPrefix(other, one), "in either order");
+    require(Utils::compareUrlIgnoreHttpPrefix(one, one), "equal to itself");
     return 0;
 }

@@ -130,7 +130,7 @@ QByteArray decrypted(EVP_PKEY *key, const QByteArray &data)
     for (int i = 0; i < data.size(); i += blockSize) {
         const Context context(EVP_PKEY_CTX_new(key, nullptr));
         QByteArray block(blockSize, '\0');
-        std::size_t size = std::size_t(blockSize);
+        auto size = std::size_t(blockSize);
         if (context && EVP_PKEY_decrypt_init(context.get()) > 0 &&
             EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) > 0 &&
             EVP_PKEY_decrypt(context.get(), reinterpret_cast<uchar *>(block.data()), &size,
@@ -144,7 +144,7 @@ QByteArray decrypted(EVP_PKEY *key, const QByteArray &data)
 QByteArray recovered(EVP_PKEY *key, const QByteArray &block)
 {
     QByteArray text(EVP_PKEY_size(key), '\0');
-    std::size_t size = std::size_t(text.size());
+    auto size = std::size_t(text.size());
     const Context context(EVP_PKEY_CTX_new(key, nullptr));
     const bool done = context && EVP_PKEY_verify_recover_init(context.get()) > 0 &&
                       EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) > 0 &&

@@ -145,10 +145,11 @@ inline QString dateOfMoment(qint64 seconds, qint64 offset)
 {
     // The last second whose milliseconds fit into 64 bits; the first one is its negative.
     constexpr qint64 furthest = std::numeric_limits<qint64>::max() / 1000;
+    constexpr qint64 secondsOfDay = 86400;
     if (seconds < -furthest || seconds > furthest || seconds + offset < -furthest ||
         seconds + offset > furthest)
         return {};
-    return dateOfDay(floorDivided(seconds + offset, 24 * 60 * 60));
+    return dateOfDay(floorDivided(seconds + offset, secondsOfDay));
 }
 
 #endif

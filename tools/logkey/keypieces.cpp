@@ -27,7 +27,7 @@ QByteArray joinPieces(QByteArray content, QString *error)
             return {};
         }
     }
-    const QByteArray text = SecretkeySplit::recoverSecretKey(pieces);
+    QByteArray text = SecretkeySplit::recoverSecretKey(pieces);
     if (text.isEmpty())
         *error = QStringLiteral("the pieces do not join: one of them is damaged, doubled or from "
                                 "another split");
