@@ -340,6 +340,7 @@ void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
           "--disable <name>", "--first-greeting <value>", "Exit status:"})
         QVERIFY2(help.contains(s(part)), part);
     QVERIFY(!help.contains(s("initialize")));
+    QVERIFY(!help.contains(s("aboutToShutdown")));
     QVERIFY(!help.contains(s("loaded First")));
     // The plugin objects that were asked are put away again.
     QCOMPARE(
@@ -354,7 +355,7 @@ void AgentCommandLine::showsItsVersion()
     QCOMPARE(agent.run(pluginDir(folder, {s("--version")})), 0);
     const QString text = agent.output().join(QLatin1Char('\n'));
     const QRegularExpression line(
-        s(R"(^syncstatus-agent \d+\.\d+\.\d+ \(Qt 5\.\d+\.\d+, .*SSL .*\)$)"));
+        s(R"(^syncstatus-agent \d+\.\d+\.\d+ \(Qt 5\.\d+\.\d+, .*SSL \d+\.\d+\.\d+.*\)$)"));
     QVERIFY2(line.match(text).hasMatch(), qPrintable(text));
     QCOMPARE(agent.errors(), QStringList());
 }

@@ -57,10 +57,12 @@ private Q_SLOTS:
     void pausesAndYieldsBeforeEachDelayedInitialize();
     void namesEachState();
     void isSilentAboutStatesByDefault();
+    void writesInTheEncodingOfTheLocale();
     void stopsOrderlyWhenNobodyReadsItsOutput();
     void writesIntoNothingElseWhenStandardDescriptorsAreClosed_data();
     void writesIntoNothingElseWhenStandardDescriptorsAreClosed();
     void handsNoDescriptorToPrograms();
+    void handsNoIgnoredOrBlockedSignalToPrograms();
 
     void runsTheGoodPluginsAmongAllSortsOfFiles();
     void keepsAFailureToItsPlugin_data();
@@ -314,6 +316,22 @@ void AgentLifecycle::isSilentAboutStatesByDefault()
     QCOMPARE(agent.errors().filter(s("syncstatus.agent: ")), QStringList());
 }
 
+void AgentLifecycle::writesInTheEncodingOfTheLocale()
+{
+    PluginFolder folder({s("second")});
+    folder.add(s("first"), s("erste-für-alle.so"));
+    AgentProcess agent;
+    agent.setBehaviour(s("second.initialize=throw-foreign"));
+    agent.start(pluginDir(folder) + QStringList({s("--plugin-dir"), s("/nonexistent/für alle")}));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QCOMPARE(agent.output().filter(s("loaded First")),
+             QStringList(s("loaded First 1.1 (") + folder.file(s("erste-für-alle.so")) + s(")")));
+    QCOMPARE(agent.errors(),
+             agentMessages({s("plugin directory /nonexistent/für alle does not exist"),
+                            s("Second: initialize: threw: kein Glück")}));
+}
+
 void AgentLifecycle::stopsOrderlyWhenNobodyReadsItsOutput()
 {
     const PluginFolder folder({s("first"), s("second")});
@@ -400,6 +418,26 @@ void AgentLifecycle::handsNoDescriptorToPrograms()
         ++checked;
     }
     QVERIFY(checked >= 2); // the pipe of the signals at least
+    QCOMPARE(agent.terminate(), 0);
+}
+
+void AgentLifecycle::handsNoIgnoredOrBlockedSignalToPrograms()
+{
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    agent.start(pluginDir(folder));
+    QVERIFY(agent.waitUntilUp());
+    QFile status(s("/proc/%1/status").arg(agent.processId()));
+    QVERIFY(status.open(QIODevice::ReadOnly));
+    const QList<QByteArray> fields = status.readAll().simplified().split(' ');
+    for (const char *set : {"SigBlk:", "SigIgn:"}) {
+        bool hexadecimal = false;
+        const quint64 signalsOfSet =
+            fields.value(fields.indexOf(set) + 1).toULongLong(&hexadecimal, 16);
+        QVERIFY(hexadecimal);
+        for (const int number : {SIGINT, SIGPIPE, SIGTERM})
+            QVERIFY2(!(signalsOfSet >> (number - 1) & 1), set);
+    }
     QCOMPARE(agent.terminate(), 0);
 }
 

@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QScopedPointer>
 #include <QTest>
 
 namespace {
@@ -89,6 +90,7 @@ private Q_SLOTS:
     void tellsEachGainAndNeverALoss();
     void runsWithoutNetworkManager();
     void outlivesTheBus();
+    void stopsWhenNobodyReadsItsOutputAnyMore();
     void runsWithoutTheExample();
     void exampleRunsWithoutSyncStatus();
     void exampleIsQuietWhenAskedTo();
@@ -217,6 +219,26 @@ void AgentNetwork::outlivesTheBus()
                                                                }));
     QCOMPARE(agent.errors(), QStringList());
     QVERIFY(m_bus.start()); // for the next test
+}
+
+void AgentNetwork::stopsWhenNobodyReadsItsOutputAnyMore()
+{
+    setOffline();
+    const PluginFolder folder;
+    QScopedPointer<Pipe> output(new Pipe(folder.file(s("output"))));
+    AgentProcess agent;
+    agent.setOutputFile(folder.file(s("output")));
+    agent.setLoggingRules(s("*=false;syncstatus.agent=true;org.corvel.license.agent=true"));
+    agent.start(realPlugins({s("--disable"), s("ServicePlugin")}));
+    const QString asked = s("org.corvel.license.agent: codestack:  getNetworkState: false ");
+    QTRY_VERIFY_WITH_TIMEOUT(agent.errors().contains(asked), patience);
+    output.reset();
+    m_networkManager.emitStates({connectedGlobal});
+    QCOMPARE(agent.exitStatus(), 1);
+    const QStringList errors = agent.errors();
+    const QStringList end = agentMessages({s("cannot write to standard output: Broken pipe"),
+                                           s("SyncStatus: Stopped"), s("SyncStatus: Deleted")});
+    QCOMPARE(errors.mid(errors.size() - end.size()), end);
 }
 
 void AgentNetwork::runsWithoutTheExample()

@@ -76,6 +76,7 @@ class RegistryTest : public QObject
 private Q_SLOTS:
     void init();
     void cleanup();
+    void cleanupTestCase();
 
     void firstUseFromSeveralThreadsMakesOneRegistry(); // has to be the first
     void instanceIsAlwaysTheSame();
@@ -86,6 +87,7 @@ private Q_SLOTS:
     void sameObjectTwiceIsHeldOnceAndWarnedAbout();
     void objectAddedAfterItsRemovalIsFoundAgain();
     void destroyedObjectLeavesByItself();
+    void objectDestroyedInAnotherThreadLeavesAtOnce();
     void ofTwoObjectsWithOneNameTheFirstIsFound();
     void nullAndNamelessObjectsAreNotAdded();
     void messageHandlerMayUseTheRegistry();
@@ -110,6 +112,13 @@ void RegistryTest::cleanup()
     const QStringList lines = m_log->takeLines();
     m_log.reset();
     QCOMPARE(lines, QStringList()); // each test takes the lines that it expects
+}
+
+void RegistryTest::cleanupTestCase()
+{
+    // Objects of static duration take themselves out when main() is over.
+    connect(CustomPluginManager::instance(), &QObject::destroyed,
+            [] { qFatal("the registry has an end"); });
 }
 
 void RegistryTest::firstUseFromSeveralThreadsMakesOneRegistry()
@@ -177,7 +186,9 @@ void RegistryTest::removingAnUnknownObjectIsHarmless()
 void RegistryTest::sameObjectTwiceIsHeldOnceAndWarnedAbout()
 {
     const auto object = named("object");
+    const auto other = named("other");
     CustomPluginManager::addPluginImplement(object.get());
+    CustomPluginManager::addPluginImplement(other.get());
     QCOMPARE(m_log->takeLines(), QStringList());
     CustomPluginManager::addPluginImplement(object.get());
     QCOMPARE(m_log->takeLines(), QStringList({warning("added already, held once: \"object\"")}));
@@ -216,11 +227,21 @@ void RegistryTest::destroyedObjectLeavesByItself()
     QCOMPARE(find("object"), nullptr);
 }
 
+void RegistryTest::objectDestroyedInAnotherThreadLeavesAtOnce()
+{
+    auto object = named("object");
+    CustomPluginManager::addPluginImplement(object.get());
+    std::thread([&] { object.reset(); }).join();
+    QCOMPARE(find("object"), nullptr);
+}
+
 void RegistryTest::ofTwoObjectsWithOneNameTheFirstIsFound()
 {
     auto first = named("object");
-    const auto second = named("object");
+    const auto between = named("other");
+    auto second = named("object");
     CustomPluginManager::addPluginImplement(first.get());
+    CustomPluginManager::addPluginImplement(between.get());
     CustomPluginManager::addPluginImplement(second.get());
     QCOMPARE(
         m_log->takeLines(),
@@ -228,6 +249,8 @@ void RegistryTest::ofTwoObjectsWithOneNameTheFirstIsFound()
     QCOMPARE(find("object"), first.get());
     first.reset();
     QCOMPARE(find("object"), second.get());
+    second.reset();
+    QCOMPARE(find("object"), nullptr);
 }
 
 void RegistryTest::nullAndNamelessObjectsAreNotAdded()

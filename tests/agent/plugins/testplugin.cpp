@@ -83,6 +83,8 @@ void TestPlugin::called(const char *operation)
     const QByteArray todo = behaviour(operation);
     if (todo == "throw")
         throw std::runtime_error("no luck");
+    if (todo == "throw-foreign")
+        throw std::runtime_error("kein Glück");
     if (todo == "throw-int")
         throw 1;
     if (todo == "raise")

@@ -14,6 +14,7 @@
 /// tells an operation to do something after that:
 ///   throw       throws std::runtime_error("no luck")
 ///   throw-int   throws an int
+///   throw-foreign throws std::runtime_error("kein Glück")
 ///   refuse      (initialize) returns false with the reason "no luck"
 ///   refuse-silently (initialize) returns false with no reason
 ///   raise       sends the process SIGTERM
