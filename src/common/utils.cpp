@@ -17,8 +17,11 @@
 #include <QTcpSocket>
 #include <QVariant>
 
+#include <array>
 #include <cmath>
 #include <limits>
+#include <new>
+#include <optional>
 
 namespace {
 
@@ -47,34 +50,83 @@ bool stripHttpPrefix(const QString &url, QString &rest)
     return false;
 }
 
+// Access to a protected member, of a plain QProcess: for a derived class Qt 5.15 does without
+// pidfds (Linux 5.4) and takes over the process's SIGCHLD, which the host may want for itself.
+struct ProcessState : QProcess // clazy:exclude=missing-qobject-macro
+{
+    static constexpr auto set = &ProcessState::setProcessState;
+};
+
+// Returns whether the kernel has let this process fork. With pidfds, Qt 5.15 does not look and
+// takes -1 for a child that is starting: to wait for that one may never end, and to kill it would
+// end every process that this one may send a signal to. Such an object can only be thrown away.
+bool startBash(QProcess &process, const QString &command)
+{
+    process.start(QLatin1String("bash"), {QLatin1String("-c"), command});
+    if (process.processId() != -1)
+        return true;
+    (process.*ProcessState::set)(QProcess::NotRunning); // so that its destructor does neither
+    return false;
+}
+
+void dropOutput(QProcess &process)
+{
+    std::array<char, 4096> scrap;
+    for (const auto channel : {QProcess::StandardError, QProcess::StandardOutput}) {
+        process.setReadChannel(channel);
+        while (process.read(scrap.data(), scrap.size()) > 0)
+            ;
+    }
+}
+
+// Waits until the process has ended. One that prints more than there is memory for is killed, and
+// what it has printed is dropped.
+void waitForFinished(QProcess &process, int milliseconds)
+try {
+    process.waitForFinished(milliseconds);
+} catch (const std::bad_alloc &) {
+    process.kill();
+    dropOutput(process); // for the rest of it is read before the process counts as ended
+    process.waitForFinished(-1);
+    dropOutput(process);
+}
+
 } // namespace
 
 namespace utility {
 
 bool Utils::executeCmd(const QString &command, QString &output)
-{
+try {
     constexpr int attempts = 3;
     constexpr int baseWait = 15000; // milliseconds
 
     // One process for all attempts, neither killed nor reset in between: a command that is slow is
     // waited for, not started again beside itself.
-    QProcess process;
+    std::optional<QProcess> process(std::in_place);
     for (int attempt = 1; attempt <= attempts; ++attempt) {
-        process.start(QLatin1String("bash"), {QLatin1String("-c"), command});
-        process.waitForFinished((attempt + 1) * baseWait);
-        const QProcess::ProcessError error = process.error();
-        qCWarning(ll_agent) << "cmd: " << command << " exitStatus: " << process.exitStatus()
-                            << " exitCode: " << process.exitCode() << " error: " << error
-                            << " errorString: " << process.errorString();
+        const bool isForked = startBash(*process, command);
+        if (isForked)
+            waitForFinished(*process, (attempt + 1) * baseWait);
+        else
+            process.emplace(); // nothing has come of it, so that this is the same
+        const QProcess::ProcessError error = isForked ? process->error() : QProcess::FailedToStart;
+        qCWarning(ll_agent) << "cmd: " << command << " exitStatus: " << process->exitStatus()
+                            << " exitCode: " << process->exitCode() << " error: " << error
+                            << " errorString: "
+                            << (isForked ? process->errorString()
+                                         : QStringLiteral("Resource error (fork failure)"));
         if (error == QProcess::UnknownError) // QProcess's word for "none"
             break;
     }
 
-    const QByteArray printed = process.readAllStandardOutput();
+    const QByteArray printed = process->isOpen() ? process->readAllStandardOutput() : QByteArray();
     // With its size: the overload for a byte array ends at the first NUL.
     output = QString::fromLatin1(printed.constData(), printed.size());
-    process.close();
+    process->close();
     return !output.isEmpty();
+} catch (const std::bad_alloc &) { // callers are told of no failure by an exception
+    output.clear();
+    return false;
 }
 
 QString Utils::getPackageNameByProcessName(const QString &processName)

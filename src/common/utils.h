@@ -52,8 +52,10 @@ public:
     /// **Attempts.** There are up to three, and the waits for their ends are 30, 45 and 60 seconds:
     /// a caller may be blocked for 135 seconds, and only failures of the child process lead to a
     /// further attempt, never an exit code:
-    /// - bash cannot be started, or a signal ends it (or the last command in the line, which bash
-    ///   becomes by itself): it is started again, and what the attempt before printed is dropped.
+    /// - bash cannot be started (there is none, descriptors have run out, or the system refuses
+    ///   another process), or a signal ends it (or the last command in the line, which bash becomes
+    ///   by itself): it is started again, and what the attempt before printed is dropped. An
+    ///   attempt that does not come to a start takes no time.
     /// - The wait times out: the command runs on, and the next attempt waits for *the same
     ///   process*; QProcess refuses to start it again with a warning of its own, "QProcess::start:
     ///   Process is already running", in the category "default". A command that ends **during the
@@ -73,10 +75,15 @@ public:
     /// Memory: everything printed is held until the command ends, what goes to standard error with
     /// one byte for each byte until the call ends; `2>/dev/null` avoids that. At the end there are
     /// up to four bytes for each byte of the standard output, which is twice the size of the text
-    /// in \a output (two bytes a character); when the call returns, that text remains. Nothing
-    /// limits what a command may print, but no QString is as long as 2^30 characters: from 1 GiB
-    /// printed on, and where memory runs out, the call throws std::bad_alloc when the command has
-    /// ended.
+    /// in \a output (two bytes a character); when the call returns, that text remains. No QString
+    /// is as long as 2^30 characters: from 1 GiB printed on, the result is false and \a output
+    /// empty.
+    ///
+    /// **Nothing limits what a command may print.** One that does so without end fills the memory
+    /// for as long as the waits last: `yes` on a machine of 2020 with 300 MB a second, which would
+    /// be 40 GB in 135 seconds. Where the process may have less (`ulimit -v`, LimitAS=), bash is
+    /// killed when that is used up, which is a crash like any other, with the next attempt to
+    /// follow; where it may not, the kernel ends whom it chooses. `| head -c 1000000` sets a limit.
     ///
     /// Writes one line after every attempt, also a good one: "cmd: " with the command,
     /// " exitStatus: ", " exitCode: ", " error: " and " errorString: " with what QProcess says of

@@ -1,0 +1,305 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "commandline.h"
+#include "descriptors.h"
+#include "logcapture.h"
+
+#include <syncstatus/utils.h>
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QtTest>
+
+#include <dlfcn.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+
+using utility::Utils;
+
+namespace {
+
+int failures = 0; // how many of the next forks fail
+// What the kernel leaves in the place of the new process's descriptor, if it is to be changed.
+bool hasLeftover = false;
+int leftover = 0;
+
+template <typename Function>
+Function next(const char *name)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+pid_t refusal()
+{
+    --failures;
+    errno = EAGAIN;
+    return -1;
+}
+
+} // namespace
+
+// The program's own definitions come before the C library's, also for Qt, which forks by the one or
+// the other of these.
+extern "C" __attribute__((visibility("default"))) pid_t fork() noexcept
+{
+    return failures > 0 ? refusal() : next<pid_t (*)()>("fork")();
+}
+
+extern "C" __attribute__((visibility("default"))) long syscall(long number, ...) noexcept
+{
+    std::va_list list;
+    va_start(list, number);
+    long arguments[6];
+    for (long &argument : arguments)
+        argument = va_arg(list, long);
+    va_end(list);
+    if (failures > 0 && number == SYS_clone) {
+        if (hasLeftover)
+            *reinterpret_cast<int *>(arguments[2]) = leftover;
+        return refusal();
+    }
+    return next<long (*)(long, ...)>("syscall")(number, arguments[0], arguments[1], arguments[2],
+                                                arguments[3], arguments[4], arguments[5]);
+}
+
+// To kill -1 is to kill everything that this user runs.
+extern "C" __attribute__((visibility("default"))) int kill(pid_t process, int signal) noexcept
+{
+    if (process <= 0)
+        qFatal("kill(%d, %d)", process, signal);
+    return next<int (*)(pid_t, int)>("kill")(process, signal);
+}
+
+namespace {
+
+/// Where Qt sees for itself that the fork has failed, as other releases than 5.15 do, it says why.
+/// Where it does not, it may complain of the descriptor; of pipes that it cannot make it always
+/// does.
+QStringList linesButQts(LogCapture &log)
+{
+    QStringList lines = log.takeLines();
+    for (auto line = lines.begin(); line != lines.end();) {
+        if (line->contains(QStringLiteral(" QSocketNotifier: ")) ||
+            line->contains(QStringLiteral("createPipe: Cannot create pipe ")))
+            line = lines.erase(line);
+        else
+            ++line;
+    }
+    return lines.replaceInStrings(
+        QStringLiteral("(fork failure): Resource temporarily unavailable"),
+        QStringLiteral("(fork failure)"));
+}
+
+QString forkFailureLine(const QString &command)
+{
+    return attemptLine(command, QStringLiteral("NormalExit"), 0, QStringLiteral("FailedToStart"),
+                       QStringLiteral("Resource error (fork failure)"));
+}
+
+/// Lets this process have no more than so many bytes of memory beyond what it has, for a scope.
+class MemoryLimit
+{
+public:
+    explicit MemoryLimit(rlim_t bytes)
+    {
+        QFile sizes(QStringLiteral("/proc/self/statm"));
+        if (!sizes.open(QIODevice::ReadOnly))
+            qFatal("/proc/self/statm cannot be read");
+        const rlim_t pages = sizes.readAll().split(' ').first().toULongLong();
+        getrlimit(RLIMIT_AS, &m_before);
+        rlimit limit = m_before;
+        limit.rlim_cur = qMin(limit.rlim_max, pages * rlim_t(sysconf(_SC_PAGESIZE)) + bytes);
+        setrlimit(RLIMIT_AS, &limit);
+    }
+    ~MemoryLimit() { setrlimit(RLIMIT_AS, &m_before); }
+    Q_DISABLE_COPY(MemoryLimit)
+
+private:
+    rlimit m_before = {};
+};
+
+/// All of it is over at once; what a busy machine may take of its time.
+constexpr qint64 atOnce = 10000;
+
+} // namespace
+
+class Shortage : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void aForkThatFailsIsAFailureToStart_data();
+    void aForkThatFailsIsAFailureToStart();
+    void aLaterAttemptMaySucceed();
+    void noPackageIsNamedWhenForksFail();
+    void descriptorsThatRunOutAreAFailureToStart();
+    void memoryThatRunsOutGivesNothing_data();
+    void memoryThatRunsOutGivesNothing();
+
+private:
+    int m_descriptors = 0;
+};
+
+void Shortage::init()
+{
+    QString output;
+    QVERIFY(Utils::executeCmd(QStringLiteral("echo word"), output)); // Qt opens some to keep
+    m_descriptors = openDescriptors();
+}
+
+void Shortage::cleanup()
+{
+    failures = 0;
+    hasLeftover = false;
+    QCOMPARE(openDescriptors(), m_descriptors);
+    errno = 0;
+    QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1);
+    QCOMPARE(errno, ECHILD);
+    QString output;
+    QVERIFY(Utils::executeCmd(QStringLiteral("echo word"), output));
+}
+
+void Shortage::aForkThatFailsIsAFailureToStart_data()
+{
+    QTest::addColumn<bool>("isSet");
+    QTest::addColumn<int>("descriptor");
+    // Qt 5.15 goes on with what stands in the place of the new process's descriptor.
+    QTest::newRow("as it comes") << false << 0;
+    QTest::newRow("never ready") << true << -3;
+    QTest::newRow("not open") << true << 1'000'000;
+}
+
+void Shortage::aForkThatFailsIsAFailureToStart()
+{
+    QFETCH(const bool, isSet);
+    QFETCH(const int, descriptor);
+
+    const QString command = QStringLiteral("echo word");
+    QString output = QStringLiteral("before");
+    LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    hasLeftover = isSet;
+    leftover = descriptor;
+    failures = 4;
+    const bool result = Utils::executeCmd(command, output);
+    const qint64 elapsed = timer.elapsed();
+
+    QVERIFY(!result);
+    QCOMPARE(output, QString());
+    QCOMPARE(failures, 1); // three attempts
+    const QString line = forkFailureLine(command);
+    QCOMPARE(linesButQts(log), (QStringList{line, line, line}));
+    QVERIFY2(elapsed < atOnce, qPrintable(QString::number(elapsed)));
+}
+
+void Shortage::aLaterAttemptMaySucceed()
+{
+    const QString command = QStringLiteral("echo word; exit 3");
+    QString output;
+    LogCapture log;
+    failures = 2;
+    QVERIFY(Utils::executeCmd(command, output));
+    QCOMPARE(output, QStringLiteral("word\n"));
+    const QString line = forkFailureLine(command);
+    QCOMPARE(linesButQts(log), (QStringList{line, line, goodLine(command, 3)}));
+}
+
+void Shortage::noPackageIsNamedWhenForksFail()
+{
+    LogCapture log;
+    failures = 4;
+    QCOMPARE(Utils::getPackageNameByProcessName(QStringLiteral("bash")), QString());
+    QCOMPARE(failures, 1);
+    const QString line =
+        forkFailureLine(QStringLiteral("rpm -qf --queryformat '%{NAME}' /usr/bin/bash"));
+    QCOMPARE(linesButQts(log), (QStringList{line, line, line}));
+}
+
+// As many descriptors are left as you like: either bash runs, or it is a failure to start.
+void Shortage::descriptorsThatRunOutAreAFailureToStart()
+{
+    const QString command = QStringLiteral("echo word");
+    bool result = false;
+    int left = 0;
+    for (; !result; ++left) {
+        QVERIFY2(left < 20, "this needs no more than three pipes and a few");
+        QString output = QStringLiteral("before");
+        LogCapture log;
+        QElapsedTimer timer;
+        timer.start();
+        {
+            const DescriptorShortage shortage(left);
+            result = Utils::executeCmd(command, output);
+        }
+        const qint64 elapsed = timer.elapsed();
+
+        QCOMPARE(openDescriptors(), m_descriptors);
+        const QStringList lines = linesButQts(log);
+        if (result) {
+            QCOMPARE(output, QStringLiteral("word\n"));
+            QCOMPARE(lines, QStringList{goodLine(command)});
+        } else {
+            QCOMPARE(output, QString());
+            QCOMPARE(lines.size(), 3);
+            for (const QString &line : lines)
+                QVERIFY2(line.contains(QStringLiteral("  exitStatus:  QProcess::NormalExit  "
+                                                      "exitCode:  0  error:  "
+                                                      "QProcess::FailedToStart  errorString:  ")),
+                         qPrintable(line));
+        }
+        QVERIFY2(elapsed < atOnce, qPrintable(QString::number(elapsed)));
+    }
+    QVERIFY(left > 4);
+}
+
+void Shortage::memoryThatRunsOutGivesNothing_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<bool>("hasEnded");
+    QTest::newRow("while it prints without end") << QStringLiteral("yes") << false;
+    QTest::newRow("while its child does") << QStringLiteral("yes | cat; true") << false;
+    QTest::newRow("while it complains without end") << QStringLiteral("yes >&2") << false;
+    QTest::newRow("when it has ended") << QStringLiteral("head -c 50000000 /dev/zero") << true;
+}
+
+void Shortage::memoryThatRunsOutGivesNothing()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    QSKIP("a sanitizer ends the process when memory runs out");
+#endif
+    QFETCH(const QString, command);
+    QFETCH(const bool, hasEnded);
+
+    QString output = QStringLiteral("before");
+    LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    bool result = true;
+    {
+        const MemoryLimit limit(64 * 1024 * 1024);
+        result = Utils::executeCmd(command, output);
+    }
+    const qint64 elapsed = timer.elapsed();
+
+    QVERIFY(!result);
+    QCOMPARE(output, QString());
+    // One that goes on is killed, which is a crash like any other.
+    const QString killed = crashLine(command, SIGKILL);
+    QCOMPARE(log.takeLines(),
+             hasEnded ? QStringList{goodLine(command)} : (QStringList{killed, killed, killed}));
+    QVERIFY2(elapsed < atOnce, qPrintable(QString::number(elapsed)));
+}
+
+QTEST_GUILESS_MAIN(Shortage)
+#include "tst_shortage.moc"
