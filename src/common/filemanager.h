@@ -130,15 +130,16 @@ public:
     /// every case, also after a failure: "write IniConfigFile succeed". The caller learns of a
     /// failure from the log only.
     ///
-    /// After an AccessError on a file that was there before, QSettings keeps the values in this
+    /// After an AccessError on a file that could be read, QSettings keeps the values in this
     /// process; the next operation on the file, a reader too, gives them and tries to write them.
     /// It does so before the encoding is named, and spoils non-ASCII values that the file has
     /// already.
     ///
     /// Blocks until the lock is free, then until the data are on the disk (one fsync). **A holder
     /// that lives is waited for without end**; the lock of a process that has died is taken over at
-    /// once, a lock file that nobody has locked (flock) when it is 30 seconds old. While it waits
-    /// it looks after 100 ms, then after twice as long each time, up to 6.4 seconds, and another
+    /// once, a lock file that nobody has locked (flock) when it is 30 seconds old; a file system
+    /// that turns read-only in the midst of a write leaves such a one behind. While it waits it
+    /// looks after 100 ms, then after twice as long each time, up to 6.4 seconds, and another
     /// thread's operation on the file waits with it, a reader's too. A directory in the place of
     /// the lock file is waited for without end.
     static void writeIniConfigFile(const QMap<QString, QMap<QString, QVariant>> &config,

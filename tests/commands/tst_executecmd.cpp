@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "commandline.h"
+#include "descriptors.h"
 #include "logcapture.h"
 
 #include <syncstatus/utils.h>
@@ -324,15 +325,12 @@ void ExecuteCmd::noEventIsProcessedMeanwhile()
 
 void ExecuteCmd::noChildAndNoDescriptorIsLeft()
 {
-    const auto descriptors = [] {
-        return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System | QDir::Files).size();
-    };
     QString output;
     Utils::executeCmd(QStringLiteral("echo word"), output); // Qt opens some to keep, once
-    const int before = descriptors();
+    const int before = openDescriptors();
     for (const char *command : {"echo word", "kill -9 $$", "true"})
         Utils::executeCmd(QLatin1String(command), output);
-    QCOMPARE(descriptors(), before);
+    QCOMPARE(openDescriptors(), before);
     errno = 0;
     QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1);
     QCOMPARE(errno, ECHILD);

@@ -4,8 +4,10 @@
 #ifndef FILESFIXTURE_H
 #define FILESFIXTURE_H
 
+#include "descriptors.h"
 #include "logcapture.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QObject>
 #include <QTemporaryDir>
@@ -14,7 +16,7 @@
 #include <optional>
 
 /// Gives each test function a folder of its own and takes every line that is written: a function
-/// that leaves one untaken fails.
+/// that leaves one untaken, or a descriptor open, fails.
 class FilesFixture : public QObject
 {
     Q_OBJECT
@@ -22,6 +24,10 @@ class FilesFixture : public QObject
 protected:
     QString path(const QString &name) const { return m_directory->filePath(name); }
     QStringList takeLines() { return m_log->takeLines(); }
+
+    /// Whether nothing in the test function has waited, on however busy a machine: what waits in
+    /// FileManager does so for 30 seconds or for ever.
+    bool isOverAtOnce() const { return m_timer.elapsed() < 15000; }
 
     // Beside the class under test, so that it is not its own judge.
     static QByteArray contentOf(const QString &path)
@@ -42,6 +48,8 @@ private Q_SLOTS:
         m_directory.emplace();
         QVERIFY2(m_directory->isValid(), qPrintable(m_directory->errorString()));
         m_log.emplace();
+        m_descriptors = openDescriptors();
+        m_timer.start();
     }
     void cleanup()
     {
@@ -49,11 +57,14 @@ private Q_SLOTS:
         m_log.reset();
         m_directory.reset();
         QCOMPARE(lines, QStringList());
+        QCOMPARE(openDescriptors(), m_descriptors);
     }
 
 private:
     std::optional<QTemporaryDir> m_directory;
     std::optional<LogCapture> m_log;
+    int m_descriptors = 0;
+    QElapsedTimer m_timer;
 };
 
 #endif

@@ -1,0 +1,399 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "filesfixture.h"
+
+#include <syncstatus/filemanager.h>
+
+#include <QDateTime>
+#include <QFile>
+#include <QJsonDocument>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+
+using systemFileManager::FileManager;
+
+namespace {
+
+// Set for one call of the library, in which nothing else is written.
+struct Faults
+{
+    int refusedFrom = 0; // this change and all that follow are refused; 0 for none
+    int error = 0;       // for which reason
+    int changes = 0;     // how many have been asked for
+
+    QByteArray vanishing;   // this file is removed
+    int vanishesBefore = 0; // before it is opened for the so many'th time
+    int opened = 0;
+};
+Faults faults;
+
+bool isRefused()
+{
+    if (faults.error == 0 || ++faults.changes < faults.refusedFrom)
+        return false;
+    errno = faults.error;
+    return true;
+}
+
+template <typename Function>
+Function next(const char *name, Function /*own*/)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+// The program's own definitions come before the C library's, also for Qt and the library.
+
+#define STANDIN extern "C" __attribute__((visibility("default")))
+
+STANDIN int open64(const char *path, int flags, ...)
+{
+    std::va_list list;
+    va_start(list, flags);
+    const mode_t mode = (flags & O_CREAT) ? va_arg(list, mode_t) : 0;
+    va_end(list);
+    if ((flags & O_ACCMODE) != O_RDONLY && isRefused())
+        return -1;
+    if (faults.vanishing == path && ++faults.opened == faults.vanishesBefore)
+        unlink(path);
+    return next("open64", &open64)(path, flags, mode);
+}
+
+STANDIN ssize_t write(int descriptor, const void *data, size_t size)
+{
+    return isRefused() ? -1 : next("write", &write)(descriptor, data, size);
+}
+
+STANDIN int ftruncate64(int descriptor, off64_t size) noexcept
+{
+    return isRefused() ? -1 : next("ftruncate64", &ftruncate64)(descriptor, size);
+}
+
+STANDIN int futimens(int descriptor, const timespec times[2]) noexcept
+{
+    return isRefused() ? -1 : next("futimens", &futimens)(descriptor, times);
+}
+
+STANDIN int rename(const char *from, const char *to) noexcept
+{
+    return isRefused() ? -1 : next("rename", &rename)(from, to);
+}
+
+STANDIN int unlink(const char *path) noexcept
+{
+    return isRefused() ? -1 : next("unlink", &unlink)(path);
+}
+
+STANDIN int mkdir(const char *path, mode_t mode) noexcept
+{
+    return isRefused() ? -1 : next("mkdir", &mkdir)(path, mode);
+}
+
+namespace {
+
+QString latin1(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+QString line(const QString &path, const char *rest)
+{
+    return agentWarning(QLatin1Char('"') + path + QLatin1Char('"') + latin1(rest));
+}
+
+QStringList succeeded()
+{
+    return {agentWarning(QStringLiteral("write IniConfigFile succeed"))};
+}
+
+QStringList refused()
+{
+    return QStringList{
+               agentWarning(QStringLiteral("write IniConfigFile fail:  QSettings::AccessError"))} +
+           succeeded();
+}
+
+void set(const char *key, const QString &file)
+{
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1(key), 1}}}}, file);
+}
+
+} // namespace
+
+/// What goes wrong between two steps of one call, or because the process has run out of something.
+class FileFaults : public FilesFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void anIniFileIsWholeWhereverItsFileSystemFails_data();
+    void anIniFileIsWholeWhereverItsFileSystemFails();
+    void aFileSystemThatFailsIsAnError_data();
+    void aFileSystemThatFailsIsAnError();
+    void aFileThatVanishesBeforeItIsReadIsMissing();
+    void aFileThatVanishesWhileItIsWrittenIsMadeAnew();
+    void withoutDescriptorsNoFileIsReadOrChanged();
+    void anIniFileLosesNothingForWantOfDescriptors();
+
+private:
+    // Without Qt's complaint of a lock that it may not take away.
+    QStringList linesButQts()
+    {
+        QStringList lines = takeLines();
+        if (lines.value(0).contains(latin1("ould not remove our own lock file")))
+            lines.removeFirst();
+        return lines;
+    }
+    // A lock that could not be taken away, made as old as one that may be taken over.
+    static void ageLockOf(const QString &file)
+    {
+        const qint64 past = QDateTime::currentSecsSinceEpoch() - 40;
+        const timespec times[] = {{time_t(past), 0}, {time_t(past), 0}};
+        utimensat(AT_FDCWD, QFile::encodeName(file + latin1(".lock")).constData(), times, 0);
+    }
+};
+
+void FileFaults::anIniFileIsWholeWhereverItsFileSystemFails_data()
+{
+    QTest::addColumn<int>("error");
+    QTest::newRow("it turns read-only") << EROFS;
+    QTest::newRow("its disk breaks") << EIO;
+}
+
+// Each change that a write asks for, from the first to the last, is the first that is refused.
+void FileFaults::anIniFileIsWholeWhereverItsFileSystemFails()
+{
+    QFETCH(const int, error);
+
+    // With a value that is not ASCII, for which a write does one thing more.
+    const QByteArray before("[f]\nwide=\xc3\xbc\n\n[g]\nold=kept\n");
+    const QByteArray after("[f]\nwide=\xc3\xbc\n\n[g]\nnew=1\nold=kept\n");
+    bool isRefused = true;
+    int from = 0;
+    while (isRefused) {
+        ++from;
+        QVERIFY2(from < 50, "a write does not take as many changes");
+        const QString file = path(QStringLiteral("%1.ini").arg(from));
+        QVERIFY(store(file, before));
+        faults.refusedFrom = from;
+        faults.error = error;
+        set("new", file);
+        isRefused = faults.changes >= from;
+        faults = {};
+
+        const QByteArray content = contentOf(file);
+        QVERIFY2(content == before || content == after, content.constData());
+        QCOMPARE(linesButQts(), content == after ? succeeded() : refused());
+
+        // What was refused is written with what comes next.
+        ageLockOf(file);
+        set("later", file);
+        QCOMPARE(takeLines(), succeeded());
+        QVERIFY2(contentOf(file).endsWith("\n\n[g]\nlater=1\nnew=1\nold=kept\n"),
+                 contentOf(file).constData());
+    }
+    QVERIFY(from > 5);
+    QVERIFY(isOverAtOnce());
+}
+
+void FileFaults::aFileSystemThatFailsIsAnError_data()
+{
+    QTest::addColumn<int>("error");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("it turns read-only") << EROFS << latin1("Read-only file system");
+    QTest::newRow("its disk breaks") << EIO << latin1("Input/output error");
+}
+
+void FileFaults::aFileSystemThatFailsIsAnError()
+{
+    QFETCH(const int, error);
+    QFETCH(const QString, text);
+
+    const QString file = path(latin1("file"));
+    const QString failure =
+        line(file, " ---- \"") + text + QLatin1Char('"'); // before the file is touched
+    for (int from = 1; from <= 3; ++from) {
+        QVERIFY(store(file, "old"));
+        faults.refusedFrom = from;
+        faults.error = error;
+        const bool result = FileManager::writeFile("new", file);
+        const int changes = faults.changes;
+        faults = {};
+        QVERIFY(!result);
+        QCOMPARE(changes, from == 1 ? 1 : 3); // the opening; the second truncation and the write
+        QCOMPARE(takeLines(), QStringList{from == 1 ? failure : line(file, "  write error!")});
+        QCOMPARE(contentOf(file), QByteArray(from == 1 ? "old" : ""));
+    }
+
+    faults.refusedFrom = 1;
+    faults.error = error;
+    const bool isRemoved = FileManager::removeFile(file);
+    const bool isMade = FileManager::checkPath(path(latin1("directory")));
+    faults = {};
+    QVERIFY(!isRemoved);
+    QVERIFY(!isMade);
+    QVERIFY(QFile::exists(file));
+    QVERIFY(isOverAtOnce());
+}
+
+void FileFaults::aFileThatVanishesBeforeItIsReadIsMissing()
+{
+    const QString file = path(latin1("file.ini"));
+    const QByteArray content("[g]\nk=1\n");
+    faults.vanishing = QFile::encodeName(file);
+    faults.vanishesBefore = 1;
+
+    // It was there a moment ago.
+    QVERIFY(store(file, content));
+    QVERIFY(FileManager::isFileExist(file));
+    faults.opened = 0;
+    QCOMPARE(FileManager::readFile(file), QByteArray());
+    QCOMPARE(takeLines(), QStringList{line(file, " ---- \"No such file or directory\"")});
+
+    // QSettings itself looks first whether there is a file.
+    faults.vanishesBefore = 0;
+    QVERIFY(store(file, content));
+    faults.vanishesBefore = 1;
+    faults.opened = 0;
+    QCOMPARE(FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), latin1("none")),
+             latin1("none"));
+    QCOMPARE(faults.opened, 1);
+    faults.vanishesBefore = 0;
+    QVERIFY(store(file, content));
+    faults.vanishesBefore = 1;
+    faults.opened = 0;
+    QVERIFY(FileManager::readSettingFile(file, latin1("g")).isEmpty());
+    QCOMPARE(faults.opened, 1);
+
+    // And is read again when it is back.
+    faults = {};
+    QVERIFY(store(file, content));
+    QCOMPARE(FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), latin1("none")),
+             latin1("1"));
+    QVERIFY(isOverAtOnce());
+}
+
+void FileFaults::aFileThatVanishesWhileItIsWrittenIsMadeAnew()
+{
+    int before = 0;
+    bool hasVanished = true;
+    while (hasVanished) {
+        ++before;
+        QVERIFY2(before < 20, "a write does not open it as often");
+        const QString file = path(QStringLiteral("%1.ini").arg(before));
+        QVERIFY(store(file, "[g]\nold=\"\xc3\xbc\"\n"));
+        faults.vanishing = QFile::encodeName(file);
+        faults.vanishesBefore = before;
+        set("new", file);
+        hasVanished = faults.opened >= before;
+        faults = {};
+
+        const QStringList lines = takeLines();
+        QVERIFY2(lines == succeeded() || lines == refused(),
+                 qPrintable(lines.join(QLatin1Char(';'))));
+        // What was refused is written with what comes next.
+        set("later", file);
+        QCOMPARE(takeLines(), succeeded());
+        const QStringList keys = FileManager::readSettingFile(file, latin1("g")).keys();
+        QVERIFY(keys.contains(latin1("later")));
+        QVERIFY(keys.contains(latin1("new")));
+    }
+    QVERIFY(before > 2);
+    QVERIFY(isOverAtOnce());
+}
+
+void FileFaults::withoutDescriptorsNoFileIsReadOrChanged()
+{
+    const QString file = path(latin1("file.ini"));
+    const QString other = path(latin1("other"));
+    const QByteArray content("[g]\nk=1\n");
+    QVERIFY(store(file, content));
+    QVERIFY(store(other, content));
+
+    bool isWritten = true;
+    bool isMade = false;
+    bool isThere = false;
+    bool isRemoved = false;
+    QByteArray read("something");
+    QString value;
+    QMap<QString, QString> values{{latin1("k"), latin1("something")}};
+    QJsonDocument document;
+    bool isParsed = false;
+    {
+        const DescriptorShortage shortage;
+        isWritten = FileManager::writeFile("new", file);
+        read = FileManager::readFile(file);
+        value = FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), latin1("none"));
+        values = FileManager::readSettingFile(file, latin1("g"));
+        // What needs none works.
+        isMade = FileManager::checkPath(path(latin1("directory")));
+        isThere = FileManager::isFileExist(file);
+        isRemoved = FileManager::removeFile(other);
+        isParsed = FileManager::parseJson(R"({"k":1})", document);
+    }
+    const QString failure = line(file, " ---- \"Too many open files\"");
+    QCOMPARE(takeLines(), (QStringList{failure, failure}));
+    QVERIFY(!isWritten);
+    QCOMPARE(read, QByteArray());
+    QCOMPARE(value, latin1("none"));
+    QVERIFY(values.isEmpty());
+    QVERIFY(isMade);
+    QVERIFY(isThere);
+    QVERIFY(isRemoved);
+    QVERIFY(!QFile::exists(other));
+    QVERIFY(isParsed);
+
+    QCOMPARE(contentOf(file), content);
+    QCOMPARE(FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), latin1("none")),
+             latin1("1"));
+    // What has been read is still known.
+    {
+        const DescriptorShortage shortage;
+        value = FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), latin1("none"));
+    }
+    QCOMPARE(value, latin1("1"));
+    QVERIFY(isOverAtOnce());
+}
+
+void FileFaults::anIniFileLosesNothingForWantOfDescriptors()
+{
+    const QByteArray before("[f]\nwide=\xc3\xbc\n\n[g]\nold=kept\n");
+    const QByteArray after("[f]\nwide=\xc3\xbc\n\n[g]\nnew=1\nold=kept\n");
+    bool isEnough = false;
+    int left = 0;
+    for (; !isEnough; ++left) {
+        QVERIFY2(left < 10, "a write does not take as many");
+        const QString file = path(QStringLiteral("%1.ini").arg(left));
+        QVERIFY(store(file, before));
+        {
+            const DescriptorShortage shortage(left);
+            set("new", file);
+        }
+        isEnough = contentOf(file) != before;
+        QCOMPARE(takeLines(), isEnough ? succeeded() : refused());
+        if (isEnough)
+            QCOMPARE(contentOf(file), after);
+
+        // What was refused is written with what comes next, if QSettings could read the file.
+        set("later", file);
+        QCOMPARE(takeLines(), succeeded());
+        QVERIFY2(contentOf(file).endsWith(left == 0 ? "\n\n[g]\nlater=1\nold=kept\n"
+                                                    : "\n\n[g]\nlater=1\nnew=1\nold=kept\n"),
+                 contentOf(file).constData());
+    }
+    QVERIFY(left > 1);
+    QVERIFY(isOverAtOnce());
+}
+
+QTEST_GUILESS_MAIN(FileFaults)
+#include "faults.moc"
