@@ -16,7 +16,8 @@
 /// The platform's library, "/usr/lib64/libcorvel-event-log.so", is loaded at run time by the first
 /// get(). Where it is missing, cannot be loaded or lacks an entry point, everything here still
 /// works and what needs the missing part does nothing. That is settled once for the life of the
-/// process: a library that is installed later is not picked up.
+/// process: a library that is installed later is not picked up, and one that could not be loaded
+/// because the process had no file descriptor or memory left stays out. Make the first call early.
 ///
 /// Two entry points are used, each if it is there. They may return nothing or a scalar (a number, a
 /// boolean, a pointer), which is not looked at; a class would need a place to be returned in:

@@ -80,15 +80,20 @@ void dropOutput(QProcess &process)
 }
 
 // Waits until the process has ended. One that prints more than there is memory for is killed, and
-// what it has printed is dropped.
+// what it has printed is dropped, again and again until it is gone: its children may go on.
 void waitForFinished(QProcess &process, int milliseconds)
-try {
-    process.waitForFinished(milliseconds);
-} catch (const std::bad_alloc &) {
-    process.kill();
-    dropOutput(process); // for the rest of it is read before the process counts as ended
-    process.waitForFinished(-1);
-    dropOutput(process);
+{
+    for (bool isKilled = false;; isKilled = true) {
+        try {
+            process.waitForFinished(isKilled ? -1 : milliseconds);
+            if (isKilled)
+                dropOutput(process);
+            return;
+        } catch (const std::bad_alloc &) {
+            process.kill();
+            dropOutput(process);
+        }
+    }
 }
 
 } // namespace

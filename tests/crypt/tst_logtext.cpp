@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "descriptors.h"
 #include "logcapture.h"
 #include "opensslprogram.h"
 
@@ -50,6 +51,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void descriptorsAreNotNeeded();
     void theTextIsMarkerAndBase64();
     void opensslReadsTheText_data();
     void opensslReadsTheText();
@@ -88,6 +90,22 @@ void TestLogText::cleanup()
 {
     QCOMPARE(m_log.takeLines(), QStringList());
     QCOMPARE(ERR_peek_error(), 0UL);
+}
+
+// Not even by the first call of the process, which this is when all functions are run: for that one
+// OpenSSL sets itself up.
+void TestLogText::descriptorsAreNotNeeded()
+{
+    const int before = openDescriptors();
+    QByteArray logText;
+    {
+        const DescriptorShortage shortage;
+        logText = RsaCrypt::logEncryptToBase64("word");
+    }
+    QCOMPARE(
+        m_openssl.decrypt(QByteArray::fromBase64(logText.mid(markerSize)), m_pair.privatePkcs8),
+        QByteArray("word"));
+    QCOMPARE(openDescriptors(), before);
 }
 
 // For a 2048-bit key: 256 bytes for each started 245.

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "descriptors.h"
 #include "eventlogstandin.h"
 #include "logcapture.h"
 
@@ -132,6 +133,7 @@ private Q_SLOTS:
     void recordsArriveByteForByte_data();
     void recordsArriveByteForByte();
     void writingDoesNotNeedInitSync() const;
+    void writingNeedsNoDescriptor() const;
     void nothingIsPrinted();
     // Also when the process ends, which the dlclose() above watches.
     void cleanupTestCase() { testsAreOver = true; }
@@ -155,7 +157,12 @@ void TestEventLogUtils::initTestCase()
     DescriptorCapture standardOutput(STDOUT_FILENO);
     DescriptorCapture standardError(STDERR_FILENO);
     LogCapture log;
-    m_first = EventLogUtils::get();
+    if (library == "out of reach") {
+        const DescriptorShortage shortage;
+        m_first = EventLogUtils::get();
+    } else {
+        m_first = EventLogUtils::get();
+    }
     m_attemptsOfTheFirst = attempts;
     const std::string record = R"({"tid":1,"version":"1.0.0"})";
     m_first->writeLogs(record);
@@ -264,6 +271,23 @@ void TestEventLogUtils::recordsArriveByteForByte()
 void TestEventLogUtils::writingDoesNotNeedInitSync() const
 {
     QCOMPARE(m_writtenBeforeInitSync, offers("WriteEventLog") ? 1 : 0);
+}
+
+void TestEventLogUtils::writingNeedsNoDescriptor() const
+{
+    if (calls())
+        *calls() = EventLogCalls();
+    const int before = openDescriptors();
+    {
+        const DescriptorShortage shortage;
+        EventLogUtils::get()->initSync();
+        EventLogUtils::get()->writeLogs("record");
+    }
+    QCOMPARE(openDescriptors(), before);
+    if (!calls())
+        return;
+    QCOMPARE(calls()->initialized, offers("Initialize") ? 1 : 0);
+    QCOMPARE(calls()->record, std::string(offers("WriteEventLog") ? "record" : ""));
 }
 
 void TestEventLogUtils::nothingIsPrinted()

@@ -8,6 +8,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <sys/mount.h>
+
 using systemFileManager::FileManager;
 
 namespace {
@@ -48,8 +50,14 @@ private Q_SLOTS:
     void theEndOfAnIniFileOnAFullDiskIsLost();
     void aReadOnlyFileIsRefused();
     void aReadOnlyIniFileIsReadAndNotWritten();
+    void aFileSystemThatTurnsReadOnlyLosesNothing();
 
 private:
+    bool makeReadOnly(bool readOnly)
+    {
+        return ::mount(nullptr, QFile::encodeName(m_changing).constData(), nullptr,
+                       MS_REMOUNT | MS_BIND | (readOnly ? MS_RDONLY : 0), nullptr) == 0;
+    }
     // The small file system, emptied and then filled up to \a pages.
     QString fullBut(int pages)
     {
@@ -68,6 +76,7 @@ private:
 
     QString m_small = qEnvironmentVariable("SYNCSTATUS_TEST_SMALL_FS");
     QString m_readOnly = qEnvironmentVariable("SYNCSTATUS_TEST_READONLY_FS");
+    QString m_changing = qEnvironmentVariable("SYNCSTATUS_TEST_CHANGING_FS");
 };
 
 void FileSystems::initTestCase()
@@ -84,6 +93,7 @@ void FileSystems::smallDataOnAFullDiskIsAnError()
     QCOMPARE(contentOf(file), QByteArray());
 
     QVERIFY(FileManager::writeFile(QByteArray(), file));
+    QVERIFY(isOverAtOnce());
 }
 
 void FileSystems::aFileMakesRoomForItsOwnReplacement()
@@ -100,6 +110,7 @@ void FileSystems::dataThatFitsInPartCountsAsSuccess()
     const QByteArray data(int(3 * pageSize), 'd');
     QVERIFY(FileManager::writeFile(data, file));
     QVERIFY(contentOf(file) == data.left(int(2 * pageSize)));
+    QVERIFY(isOverAtOnce());
 }
 
 void FileSystems::anIniFileOnAFullDiskStaysWhole_data()
@@ -127,6 +138,7 @@ void FileSystems::anIniFileOnAFullDiskStaysWhole()
     QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
     QCOMPARE(QDir(small).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
              (QStringList{latin1("filler"), name}));
+    QVERIFY(isOverAtOnce());
 }
 
 void FileSystems::theEndOfAnIniFileOnAFullDiskIsLost_data()
@@ -153,6 +165,7 @@ void FileSystems::theEndOfAnIniFileOnAFullDiskIsLost()
     QCOMPARE(lines.size(), accessError().size());
     QEXPECT_FAIL("", "and puts what was written in the place of the old file", Continue);
     QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
+    QVERIFY(isOverAtOnce());
 }
 
 void FileSystems::aReadOnlyFileIsRefused()
@@ -171,6 +184,7 @@ void FileSystems::aReadOnlyFileIsRefused()
     QVERIFY(FileManager::checkPath(m_readOnly));
     QVERIFY(!FileManager::checkPath(none));
     QCOMPARE(contentOf(file), content);
+    QVERIFY(isOverAtOnce());
 }
 
 void FileSystems::aReadOnlyIniFileIsReadAndNotWritten()
@@ -185,6 +199,40 @@ void FileSystems::aReadOnlyIniFileIsReadAndNotWritten()
     FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 2}}}},
                                     m_readOnly + latin1("/none/new.ini"));
     QCOMPARE(takeLines(), accessError());
+    QVERIFY(isOverAtOnce());
+}
+
+// Under an open program, between two of its calls.
+void FileSystems::aFileSystemThatTurnsReadOnlyLosesNothing()
+{
+    const QString file = m_changing + latin1("/file");
+    const QString ini = m_changing + latin1("/settings.ini");
+    QVERIFY(FileManager::writeFile("old", file));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("a"), 1}}}}, ini);
+    const QStringList succeeded{agentWarning(latin1("write IniConfigFile succeed"))};
+    QCOMPARE(takeLines(), succeeded);
+
+    QVERIFY(makeReadOnly(true));
+    const bool isWritten = FileManager::writeFile("new", file);
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("b"), 2}}}}, ini);
+    const bool isRemoved = FileManager::removeFile(file);
+    const bool isMade = FileManager::checkPath(m_changing + latin1("/directory"));
+    const QByteArray fileContent = contentOf(file);
+    const QByteArray iniContent = contentOf(ini);
+    QVERIFY(makeReadOnly(false));
+    QVERIFY(!isWritten);
+    QVERIFY(!isRemoved);
+    QVERIFY(!isMade);
+    QCOMPARE(takeLines(),
+             QStringList{line(file, " ---- \"Read-only file system\"")} + accessError());
+    QCOMPARE(fileContent, QByteArray("old"));
+    QCOMPARE(iniContent, QByteArray("[g]\na=1\n"));
+
+    // What was refused is written with what comes next.
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("c"), 3}}}}, ini);
+    QCOMPARE(takeLines(), succeeded);
+    QCOMPARE(contentOf(ini), QByteArray("[g]\na=1\nb=2\nc=3\n"));
+    QVERIFY(isOverAtOnce());
 }
 
 QTEST_GUILESS_MAIN(FileSystems)

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "descriptors.h"
 #include "logcapture.h"
 
 #include <syncstatus/utils.h>
@@ -270,6 +271,7 @@ private Q_SLOTS:
     void configurations();
     void theProxyIsSetWhenTheLineIsWritten();
     void onlyTheSocketIsChanged();
+    void descriptorsAreNotNeeded();
     void linesAreWrittenOnlyWhenTheLevelIsOn();
     void theProxyResolvesNames();
 
@@ -407,6 +409,25 @@ void Proxy::onlyTheSocketIsChanged()
     Utils::setSocksNetworkProxy(socket, {});
     QCOMPARE(QNetworkProxy::applicationProxy(), application);
     QCOMPARE(other.proxy().type(), QNetworkProxy::DefaultProxy);
+}
+
+void Proxy::descriptorsAreNotNeeded()
+{
+    const int before = openDescriptors();
+    QTcpSocket socket;
+    LogCapture log;
+    {
+        const DescriptorShortage shortage;
+        Utils::setSocksNetworkProxy(
+            socket, {{QStringLiteral("socks"),
+                      QJsonObject{{QStringLiteral("host"), QStringLiteral("proxy.example")},
+                                  {QStringLiteral("port"), QStringLiteral("1080")}}}});
+    }
+    QCOMPARE(log.takeLines(),
+             QStringList{agentWarning(QStringLiteral("network:  Set network proxy success!"))});
+    QCOMPARE(socket.proxy().hostName(), QStringLiteral("proxy.example"));
+    QCOMPARE(socket.proxy().port(), quint16(1080));
+    QCOMPARE(openDescriptors(), before);
 }
 
 void Proxy::linesAreWrittenOnlyWhenTheLevelIsOn()
