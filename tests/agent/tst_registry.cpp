@@ -4,6 +4,7 @@
 // The framework that plugins are given: the registry of implementation objects, the base class's
 // defaults and the names in its header.
 
+#include "atonce.h"
 #include "logcapture.h"
 
 #include <custompluginmanager/custompluginmanager.h>
@@ -14,9 +15,7 @@
 
 #include <array>
 #include <atomic>
-#include <functional>
 #include <memory>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -40,23 +39,6 @@ QObject *find(const char *name)
 QString warning(const char *text)
 {
     return QLatin1String("warning custompluginmanager: ") + QLatin1String(text);
-}
-
-// Runs the work in several threads that start it together.
-void together(int threadCount, const std::function<void(int)> &work)
-{
-    std::atomic<int> ready{0};
-    std::vector<std::thread> threads;
-    threads.reserve(size_t(threadCount));
-    for (int i = 0; i < threadCount; ++i)
-        threads.emplace_back([&, i] {
-            ++ready;
-            while (ready < threadCount)
-                std::this_thread::yield();
-            work(i);
-        });
-    for (std::thread &thread : threads)
-        thread.join();
 }
 
 class MinimalPlugin : public PluginBase
@@ -124,7 +106,7 @@ void RegistryTest::cleanupTestCase()
 void RegistryTest::firstUseFromSeveralThreadsMakesOneRegistry()
 {
     std::array<CustomPluginManager *, 8> found{};
-    together(int(found.size()), [&](int i) { found[size_t(i)] = CustomPluginManager::instance(); });
+    atOnce(int(found.size()), [&](int i) { found[size_t(i)] = CustomPluginManager::instance(); });
     QVERIFY(found[0]);
     for (const CustomPluginManager *manager : found)
         QCOMPARE(manager, found[0]);
@@ -287,7 +269,7 @@ void RegistryTest::severalThreadsAtOnceLoseNothing()
     std::atomic<int> missed{0};
     const auto bystander = named("bystander");
     CustomPluginManager::addPluginImplement(bystander.get());
-    together(4, [&](int thread) {
+    atOnce(4, [&](int thread) {
         const auto object = named(qPrintable(QString::number(thread)));
         const QString name = object->objectName();
         for (int i = 0; i < 400000; ++i) {
@@ -307,7 +289,7 @@ void RegistryTest::objectMayBeDestroyedWhileItIsRemoved()
         auto object = named("object");
         QObject *const raw = object.get();
         CustomPluginManager::addPluginImplement(raw);
-        together(2, [&](int thread) {
+        atOnce(2, [&](int thread) {
             if (thread == 0)
                 object.reset();
             else

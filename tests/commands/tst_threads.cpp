@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "atonce.h"
 #include "logcapture.h"
 
 #include <syncstatus/utils.h>
@@ -13,8 +14,6 @@
 #include <QtTest>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
 using utility::Utils;
 
@@ -40,7 +39,8 @@ void Threads::eightThreadsCallEveryOperationAtOnce()
 
     LogCapture log;
     std::atomic<int> good{0};
-    const auto work = [&good](int thread) {
+    // Threads that Qt did not start and that run no event loop.
+    atOnce(threads, [&good](int thread) {
         for (int round = 0; round < rounds; ++round) {
             const QString word = QStringLiteral("%1-%2").arg(thread).arg(round);
             const auto port = static_cast<quint16>(1000 + thread);
@@ -61,14 +61,7 @@ void Threads::eightThreadsCallEveryOperationAtOnce()
                     Utils::getServerDateTime(86400 * (round + 1)) ==
                         QStringLiteral("1970-01-%1").arg(round + 2, 2, 10, QLatin1Char('0'));
         }
-    };
-    // Threads that Qt did not start and that run no event loop.
-    std::vector<std::thread> running;
-    running.reserve(threads);
-    for (int thread = 0; thread < threads; ++thread)
-        running.emplace_back(work, thread);
-    for (std::thread &thread : running)
-        thread.join();
+    });
     QCOMPARE(good.load(), threads * rounds);
     QCOMPARE(log.takeLines().size(), threads * rounds * 3);
 }

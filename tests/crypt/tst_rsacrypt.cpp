@@ -21,8 +21,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <thread>
-#include <vector>
 
 using logEncryption::RsaCrypt;
 
@@ -154,7 +152,6 @@ private Q_SLOTS:
     void nobodyIsAskedForAPassphrase();
     void aProtectedKeyIsRefusedAtOnce_data();
     void aProtectedKeyIsRefusedAtOnce();
-    void threadsDoNotDisturbEachOther();
 
 private:
     void addPairs();
@@ -720,32 +717,6 @@ void TestRsaCrypt::aProtectedKeyIsRefusedAtOnce()
     QCOMPARE(waitpid(child, &status, 0), child);
     QVERIFY2(WIFEXITED(status), "the process was ended");
     QCOMPARE(WEXITSTATUS(status), 0);
-}
-
-void TestRsaCrypt::threadsDoNotDisturbEachOther()
-{
-    const RsaPair pair = m_openssl.rsaPair(1024);
-    const RsaPair other = m_openssl.rsaPair(2048);
-    const QByteArray signedBlock = m_openssl.sign("words", pair.privatePkcs8);
-    const QByteArray half = pair.publicPkcs1.left(150);
-    std::vector<int> good(8);
-    std::vector<std::thread> threads;
-    threads.reserve(good.size());
-    for (int thread = 0; thread < 8; ++thread) {
-        threads.emplace_back([&, thread] {
-            const RsaPair &mine = thread % 2 ? pair : other;
-            const QByteArray text = textOf(200 + 100 * thread);
-            for (int i = 0; i < 20; ++i) {
-                good[size_t(thread)] +=
-                    decrypt(encrypt(text, mine.publicPkcs1), mine.privatePkcs8) == text &&
-                    recover(signedBlock, pair.publicSpki) == "words" &&
-                    encrypt(text, half).isEmpty() && decrypt(text, half).isEmpty();
-            }
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
-    QCOMPARE(good, std::vector<int>(8, 20));
 }
 
 QTEST_GUILESS_MAIN(TestRsaCrypt)

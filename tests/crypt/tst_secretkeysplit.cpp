@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "atonce.h"
+
 #include <custompluginmanager/secretkeysplit.h>
 
 #include <QCryptographicHash>
@@ -9,7 +11,6 @@
 #include <QtTest>
 
 #include <algorithm>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -293,24 +294,18 @@ void TestSecretkeySplit::mixedPiecesAreRefused()
 void TestSecretkeySplit::threadsDoNotDisturbEachOther()
 {
     std::vector<int> good(8);
-    std::vector<std::thread> threads;
-    threads.reserve(good.size());
-    for (int thread = 0; thread < 8; ++thread) {
-        threads.emplace_back([&good, thread] {
-            const QByteArray mine = secret() + QByteArray::number(thread);
-            const auto masks = SecretkeySplit::Masks::FromSecret;
-            const QStringList first = SecretkeySplit::splitSecretKey(mine, 3, masks);
-            for (int i = 0; i < 100; ++i) {
-                const QStringList pieces = SecretkeySplit::splitSecretKey(mine, 3);
-                good[size_t(thread)] +=
-                    SecretkeySplit::recoverSecretKey(pieces) == mine &&
-                    SecretkeySplit::splitSecretKey(mine, 3, masks) == first &&
-                    SecretkeySplit::recoverSecretKey(pieces.mid(1) + first.mid(0, 1)).isEmpty();
-            }
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
+    atOnce(int(good.size()), [&good](int thread) {
+        const QByteArray mine = secret() + QByteArray::number(thread);
+        const auto masks = SecretkeySplit::Masks::FromSecret;
+        const QStringList first = SecretkeySplit::splitSecretKey(mine, 3, masks);
+        for (int i = 0; i < 100; ++i) {
+            const QStringList pieces = SecretkeySplit::splitSecretKey(mine, 3);
+            good[size_t(thread)] +=
+                SecretkeySplit::recoverSecretKey(pieces) == mine &&
+                SecretkeySplit::splitSecretKey(mine, 3, masks) == first &&
+                SecretkeySplit::recoverSecretKey(pieces.mid(1) + first.mid(0, 1)).isEmpty();
+        }
+    });
     QCOMPARE(good, std::vector<int>(8, 100));
 }
 

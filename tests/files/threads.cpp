@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "atonce.h"
 #include "filesfixture.h"
 
 #include <syncstatus/filemanager.h>
@@ -9,8 +10,6 @@
 #include <QFileInfo>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
 using systemFileManager::FileManager;
 
@@ -74,19 +73,8 @@ private Q_SLOTS:
 void Threads::eightAtOnce()
 {
     const QString folder = path(QString()) + QLatin1Char('/');
-    std::atomic<int> waiting{threadCount};
     std::atomic<int> wrong{0};
-    std::vector<std::thread> threads;
-    threads.reserve(threadCount);
-    for (int i = 0; i < threadCount; ++i) {
-        threads.emplace_back([&, i] {
-            for (--waiting; waiting > 0;)
-                std::this_thread::yield();
-            wrong += work(folder, i);
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
+    atOnce(threadCount, [&](int thread) { wrong += work(folder, thread); });
     QCOMPARE(wrong.load(), 0);
 
     const QStringList lines = takeLines();

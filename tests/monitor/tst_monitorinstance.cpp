@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "atonce.h"
 #include "constants.h"
 #include "fakenetworkmanager.h"
 #include "isolatedtest.h"
@@ -16,7 +17,6 @@
 #include <QMetaMethod>
 #include <QProcess>
 #include <QScopedPointer>
-#include <QSemaphore>
 #include <QSet>
 #include <QSignalSpy>
 #include <QTest>
@@ -27,6 +27,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <future>
 #include <type_traits>
 #include <vector>
 
@@ -116,14 +117,11 @@ void tst_MonitorInstance::livesInTheThreadThatAsksFirst()
     QThread thread;
     QObject inThread;
     inThread.moveToThread(&thread);
-    MonitorNetwork *monitor = nullptr;
-    QSemaphore asked;
-    connect(&thread, &QThread::started, &inThread, [&] {
-        monitor = MonitorNetwork::getInstance();
-        asked.release();
-    });
+    std::promise<MonitorNetwork *> made; // which, unlike QSemaphore, the thread sanitizer sees
+    connect(&thread, &QThread::started, &inThread,
+            [&made] { made.set_value(MonitorNetwork::getInstance()); });
     thread.start();
-    asked.acquire();
+    MonitorNetwork *const monitor = made.get_future().get();
     QVERIFY(monitor);
     QCOMPARE(monitor->thread(), &thread);
 
@@ -139,24 +137,10 @@ void tst_MonitorInstance::livesInTheThreadThatAsksFirst()
 
 void tst_MonitorInstance::isOneForThreadsThatAskAtOnce()
 {
-    constexpr int count = 16;
-    QSemaphore ready;
-    QSemaphore go;
+    constexpr int count = 8;
     std::vector<MonitorNetwork *> found(count);
-    std::vector<QScopedPointer<QThread>> threads(count);
     LogCapture log;
-    for (int i = 0; i < count; ++i) {
-        threads[size_t(i)].reset(QThread::create([&, i] {
-            ready.release();
-            go.acquire();
-            found[size_t(i)] = MonitorNetwork::getInstance();
-        }));
-        threads[size_t(i)]->start();
-    }
-    ready.acquire(count);
-    go.release(count);
-    for (const auto &thread : threads)
-        thread->wait();
+    atOnce(count, [&](int i) { found[size_t(i)] = MonitorNetwork::getInstance(); });
 
     QVERIFY(found.front());
     QCOMPARE(std::vector<MonitorNetwork *>(count, found.front()), found);

@@ -4,10 +4,12 @@
 // A bare host whose operator new can run out of memory and counts what it gives. It is the one that
 // the library and Qt use in this process, as the executable's definition comes first.
 
+#include "atonce.h"
 #include "barehost.h"
 
 #include <QLibrary>
 #include <QLoggingCategory>
+#include <QScopedPointer>
 #include <QTest>
 
 #include <array>
@@ -19,16 +21,17 @@ using custompluginmanager::PluginBase;
 
 namespace {
 
-std::atomic<int> given{0};        // since the start
-std::atomic<int> living{0};       // given and not taken back
-std::atomic<int> untilFailure{0}; // the next but how many fails; 0: none
-std::array<std::size_t, 8> sizes; // of the last ones that were given, in turn
+std::atomic<int> given{0};         // since the start
+std::atomic<int> living{0};        // given and not taken back
+std::atomic<int> untilFailure{0};  // the next but how many fails; 0: none
+thread_local bool allFail = false; // in this thread
+std::array<std::size_t, 8> sizes;  // of the last ones that were given, in turn
 
 } // namespace
 
 Q_DECL_EXPORT void *operator new(std::size_t size)
 {
-    if (untilFailure > 0 && --untilFailure == 0)
+    if (allFail || (untilFailure > 0 && --untilFailure == 0))
         throw std::bad_alloc();
     void *const memory = std::malloc(size);
     if (!memory)
@@ -59,6 +62,7 @@ private Q_SLOTS:
     void cleanup();
 
     void failureWhileConstructingPropagatesAndLeaksNothing();
+    void firstCallsAtOnceFailEachForItself();
     void linesThatAreSwitchedOffAllocateNothing();
 
 private:
@@ -120,6 +124,29 @@ void AllocationTest::failureWhileConstructingPropagatesAndLeaksNothing()
     QCOMPARE(sizes[size_t(before + 2) % sizes.size()], sizeof(QObject));
     QCOMPARE(m_instance(), plugin);
     delete plugin;
+}
+
+// The guarded pointer to the plugin object is safe to be first used in several threads at once.
+// What is not is the making of the object, which therefore fails here: the pointer is only read.
+void AllocationTest::firstCallsAtOnceFailEachForItself()
+{
+    constexpr int threads = 8;
+    const int before = living;
+    std::atomic<int> thrown{0};
+    atOnce(threads, [&](int) {
+        allFail = true;
+        try {
+            m_instance();
+        } catch (const std::bad_alloc &) {
+            ++thrown;
+        }
+        allFail = false;
+    });
+    QCOMPARE(thrown.load(), threads);
+    QCOMPARE(living.load(), before);
+    QCOMPARE(barehost::takeCalls(), QStringList());
+    const QScopedPointer<QObject> plugin(m_instance());
+    QVERIFY(plugin);
 }
 
 void AllocationTest::linesThatAreSwitchedOffAllocateNothing()
