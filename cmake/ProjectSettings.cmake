@@ -23,6 +23,7 @@ target_compile_definitions(syncstatus_settings INTERFACE
   QT_NO_CAST_TO_ASCII
   QT_NO_NARROWING_CONVERSIONS_IN_CONNECT
   QT_NO_URL_CAST_FROM_STRING)
+include(Hardening)
 
 # In a build for tests with AddressSanitizer, every program looks for leaks when main() is over.
 #   syncstatus_check_leaks_after_main(<target> <PRIVATE|INTERFACE>)

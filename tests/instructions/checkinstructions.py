@@ -92,7 +92,7 @@ def main():
         mark = "FAIL" if name in slower else "    "
         print(f"{mark} {counts[name]:8} (recorded {recorded.get(name, 0):8}) {name}")
     if slower or counts.keys() != recorded.keys():
-        sys.exit(f"Where that is as it must be, record it: {' '.join(sys.argv)} --update")
+        sys.exit(f"Where that is as it must be, record it: python3 {' '.join(sys.argv)} --update")
 
 
 main()

@@ -1,0 +1,49 @@
+# SPDX-FileCopyrightText: 2026 The SyncStatus developers
+# SPDX-License-Identifier: Apache-2.0
+
+# What distributions harden their binaries with, for builds without a distribution's own flags; where
+# those are given too, the same comes twice. Left out is what the compiler or the linker does not
+# know. Everything but "-z now", which would have the library ask for libcrypto when it is loaded:
+# what is linked to all that it calls sets that for itself.
+
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
+include(CheckLinkerFlag)
+include(CheckPIESupported)
+
+check_pie_supported()
+
+foreach(flag IN ITEMS
+    -Wformat -Werror=format-security -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+  string(MAKE_C_IDENTIFIER "SYNCSTATUS_HAVE${flag}" known)
+  check_cxx_compiler_flag(${flag} ${known})
+  if(${known})
+    target_compile_options(syncstatus_settings INTERFACE ${flag})
+  endif()
+endforeach()
+target_compile_definitions(syncstatus_settings INTERFACE _GLIBCXX_ASSERTIONS)
+
+# Needs optimization, gets into the way of sanitizers, and warns when it is defined twice.
+if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize|_FORTIFY_SOURCE")
+  set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE")
+  set(CMAKE_REQUIRED_DEFINITIONS -D_FORTIFY_SOURCE=3)
+  check_cxx_source_compiles("#include <cstring>\nint main() { return 0; }" SYNCSTATUS_HAVE_FORTIFY_3)
+  unset(CMAKE_REQUIRED_FLAGS)
+  unset(CMAKE_REQUIRED_DEFINITIONS)
+  set(level 2)
+  if(SYNCSTATUS_HAVE_FORTIFY_3)
+    set(level 3)
+  endif()
+  # Some compilers define it by themselves.
+  target_compile_options(syncstatus_settings INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=${level}>)
+endif()
+
+foreach(flag IN ITEMS LINKER:-z,relro LINKER:-z,noexecstack)
+  string(MAKE_C_IDENTIFIER "SYNCSTATUS_HAVE_${flag}" known)
+  check_linker_flag(CXX ${flag} ${known})
+  if(${known})
+    target_link_options(syncstatus_settings INTERFACE ${flag})
+  endif()
+endforeach()
