@@ -13,8 +13,8 @@ include(CheckPIESupported)
 
 check_pie_supported()
 
-foreach(flag IN ITEMS
-    -Wformat -Werror=format-security -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+target_compile_options(syncstatus_settings INTERFACE -Wformat -Werror=format-security)
+foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   string(MAKE_C_IDENTIFIER "SYNCSTATUS_HAVE${flag}" known)
   check_cxx_compiler_flag(${flag} ${known})
   if(${known})
