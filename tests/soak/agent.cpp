@@ -214,8 +214,8 @@ void Agent::useHelpers()
 
 void Agent::writeRecord()
 {
-    EventLogUtils::get()->writeLogs("{\"tid\":" + std::to_string(m_rounds) +
-                                    ",\"version\":\"1.0\"}");
+    EventLogUtils::get()->writeLogs(R"({"tid":)" + std::to_string(m_rounds) +
+                                    R"(,"version":"1.0"})");
     ++m_progress.records;
 }
 

@@ -190,7 +190,7 @@ int main(int argc, char **argv)
         QElapsedTimer time;
         time.start();
         QTimer sampling;
-        QObject::connect(&sampling, &QTimer::timeout, [&] {
+        QObject::connect(&sampling, &QTimer::timeout, &sampling, [&] {
             const qint64 elapsed = time.elapsed();
             {
                 const std::unique_lock<std::shared_mutex> atRest(progress.atWork);
