@@ -155,7 +155,7 @@ Content contentOf(Files *files, const QByteArray &bytes)
         if (name.isEmpty() || name != wholeName(name, QString()))
             content.unclear << name << wholeName(name, QString());
     }
-    for (const QString &name : content.unclear)
+    for (const QString &name : qAsConst(content.unclear))
         content.values.remove(name);
     return content;
 }

@@ -18,6 +18,7 @@
 #include <openssl/rsa.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
 namespace {
@@ -157,7 +158,7 @@ void replaceText(EVP_PKEY *key, LogReader::PlainText plainText, const QByteArray
     };
     for (int block = 0; block < blocks; ++block) {
         BlockDecryptor decryptor(key);
-        const auto *const begin = bytes.constData() + block * blockSize;
+        const auto *const begin = bytes.constData() + std::ptrdiff_t(block) * blockSize;
         if (const auto plain = decryptor.decrypt(std::vector<uchar>(begin, begin + blockSize))) {
             closeGap(body.left((8 * blockSize * block + 5) / 6));
             run += QByteArray(plain->data(), int(plain->size()));

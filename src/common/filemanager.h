@@ -208,10 +208,11 @@ public:
     /// and Qt's error text.
     ///
     /// The parser is QJsonDocument's. It refuses a top-level string, number, true, false or null,
-    /// more than 1024 levels, and numbers beyond a double's range. It forgives control characters
-    /// in strings, an unknown escape ("\q" is "q"), half a surrogate pair, a number without digits
-    /// before or after its point, and a byte order mark before the text; of equal keys the last one
-    /// counts, and Qt 5.15 leaks an object or array that an earlier one of them held.
+    /// more than 1024 levels, and numbers beyond a double's range, "1e-400" included. It forgives
+    /// control characters in strings, an unknown escape ("\q" is "q"), half a surrogate pair, a
+    /// number without digits before or after its point, and a byte order mark before the text; of
+    /// equal keys the last one counts, and Qt 5.15 leaks an object or array that an earlier one of
+    /// them held.
     static bool parseJson(const QByteArray &data, QJsonDocument &document);
 
     /// The object that \a document holds, nested objects as QVariantMap, arrays as QVariantList,

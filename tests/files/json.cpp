@@ -316,6 +316,7 @@ void Json::refuses_data()
     row("ends in a number", "[1", "invalid termination by number");
     row("no number", "[-]", "illegal number");
     row("too large a number", "[1e999]", "illegal number");
+    row("too small a number", "[1e-400]", "illegal number");
     row("NaN", "[NaN]", "illegal number");
     row("no escape", R"(["\u12"])", "invalid escape sequence");
     row("no UTF-8", "[\"\xff\"]", "invalid UTF8 string");
