@@ -128,6 +128,23 @@ void FakeNetworkManager::setMethod(const QString &name, const QString &signature
     call(QStringLiteral("AddMethod"), {service(), name, QString(), signature, code});
 }
 
+void FakeNetworkManager::setAnswer(const QString &path, const QString &call,
+                                   const QString &signature, const QString &code)
+{
+    this->call(QStringLiteral("SetAnswer"),
+               {QVariant::fromValue(QDBusObjectPath(path)), call, signature, code});
+}
+
+QString FakeNetworkManager::hang()
+{
+    return QStringLiteral("os.kill(os.getpid(), signal.SIGSTOP)");
+}
+
+QString FakeNetworkManager::rootPath()
+{
+    return root();
+}
+
 void FakeNetworkManager::emitStates(const QVector<quint32> &states)
 {
     call(QStringLiteral("EmitStates"), {QVariant::fromValue(states.toList())});

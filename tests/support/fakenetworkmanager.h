@@ -49,6 +49,16 @@ public:
     /// `ret`, which is of the D-Bus type \a signature.
     void setMethod(const QString &name, const QString &signature, const QString &code);
 
+    /// From now on runs Python code when \a call of the object at \a path arrives: a method's name,
+    /// "Get NAME" for the reading of a property. When the code sets `ret`, a list, the reply has
+    /// these values, as \a signature says, which may be what nobody expects; else the call is
+    /// answered as usual after the code.
+    void setAnswer(const QString &path, const QString &call, const QString &signature,
+                   const QString &code);
+    /// The code that stops the process until setResponsive(true).
+    static QString hang();
+    static QString rootPath();
+
     /// Emits StateChanged for each of \a states. Returns when all are on their way.
     void emitStates(const QVector<quint32> &states);
     /// Emits a StateChanged of any object with any value, of the D-Bus type \a signature.
