@@ -12,6 +12,8 @@
 #include <syncstatus/monitornetwork.h>
 
 #include <QDBusConnection>
+#include <QElapsedTimer>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -24,6 +26,8 @@ private Q_SLOTS:
     void absentBusIsOffline();
     void flagSurvivesTheBus();
     void newBusIsNotFollowed();
+    void monitorMadeAfterARestartOfTheBusIsOffline();
+    void busThatEndsDuringConstructionBlocksForGood();
     void networkManagerThatDiesDuringConstructionIsOffline();
 
 private:
@@ -87,6 +91,54 @@ void tst_MonitorBusLoss::newBusIsNotFollowed()
     QVERIFY(!monitor.getNetworkState());
     QCOMPARE(log.takeLines(), QStringList({answerLine(false)}));
     QCOMPARE(changes.size(), 0);
+}
+
+void tst_MonitorBusLoss::monitorMadeAfterARestartOfTheBusIsOffline()
+{
+    QVERIFY(m_bus.start());
+    QVERIFY(QDBusConnection::systemBus().isConnected()); // Qt's one attempt, for this bus
+    m_bus.kill();
+    QTRY_VERIFY_WITH_TIMEOUT(!QDBusConnection::systemBus().isConnected(), patience);
+    QVERIFY(m_bus.start());
+    QVERIFY(m_networkManager.start());
+    m_networkManager.setConnectedDevices({100});
+    m_networkManager.setState(70);
+
+    LogCapture log;
+    QElapsedTimer time;
+    time.start();
+    MonitorNetwork monitor(nullptr);
+    QVERIFY(time.elapsed() < 20000); // nothing is waited for
+    QVERIFY(!monitor.getNetworkState());
+    QStringList lines = log.takeLines();
+    QVERIFY(lines.first().startsWith(QLatin1String("warning default: QObject::connect: ")));
+    lines.removeFirst(); // Qt's own, about the signal that it cannot find
+    QCOMPARE(lines, QStringList({primaryLine(QString()), errorLine(), answerLine(false)}));
+}
+
+void tst_MonitorBusLoss::busThatEndsDuringConstructionBlocksForGood()
+{
+    QVERIFY(m_bus.start());
+    QVERIFY(m_networkManager.start());
+    m_networkManager.setPrimaryConnection(QStringLiteral("/"));
+    m_networkManager.setAnswer(
+        FakeNetworkManager::rootPath(), QStringLiteral("state"), QString(),
+        QStringLiteral("os.kill(%1, signal.SIGKILL)").arg(m_bus.processId()));
+    QProcess process; // which can be ended while it hangs
+    process.start(QStringLiteral(MONITOR_AT_EXIT), QStringList());
+    const bool hasReturned = process.waitForFinished(30000); // longer than libdbus's time-out
+    if (!hasReturned) {
+        QCOMPARE(process.state(), QProcess::Running);
+        process.kill();
+        process.waitForFinished();
+        QEXPECT_FAIL("", "libdbus forgets the call, and QtDBus 5.15 waits for it", Continue);
+    }
+    QVERIFY(hasReturned);
+    // Either way nothing is said that is not so.
+    const QByteArray line = "org.corvel.license.agent: codestack:  get ";
+    const QByteArray offline = line + "network state error!\n";
+    QCOMPARE(process.readAllStandardError(),
+             line + "primary connection path: \"/\"\n" + (hasReturned ? offline : QByteArray()));
 }
 
 void tst_MonitorBusLoss::networkManagerThatDiesDuringConstructionIsOffline()
