@@ -63,6 +63,7 @@ private Q_SLOTS:
     void forgedBroadcastIsIgnored();
     void forgedSignalToThisClientIsIgnored();
     void forgedSignalWhileNetworkManagerIsGoneIsIgnored();
+    void signalOfOtherTypeIsIgnored_data();
     void signalOfOtherTypeIsIgnored();
     void signalOfOtherObjectIsIgnored();
 
@@ -94,6 +95,8 @@ void tst_MonitorSignals::makeMonitor(quint32 state)
 {
     m_networkManager.setPrimaryConnection(QStringLiteral("/"));
     m_networkManager.setState(state);
+    m_lines.clear();
+    m_log.reset(); // one at a time
     m_log.reset(new LogCapture);
     m_monitor.reset(new MonitorNetwork(nullptr));
     m_changes.reset(new QSignalSpy(m_monitor.data(), &MonitorNetwork::networkStateChange));
@@ -287,13 +290,32 @@ void tst_MonitorSignals::forgedSignalWhileNetworkManagerIsGoneIsIgnored()
     QCOMPARE(m_changes->size(), 0);
 }
 
+void tst_MonitorSignals::signalOfOtherTypeIsIgnored_data()
+{
+    QTest::addColumn<QString>("signature");
+    QTest::addColumn<QVariantList>("values");
+    const auto row = [](const char *name, const char *signature, const QVariantList &values) {
+        QTest::newRow(name) << QString::fromLatin1(signature) << values;
+    };
+    row("signed", "i", {70});
+    row("64 bits", "t", {70U});
+    row("byte", "y", {70});
+    row("floating point", "d", {70.0});
+    row("string", "s", {QStringLiteral("70")});
+    row("boolean", "b", {true});
+    row("variant", "v", {70U});
+    row("list", "au", {QVariant::fromValue(QList<uint>({70}))});
+    row("structure", "(u)", {QVariant::fromValue(QList<uint>({70}))});
+    row("two values", "uu", {70U, 70U});
+    row("nothing", "", {});
+}
+
 void tst_MonitorSignals::signalOfOtherTypeIsIgnored()
 {
+    QFETCH(QString, signature);
+    QFETCH(QVariantList, values);
     makeMonitor(20);
-    m_networkManager.emitSignal(QStringLiteral("/org/freedesktop/NetworkManager"),
-                                QStringLiteral("i"), 70);
-    m_networkManager.emitSignal(QStringLiteral("/org/freedesktop/NetworkManager"),
-                                QStringLiteral("s"), QStringLiteral("70"));
+    m_networkManager.emitSignal(FakeNetworkManager::rootPath(), signature, values);
     m_networkManager.emitStates({lastState});
     QVERIFY(waitForLastState());
     QCOMPARE(m_lines, QStringList({changeLine(lastState)}));
@@ -304,7 +326,7 @@ void tst_MonitorSignals::signalOfOtherObjectIsIgnored()
 {
     makeMonitor(20);
     m_networkManager.emitSignal(QStringLiteral("/org/freedesktop/NetworkManager/Devices/1"),
-                                QStringLiteral("u"), 70U);
+                                QStringLiteral("u"), {70U});
     m_networkManager.emitStates({lastState});
     QVERIFY(waitForLastState());
     QCOMPARE(m_lines, QStringList({changeLine(lastState)}));

@@ -151,10 +151,10 @@ void FakeNetworkManager::emitStates(const QVector<quint32> &states)
 }
 
 void FakeNetworkManager::emitSignal(const QString &path, const QString &signature,
-                                    const QVariant &value)
+                                    const QVariantList &values)
 {
     call(QStringLiteral("EmitSignalDetailed"),
-         {service(), QStringLiteral("StateChanged"), signature, QVariant(QVariantList{value}),
+         {service(), QStringLiteral("StateChanged"), signature, QVariant(values),
           QVariantMap{{QStringLiteral("path"), path}}});
 }
 

@@ -61,8 +61,8 @@ public:
 
     /// Emits StateChanged for each of \a states. Returns when all are on their way.
     void emitStates(const QVector<quint32> &states);
-    /// Emits a StateChanged of any object with any value, of the D-Bus type \a signature.
-    void emitSignal(const QString &path, const QString &signature, const QVariant &value);
+    /// Emits a StateChanged of any object with any values, of the D-Bus types \a signature.
+    void emitSignal(const QString &path, const QString &signature, const QVariantList &values);
 
 private:
     void call(const QString &method, const QVariantList &arguments);
