@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "childprocess.h"
+#include "delivery.h"
 #include "isolatedtest.h"
 #include "patience.h"
 #include "privatebus.h"
@@ -146,6 +147,7 @@ void tst_MonitorFlood::initTestCase()
     m_control = QDBusConnection::connectToBus(m_bus.address(), QStringLiteral("control"));
     m_monitor.reset(new MonitorNetwork(nullptr));
     QVERIFY(!m_monitor->getNetworkState());
+    QVERIFY(Delivery::wait());
     connect(m_monitor.data(), &MonitorNetwork::networkStateChange, this, [this](bool isConnected) {
         // An announcement comes after its line and before the next.
         areLinesRight = areLinesRight && isConnected && sentState(lines - 1) == 70;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "busmonitor.h"
+#include "delivery.h"
 #include "fakenetworkmanager.h"
 #include "isolatedtest.h"
 #include "logcapture.h"
@@ -100,6 +101,7 @@ void tst_MonitorSignals::makeMonitor(quint32 state)
     m_log.reset(new LogCapture);
     m_monitor.reset(new MonitorNetwork(nullptr));
     m_changes.reset(new QSignalSpy(m_monitor.data(), &MonitorNetwork::networkStateChange));
+    QVERIFY(Delivery::wait());
     m_log->take();
 }
 
