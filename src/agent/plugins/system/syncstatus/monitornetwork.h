@@ -35,7 +35,11 @@ class MonitorNetworkPrivate;
 /// NetworkManager's name as well, however many devices there are. All of it normally takes some
 /// milliseconds. A call that is not answered is given up after 25 seconds, libdbus's default; a
 /// NetworkManager that is on the bus and answers nothing costs two of them, the introspection and
-/// "state". When the bus itself ends during such a call, QtDBus 5.15 does not return from it.
+/// "state". One that stops answering on the way costs one for each read that is left and one for
+/// "state". When the bus itself ends during such a call, the call fails at once, unless the event
+/// loop has not turned since the process first used the system bus: then QtDBus 5.15 holds the news
+/// back and does not return from the call. Signals are held back as long; QtDBus 5 may then deal
+/// with later ones first.
 ///
 /// Logging: every line is a warning of the category "org.corvel.license.agent" and begins with
 /// "codestack: ". Construction writes "get primary connection path:" with the path, then for each
