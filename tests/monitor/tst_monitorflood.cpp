@@ -65,6 +65,12 @@ qint64 residentMemory()
     return file.readAll().split(' ').at(1).toLongLong() * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
+bool isStopped(qint64 processId)
+{
+    QFile file(QStringLiteral("/proc/%1/stat").arg(processId));
+    return file.open(QIODevice::ReadOnly) && file.readAll().contains(") T ");
+}
+
 int gainsIn(int signalCount)
 {
     return (signalCount + 2) / 3;
@@ -239,8 +245,9 @@ void tst_MonitorFlood::hungNetworkManagerBlocksNobody()
     constexpr int stopAt = count / 2;
     const QDBusPendingCall sent = send(count, stopAt);
     QTRY_COMPARE_WITH_TIMEOUT(lines, stopAt, floodPatience);
+    // The signals may be here before it has got round to hanging.
+    QTRY_VERIFY_WITH_TIMEOUT(isStopped(m_networkManager.processId()), floodPatience);
 
-    // It hangs.
     const LoopWatch loop;
     QElapsedTimer time;
     time.start();
