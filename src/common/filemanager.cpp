@@ -5,10 +5,12 @@
 
 #include <syncstatus/filemanager.h>
 
+#include <QDateTime>
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonObject>
 #include <QJsonParseError>
 #include <QSettings>
@@ -34,15 +36,6 @@ QString checkedPath(const QString &path)
     return path.startsWith(QLatin1Char('/')) ? path : QLatin1String("./") + path;
 }
 
-// In milliseconds, as QSettings compares it.
-qint64 modificationTime(int descriptor)
-{
-    struct stat status = {};
-    if (::fstat(descriptor, &status) == -1)
-        return -1;
-    return qint64(status.st_mtim.tv_sec) * 1000 + status.st_mtim.tv_nsec / 1000000;
-}
-
 // QSettings keeps a file as this process last decoded it. Where that was readIniConfigFile's work,
 // a write would put "ü" back as "Ã¼", in groups that nobody asked to change. A file whose time
 // stamp has moved is read again, with the writer's codec and under the lock of the write. ASCII is
@@ -59,9 +52,9 @@ void moveTimeStamp(const QString &path)
     // The present, because whoever may write the file may set that; any other time only its owner
     // may. It is the same time still where the file has just been changed: file systems tick, every
     // 10 ms at most as a rule, every 2 s on FAT.
-    const qint64 before = modificationTime(file.handle());
+    const QDateTime before = QFileInfo(path).lastModified(); // as QSettings compares it
     const QDeadlineTimer giveUp(3000);
-    while (::futimens(file.handle(), nullptr) == 0 && modificationTime(file.handle()) == before &&
+    while (::futimens(file.handle(), nullptr) == 0 && QFileInfo(path).lastModified() == before &&
            !giveUp.hasExpired())
         QThread::msleep(1);
 }

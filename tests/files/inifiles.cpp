@@ -284,14 +284,21 @@ void IniFiles::logsAFailureForWhatMayNotBeWritten()
     QCOMPARE(::mkdir(directory.constData(), 0777), 0);
     const QString inside = path(latin1("directory/inside.ini"));
     QVERIFY(store(inside, content));
+    const QByteArray allAscii("[g]\nk=\x7f\n");
+    const QString ascii = path(latin1("directory/ascii.ini"));
+    QVERIFY(store(ascii, allAscii));
+    QCOMPARE(::utimensat(AT_FDCWD, QFile::encodeName(ascii).constData(), longAgo, 0), 0);
     QCOMPARE(::chmod(directory.constData(), 0555), 0);
-    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, inside);
-    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}},
-                                    path(latin1("directory/new.ini")));
-    QCOMPARE(takeLines(), failed("AccessError") + failed("AccessError"));
+    for (const char *name : {"inside.ini", "ascii.ini", "new.ini"}) {
+        FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}},
+                                        path(latin1("directory/")) + latin1(name));
+        QCOMPARE(takeLines(), failed("AccessError"));
+    }
     QCOMPARE(contentOf(inside), content);
+    QCOMPARE(contentOf(ascii), allAscii);
+    QVERIFY(isFromLongAgo(ascii));
     QCOMPARE(QDir(path(latin1("directory"))).entryList(QDir::Files | QDir::Hidden),
-             QStringList{latin1("inside.ini")});
+             (QStringList{latin1("ascii.ini"), latin1("inside.ini")}));
     QCOMPARE(::chmod(directory.constData(), 0777), 0);
 }
 

@@ -455,6 +455,7 @@ void WholeFiles::takesARelativePath_data()
     QTest::newRow("a leading colon") << latin1(":file");
     QTest::newRow("only a colon") << latin1(":");
     QTest::newRow("a search path's prefix") << latin1("prefix:file");
+    QTest::newRow("a search path's prefix and a folder") << latin1("prefix:folder/file");
 }
 
 void WholeFiles::takesARelativePath()
@@ -462,10 +463,11 @@ void WholeFiles::takesARelativePath()
     QFETCH(QString, name);
     const QString absolute = path(latin1("here")) + QLatin1Char('/') + name;
 
-    QVERIFY(QDir().mkdir(path(latin1("elsewhere"))));
+    QVERIFY(QDir().mkpath(path(latin1("elsewhere/folder"))));
     QVERIFY(store(path(latin1("elsewhere/file")), "elsewhere"));
+    QVERIFY(store(path(latin1("elsewhere/folder/file")), "elsewhere"));
     QDir::setSearchPaths(latin1("prefix"), {path(latin1("elsewhere"))});
-    QVERIFY(QDir().mkdir(path(latin1("here"))));
+    QVERIFY(QDir().mkpath(path(latin1("here/prefix:folder"))));
     const QString before = QDir::currentPath();
     QVERIFY(QDir::setCurrent(path(latin1("here"))));
     const bool none = FileManager::isFileExist(name);
