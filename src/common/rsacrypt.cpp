@@ -123,7 +123,7 @@ int sizeWithoutQuestions(const QByteArray &pem, const QByteArray &name)
 
 Key readKey(const QByteArray &pem, KeyUse use)
 {
-    const bool isPkcs1 = use != KeyUse::PrivateDecryption && pem.contains(publicKeyHeaderSymbolRSA);
+    const bool isPkcs1 = pem.contains(publicKeyHeaderSymbolRSA); // if it is a public key
     const QByteArray name = use == KeyUse::PrivateDecryption ? QByteArray("BEGIN ")
                             : isPkcs1                        ? publicKeyHeaderSymbolRSA
                                                              : publicKeyHeaderSymbol;

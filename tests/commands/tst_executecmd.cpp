@@ -132,6 +132,7 @@ void ExecuteCmd::commandReachesBashWhole_data()
     row("single quotes", "echo 'two  blanks' \"$HOME\" '$HOME' > /dev/null; echo '$x'", "$x\n");
     row("double quotes", "x=1; echo \"<$x  $x>\"", "<1  1>\n");
     row("backslash", "echo a\\ \\ b", "a  b\n");
+    row("a quoted blank at the end", "echo a\\ ", "a \n");
     row("new line", "echo one\necho two", "one\ntwo\n");
     row("bash, not any shell", "[[ -n $BASH_VERSION ]] && echo bash", "bash\n");
     row("no further argument", "echo ${0##*/} $#", "bash 0\n");

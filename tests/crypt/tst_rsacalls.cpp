@@ -119,11 +119,15 @@ void TestRsaCalls::theFunctionsNeededAreCalledInOrder()
 
 void TestRsaCalls::withoutAMarkerEncryptionReadsNoKey()
 {
-    QCOMPARE(RsaCrypt::rsaPublicKeyEncrypt("x", m_pair.privatePkcs8), QByteArray());
-    QCOMPARE(standIns.calls,
-             (QStringList{QStringLiteral("BIO_new_mem_buf"), QStringLiteral("RSA_new"),
-                          QStringLiteral("BIO_free_all"), QStringLiteral("RSA_free"),
-                          QStringLiteral("ERR_clear_error")}));
+    for (const QByteArray &key : {m_pair.privatePkcs8, QByteArray("-----BEGIN PUBLIC-----"),
+                                  QByteArray("PUBLIC KEY"), QByteArray("begin public key")}) {
+        QCOMPARE(RsaCrypt::rsaPublicKeyEncrypt("x", key), QByteArray());
+        QCOMPARE(standIns.calls,
+                 (QStringList{QStringLiteral("BIO_new_mem_buf"), QStringLiteral("RSA_new"),
+                              QStringLiteral("BIO_free_all"), QStringLiteral("RSA_free"),
+                              QStringLiteral("ERR_clear_error")}));
+        standIns.calls.clear();
+    }
 }
 
 void TestRsaCalls::withoutAMarkerPublicDecryptionTriesTheKey()

@@ -455,6 +455,8 @@ void TestRsaCrypt::truncatedKeysGiveNothing()
          {pair.publicSpki, pair.publicPkcs1, pair.privatePkcs8, pair.privatePkcs1}) {
         // The closing line may lose its newline and no more.
         const int complete = key.size() - 1;
+        QVERIFY(!encrypt("words", key.left(complete)).isEmpty() ||
+                !decrypt(ciphertext, key.left(complete)).isEmpty());
         for (int size = 0; size < complete; ++size) {
             QCOMPARE(encrypt("words", key.left(size)), QByteArray());
             QCOMPARE(recover(signedBlock, key.left(size)), QByteArray());
@@ -619,7 +621,19 @@ void TestRsaCrypt::nobodyIsAskedForAPassphrase_data()
     };
     QTest::newRow("PKCS#1") << pkcs1 << false << false;
     QTest::newRow("PKCS#8") << pkcs8 << false << false;
+    QTest::newRow("PKCS#8 after two lines") << "one\ntwo\n" + pkcs8 << false << false;
+    QTest::newRow("PKCS#8 after a byte order mark") << "\xef\xbb\xbf" + pkcs8 << false << false;
+    // What OpenSSL takes for a line ends after 254 bytes.
     QTest::newRow("PKCS#8 after a long line") << QByteArray(254, 'x') + pkcs8 << false << false;
+    QTest::newRow("PKCS#8 after a longer line") << QByteArray(508, 'x') + pkcs8 << false << false;
+    QTest::newRow("PKCS#8 in the midst of a line, before a key")
+        << QByteArray(253, 'x') + pkcs8 + pair.privatePkcs8 << false << true;
+    const int bodyAt = pkcs1.indexOf("\n\n") + 2;
+    const QByteArray body = pkcs1.mid(bodyAt, pkcs1.indexOf("-----END") - bodyAt).replace("\n", "");
+    QTest::newRow("PKCS#1, its end behind a long line")
+        << pkcs1.left(bodyAt) + body.chopped(254) + '\n' + body.right(254) +
+               pkcs1.mid(pkcs1.indexOf("-----END"))
+        << false << false;
     QTest::newRow("CRLF") << QByteArray(pkcs1).replace("\n", "\r\n") << false << false;
     QTest::newRow("blanks in the header")
         << withHeader("Proc-Type:\t 4, ENCRYPTED") << false << false;
@@ -635,6 +649,8 @@ void TestRsaCrypt::nobodyIsAskedForAPassphrase_data()
     QTest::newRow("SubjectPublicKeyInfo") << named("PUBLIC KEY") << false << false;
     QTest::newRow("SubjectPublicKeyInfo, then a good one")
         << named("PUBLIC KEY") + pair.publicSpki << false << false;
+    QTest::newRow("SubjectPublicKeyInfo after a private key")
+        << pair.privatePkcs8 + named("PUBLIC KEY") << false << true;
     QTest::newRow("SubjectPublicKeyInfo after a good one")
         << pair.publicSpki + named("PUBLIC KEY") << true << false;
     QTest::newRow("a key, then a protected one")
@@ -654,9 +670,12 @@ void TestRsaCrypt::nobodyIsAskedForAPassphrase_data()
     QTest::newRow("a comment that names a public block")
         << "# the -----BEGIN RSA PUBLIC KEY----- form: PKCS#1\n" + pair.publicPkcs1 << true
         << false;
+    const auto thing = [](const QByteArray &header) {
+        return "-----BEGIN THING-----\n" + header + "AAAA\n-----END THING-----\n";
+    };
     QTest::newRow("a block with another header before a key")
-        << "-----BEGIN THING-----\nVersion: 1\n\nAAAA\n-----END THING-----\n" + pair.privatePkcs8
-        << false << true;
+        << thing("Note: not ENCRYPTED\n\n") + pair.privatePkcs8 << false << true;
+    QTest::newRow("another block before PKCS#8") << thing("") + pkcs8 << false << false;
     // What may be read is read: a reader of public keys passes over other blocks.
     QTest::newRow("protected private keys, then a PKCS#1 public key")
         << pkcs1 + pkcs8 + pair.publicPkcs1 << true << false;

@@ -9,6 +9,7 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QLibrary>
 #include <QTemporaryFile>
 #include <QTest>
 
@@ -21,6 +22,7 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 static const char libraryPath[] = "/usr/lib64/libcorvel-event-log.so";
 
@@ -30,7 +32,7 @@ static_assert(sizeof(EventLogUtils) == 2 * sizeof(void *), "the two entry points
 static_assert(!std::is_copy_constructible_v<EventLogUtils>);
 static_assert(!std::is_copy_assignable_v<EventLogUtils>);
 
-static int attempts = 0;
+static std::vector<std::string> attempts; // the names tried
 static int loadMode = -1;
 static int loads = 0;
 static int unloads = 0;
@@ -44,7 +46,7 @@ extern "C" __attribute__((visibility("default"))) void *dlopen(const char *file,
         reinterpret_cast<void *(*)(const char *, int)>(dlsym(RTLD_NEXT, "dlopen"));
     void *const handle = next(file, mode);
     if (file && std::strstr(file, "corvel-event-log") && !(mode & RTLD_NOLOAD))
-        ++attempts;
+        attempts.emplace_back(file);
     if (file && !std::strcmp(file, libraryPath) && !(mode & RTLD_NOLOAD))
         loadMode = mode;
     if (handle && file && !std::strcmp(file, libraryPath) && !(mode & RTLD_NOLOAD)) {
@@ -139,9 +141,10 @@ private Q_SLOTS:
     void cleanupTestCase() { testsAreOver = true; }
 
 private:
-    int m_attemptsOfTheFirst = 0;
+    std::vector<std::string> m_attemptsOfTheFirst;
     EventLogUtils *m_first = nullptr;
     int m_writtenBeforeInitSync = 0;
+    int m_initializedBeforeInitSync = 0;
     QByteArray m_output;
     QStringList m_messages;
 };
@@ -166,16 +169,25 @@ void TestEventLogUtils::initTestCase()
     m_attemptsOfTheFirst = attempts;
     const std::string record = R"({"tid":1,"version":"1.0.0"})";
     m_first->writeLogs(record);
-    if (calls())
+    if (calls()) {
         m_writtenBeforeInitSync = calls()->written;
+        m_initializedBeforeInitSync = calls()->initialized;
+    }
     m_first->initSync();
     m_output = standardOutput.take() + standardError.take();
     m_messages = log.takeLines();
 
     QVERIFY(m_first);
-    QVERIFY(attempts > 0);
+    QVERIFY(!attempts.empty());
+    // Neither another name nor another try than a QLibrary makes that is given the path.
+    if (library != "loadable") {
+        attempts.clear();
+        QVERIFY(!QLibrary(QString::fromLatin1(libraryPath)).load());
+        QVERIFY(attempts == m_attemptsOfTheFirst);
+    }
     QCOMPARE(loads, library == "loadable" ? 1 : 0);
     QCOMPARE(calls() != nullptr, library == "loadable");
+    QCOMPARE(m_initializedBeforeInitSync, 0);
 }
 
 void TestEventLogUtils::getReturnsTheSameObjectAlways()
@@ -209,7 +221,7 @@ void TestEventLogUtils::aLibraryThatIsInstalledLaterIsNotPickedUp() const
     EventLogUtils::get();
     m_first->initSync();
     m_first->writeLogs("record");
-    QCOMPARE(attempts, m_attemptsOfTheFirst);
+    QVERIFY(attempts == m_attemptsOfTheFirst);
 }
 
 void TestEventLogUtils::initSyncPassesTheAgentsNameAndTrue()

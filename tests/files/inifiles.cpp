@@ -8,14 +8,35 @@
 
 #include <QDateTime>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSize>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 using systemFileManager::FileManager;
+
+namespace {
+
+// What the file systems' time stamps do: the present is reached after that many milliseconds.
+int tickAfter = 0;
+QElapsedTimer sinceStart;
+int stamps = 0;
+
+} // namespace
+
+// Instead of the C library's, for the library too.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): its names are reserved ones
+extern "C" Q_DECL_EXPORT int futimens(int descriptor, const timespec times[2]) noexcept
+{
+    static const auto next =
+        reinterpret_cast<int (*)(int, const timespec *)>(::dlsym(RTLD_NEXT, "futimens"));
+    ++stamps;
+    return tickAfter > 0 && sinceStart.elapsed() < tickAfter ? 0 : next(descriptor, times);
+}
 
 namespace {
 
@@ -90,6 +111,8 @@ private Q_SLOTS:
     void aSectionStaysAsItsFirstReaderDecodedIt();
     void aWriteIsImmuneToTheOtherReadersDecoding();
     void aWriteIsImmuneInAFileOfAnotherOwner();
+    void aWriteWaitsForACoarseTimeStamp_data();
+    void aWriteWaitsForACoarseTimeStamp();
     void readsNestedGroups();
     void givesEveryValueAsText();
     void givesAnEmptyMapForWhatIsMissing();
@@ -350,6 +373,15 @@ void IniFiles::spoilsForeignBytesThatAreNoUtf8()
     FileManager::writeIniConfigFile({{latin1("g"), {{latin1("new"), 1}}}}, file);
     QCOMPARE(takeLines(), {succeeded});
     QCOMPARE(contentOf(file), QByteArray("[g]\nescaped=\xc3\xbc\nk=a\xef\xbf\xbdz\nnew=1\n"));
+
+    // Whatever the other reader made of it.
+    const QString control = path(latin1("control.ini"));
+    QVERIFY(store(control, "[f]\nk=\x80\n"));
+    QCOMPARE(FileManager::readIniConfigFile(control, latin1("f"), latin1("k"), QString()),
+             QStringLiteral("\u0080"));
+    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("new"), 1}}}}, control);
+    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(contentOf(control), QByteArray("[f]\nk=\xef\xbf\xbd\n\n[g]\nnew=1\n"));
 }
 
 void IniFiles::escapesForeignNames()
@@ -734,6 +766,36 @@ void IniFiles::aWriteIsImmuneInAFileOfAnotherOwner()
     // It is the writer's file now, with the permissions that it had.
     QCOMPARE(QFileInfo(file).ownerId(), uint(::geteuid()));
     QVERIFY(QFileInfo(file).permission(QFile::WriteOther));
+}
+
+void IniFiles::aWriteWaitsForACoarseTimeStamp_data()
+{
+    QTest::addColumn<int>("tick"); // milliseconds
+    QTest::addColumn<bool>("reached");
+    QTest::newRow("two seconds, FAT's") << 2000 << true;
+    QTest::newRow("one that never comes") << 1'000'000 << false;
+}
+
+void IniFiles::aWriteWaitsForACoarseTimeStamp()
+{
+    QFETCH(int, tick);
+    QFETCH(bool, reached);
+
+    const QString file = path(latin1("coarse.ini"));
+    QVERIFY(store(file, "[one]\nk=\xc3\xbc\n"));
+    FileManager::readIniConfigFile(file, latin1("one"), latin1("k"), QString());
+    stamps = 0;
+    tickAfter = tick;
+    sinceStart.start();
+    FileManager::writeIniConfigFile({{latin1("two"), {{latin1("new"), 1}}}}, file);
+    tickAfter = 0;
+    const qint64 waited = sinceStart.elapsed();
+    QCOMPARE(takeLines(), {succeeded});
+    QVERIFY2(waited >= (reached ? tick : 3000), qPrintable(QString::number(waited)));
+    // It sleeps in between: a busy loop would get to hundreds of thousands.
+    QVERIFY2(stamps > 10 && stamps < 5000, qPrintable(QString::number(stamps)));
+    const QByteArray kept(reached ? "\xc3\xbc" : "\xc3\x83\xc2\xbc");
+    QCOMPARE(contentOf(file), "[one]\nk=" + kept + "\n\n[two]\nnew=1\n");
 }
 
 void IniFiles::readsNestedGroups()
