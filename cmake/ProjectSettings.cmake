@@ -16,6 +16,11 @@ target_compile_options(syncstatus_settings INTERFACE
   -ffile-prefix-map=${PROJECT_BINARY_DIR}=. # the folder that the compiler is run in
   -ffile-prefix-map=${PROJECT_BINARY_DIR}/=
   -ffile-prefix-map=${syncstatus_source_dir}=) # as ccache names them that has CCACHE_BASEDIR set
+if(CMAKE_CXX_FLAGS MATCHES "--coverage")
+  # Of the names above gcov is to find the files.
+  target_compile_options(syncstatus_settings INTERFACE
+    -fprofile-prefix-map=${PROJECT_SOURCE_DIR}/=${PROJECT_SOURCE_DIR}/)
+endif()
 target_compile_definitions(syncstatus_settings INTERFACE
   QT_MESSAGELOGCONTEXT # file, line and function in log records of release builds too
   QT_NO_KEYWORDS

@@ -112,6 +112,7 @@ void PackageName::theQueryIsMadeFromTheName_data()
     row("relative path", "a/prog", "/usr/bin/a/prog", options + "/usr/bin/a/prog|");
     // The name is not quoted.
     row("a blank splits it", "a b", "/usr/bin/a b", options + "/usr/bin/a|b|");
+    row("only a blank", " ", "/usr/bin/ ", options + "/usr/bin/|");
     row("a leading blank", " /a", "/usr/bin/ /a", options + "/usr/bin/|/a|");
     row("bash parses it", "/a; echo more", "/a; echo more", options + "/a|more");
     row("an escaped blank", "/a\\ b", "/a\\ b", options + "/a b|");

@@ -115,7 +115,7 @@ void RSA_free(RSA *r)
 
 int RSA_size(const RSA *rsa)
 {
-    return note("RSA_size") && standIns.keySize ? standIns.keySize
+    return note("RSA_size") && standIns.keySize ? *standIns.keySize
                                                 : callReal(RSA_size, "RSA_size", rsa);
 }
 

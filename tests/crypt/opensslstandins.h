@@ -7,6 +7,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <optional>
 
 /// What the library gets instead of libcrypto's functions in a program that is built with
 /// opensslstandins.cpp: each notes that it was called and, unless told otherwise here, calls the
@@ -31,8 +32,8 @@ struct OpensslStandIns
     /// How the PEM readers fail: they leave the object alone, or free it and set the pointer to
     /// null.
     enum { ReaderWorks, ReaderFails, ReaderFailsAndFrees } reader = ReaderWorks;
-    /// The length of every key in bytes, if not 0.
-    int keySize = 0;
+    /// The length of every key in bytes, if given.
+    std::optional<int> keySize;
     /// Does a block in place of RSA_public_encrypt() or RSA_private_decrypt().
     std::function<int(int length, const unsigned char *from, unsigned char *to)> block;
 };

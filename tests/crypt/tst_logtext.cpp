@@ -124,6 +124,7 @@ void TestLogText::opensslReadsTheText_data()
     QTest::newRow("UTF-8") << QStringLiteral("Schlüssel 钥匙").toUtf8();
     QTest::newRow("Latin-1") << QByteArray("Schl\xfcssel");
     QTest::newRow("NUL and newline") << QByteArray("a\0b\nc", 5);
+    QTest::newRow("white space around it") << QByteArray(" \twords\n ");
     QTest::newRow("a full block") << QByteArray(245, 't');
 }
 

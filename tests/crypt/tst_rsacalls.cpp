@@ -20,6 +20,28 @@ using logEncryption::RsaCrypt;
 using Operation = QByteArray (*)(const QByteArray &, const QByteArray &);
 Q_DECLARE_METATYPE(Operation)
 
+namespace {
+
+// Where the scratch buffer is while free() is to look at it, and what it held then.
+const char *scratch = nullptr;
+QByteArray scratchAtFree;
+
+} // namespace
+
+#ifndef SANITIZED
+// Instead of the C library's, for Qt too.
+extern "C" void __libc_free(void *memory); // NOLINT(bugprone-reserved-identifier): glibc's own name
+
+extern "C" Q_DECL_EXPORT void free(void *memory) noexcept
+{
+    const char *const start = static_cast<const char *>(memory);
+    if (scratch && start <= scratch && scratch < start + sizeof(QByteArrayData) + 16) {
+        scratchAtFree.replace(0, 16, std::exchange(scratch, nullptr), 16);
+    }
+    __libc_free(memory);
+}
+#endif
+
 /// What RsaCrypt asks of OpenSSL, and what it makes of answers that the real one gives rarely or
 /// only in another version.
 class TestRsaCalls : public QObject
@@ -41,7 +63,11 @@ private Q_SLOTS:
     void aBlockThatIsNotEncryptedIsLeftOut();
     void aBlockWithoutTextAddsNothing();
     void noiseForADamagedBlockIsPassedOn();
+    void aKeyOfNoLengthDecryptsNothing();
+    void aKeyOfOneByteDecryptsBytes();
     void theScratchBufferIsClearedAfterEachBlock();
+    void theScratchBufferIsClearedBeforeItIsFreed_data();
+    void theScratchBufferIsClearedBeforeItIsFreed();
     void publicDecryptionPassesItsInputWhole();
     void memoryThatRunsOutIsAFailureLikeAnyOther_data();
     void memoryThatRunsOutIsAFailureLikeAnyOther();
@@ -232,6 +258,23 @@ void TestRsaCalls::noiseForADamagedBlockIsPassedOn()
              QByteArray("aaaaa\x80\xff\0ccccc", 13));
 }
 
+void TestRsaCalls::aKeyOfNoLengthDecryptsNothing()
+{
+    standIns.keySize = 0;
+    standIns.block = [](int, const uchar *, uchar *) -> int { qFatal("there is no block"); };
+    QCOMPARE(RsaCrypt::rsaPrivateKeyDecrypt("abc", m_pair.privatePkcs8), QByteArray());
+}
+
+void TestRsaCalls::aKeyOfOneByteDecryptsBytes()
+{
+    standIns.keySize = 1;
+    standIns.block = [](int length, const uchar *from, uchar *to) {
+        *to = *from;
+        return length;
+    };
+    QCOMPARE(RsaCrypt::rsaPrivateKeyDecrypt("abc", m_pair.privatePkcs8), QByteArray("abc"));
+}
+
 void TestRsaCalls::theScratchBufferIsClearedAfterEachBlock()
 {
     QList<QByteArray> found;
@@ -247,6 +290,43 @@ void TestRsaCalls::theScratchBufferIsClearedAfterEachBlock()
     QCOMPARE(found.size(), 8);
     for (const QByteArray &scratch : qAsConst(found))
         QCOMPARE(scratch, QByteArray(16, '\0'));
+
+    // Also after one that has given nothing.
+    found.clear();
+    standIns.block = [&](int, const uchar *, uchar *to) {
+        found += QByteArray(reinterpret_cast<const char *>(to), 16);
+        std::memset(to, 'x', 16);
+        return 0;
+    };
+    RsaCrypt::rsaPrivateKeyDecrypt(QByteArray(32, 'a'), m_pair.privatePkcs8);
+    QCOMPARE(found, (QList<QByteArray>{QByteArray(16, '\0'), QByteArray(16, '\0')}));
+}
+
+void TestRsaCalls::theScratchBufferIsClearedBeforeItIsFreed_data()
+{
+    QTest::addColumn<bool>("throws");
+    QTest::newRow("the last block is refused") << false;
+    QTest::newRow("memory runs out") << true;
+}
+
+void TestRsaCalls::theScratchBufferIsClearedBeforeItIsFreed()
+{
+#ifdef SANITIZED
+    QSKIP("the sanitizer's free() is the one that counts");
+#endif
+    QFETCH(bool, throws);
+    standIns.keySize = 16;
+    standIns.block = [&](int, const uchar *, uchar *to) {
+        std::memset(to, 'x', 16);
+        scratchAtFree = QByteArray(16, 'n'); // never freed
+        scratch = reinterpret_cast<const char *>(to);
+        if (throws)
+            throw std::bad_alloc();
+        return -1;
+    };
+    RsaCrypt::rsaPrivateKeyDecrypt("a", m_pair.privatePkcs8);
+    QCOMPARE(scratch, nullptr);
+    QCOMPARE(scratchAtFree, QByteArray(16, '\0'));
 }
 
 void TestRsaCalls::publicDecryptionPassesItsInputWhole()

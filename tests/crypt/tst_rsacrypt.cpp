@@ -628,12 +628,6 @@ void TestRsaCrypt::nobodyIsAskedForAPassphrase_data()
     QTest::newRow("PKCS#8 after a longer line") << QByteArray(508, 'x') + pkcs8 << false << false;
     QTest::newRow("PKCS#8 in the midst of a line, before a key")
         << QByteArray(253, 'x') + pkcs8 + pair.privatePkcs8 << false << true;
-    const int bodyAt = pkcs1.indexOf("\n\n") + 2;
-    const QByteArray body = pkcs1.mid(bodyAt, pkcs1.indexOf("-----END") - bodyAt).replace("\n", "");
-    QTest::newRow("PKCS#1, its end behind a long line")
-        << pkcs1.left(bodyAt) + body.chopped(254) + '\n' + body.right(254) +
-               pkcs1.mid(pkcs1.indexOf("-----END"))
-        << false << false;
     QTest::newRow("CRLF") << QByteArray(pkcs1).replace("\n", "\r\n") << false << false;
     QTest::newRow("blanks in the header")
         << withHeader("Proc-Type:\t 4, ENCRYPTED") << false << false;
