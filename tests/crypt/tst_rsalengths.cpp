@@ -16,6 +16,7 @@
 
 #include <csignal>
 #include <limits>
+#include <new>
 
 using logEncryption::RsaCrypt;
 
@@ -34,6 +35,7 @@ private Q_SLOTS:
     void aKeyTextMayBeOfAnyLength();
     void encryptionGoesToItsLimit();
     void encryptionBeyondItsLimitGivesNothing();
+    void theLimitIsExact();
     void logTextGoesToItsLimit();
     void logTextBeyondItsLimitIsTheMarkerAlone();
     void aResultThatMemoryDoesNotHoldIsEmpty();
@@ -148,6 +150,26 @@ void TestRsaLengths::encryptionBeyondItsLimitGivesNothing()
     for (const int size : {longestText + 1, longest - 1, longest})
         QCOMPARE(RsaCrypt::rsaPublicKeyEncrypt(input(size), m_pair.publicSpki), QByteArray());
     QCOMPARE(m_blocks, qint64(0));
+}
+
+void TestRsaLengths::theLimitIsExact()
+{
+    standIns.block = [this](int, const uchar *, uchar *) -> int {
+        ++m_blocks;
+        throw std::bad_alloc(); // no need for the other millions
+    };
+    // 31 divides the limit, so that a result just as long is one of whole blocks.
+    standIns.keySize = 31;
+    RsaCrypt::rsaPublicKeyEncrypt(input(20 * 69'273'665), m_pair.publicSpki);
+    QCOMPARE(m_blocks, qint64(1));
+    RsaCrypt::rsaPublicKeyEncrypt(input(20 * 69'273'665 + 1), m_pair.publicSpki);
+    QCOMPARE(m_blocks, qint64(1));
+    // And 12 the number after it.
+    standIns.keySize = 12;
+    RsaCrypt::rsaPublicKeyEncrypt(input(178'956'968), m_pair.publicSpki);
+    QCOMPARE(m_blocks, qint64(1));
+    RsaCrypt::rsaPublicKeyEncrypt(input(178'956'967), m_pair.publicSpki);
+    QCOMPARE(m_blocks, qint64(2));
 }
 
 void TestRsaLengths::logTextGoesToItsLimit()
