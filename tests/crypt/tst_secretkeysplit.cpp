@@ -41,6 +41,7 @@ private Q_SLOTS:
     void aPieceIsPlainAsciiInThreeFields();
     void thePayloadsXorToDigestAndSecret();
     void randomSplitsDiffer();
+    void everyByteOfARandomMaskIsRandom();
     void fewerPiecesAreEvenlySpread();
     void splitsFromTheSecretAreTheSame();
     void theMasksFromTheSecretAreAsDocumented();
@@ -129,6 +130,25 @@ void TestSecretkeySplit::randomSplitsDiffer()
             pieces += piece;
     }
     QCOMPARE(pieces.size(), 150);
+}
+
+void TestSecretkeySplit::everyByteOfARandomMaskIsRandom()
+{
+    // Of each length modulo that of the words that the generator gives. That 32 draws of a byte are
+    // one and the same by chance is as likely as guessing a key of 248 bits.
+    for (int length = 1; length <= 8; ++length) {
+        const QByteArray secretOfLength(length, 's');
+        QVector<QSet<char>> seen(length + 32);
+        for (int i = 0; i < 32; ++i) {
+            const QByteArray mask =
+                payloadOf(SecretkeySplit::splitSecretKey(secretOfLength, 2).at(0));
+            QCOMPARE(mask.size(), seen.size());
+            for (int at = 0; at < mask.size(); ++at)
+                seen[at].insert(mask.at(at));
+        }
+        for (const QSet<char> &values : qAsConst(seen))
+            QVERIFY(values.size() > 1);
+    }
 }
 
 // With a secret of equal bits, a piece that carried any of it would lean to one side.
