@@ -235,6 +235,11 @@ void TestSecretkeySplit::badPiecesAreRefused_data()
     QTest::newRow("all twice") << good + good;
     QTest::newRow("an empty one too many") << QStringList{one, two, three, QString()};
     QTest::newRow("one of one") << QStringList{QLatin1String("1-1-") + payload};
+    // What a split into one would give.
+    QTest::newRow("one of one, digest and secret") << QStringList{
+        QLatin1String("1-1-") +
+        QLatin1String(
+            (QCryptographicHash::hash(secret(), QCryptographicHash::Sha256) + secret()).toHex())};
     row("empty", QString());
     row("only hyphens", QStringLiteral("--"));
     row("no payload", QStringLiteral("3-1-"));
