@@ -234,6 +234,9 @@ void TestSecretkeySplit::badPiecesAreRefused_data()
     QTest::newRow("one too many") << QStringList{one, two, three, three};
     QTest::newRow("all twice") << good + good;
     QTest::newRow("an empty one too many") << QStringList{one, two, three, QString()};
+    QTest::newRow("a later one longer") << QStringList{one, two + QLatin1String("00"), three};
+    QTest::newRow("a later one shorter") << QStringList{one, two.chopped(2), three};
+    QTest::newRow("the last one longer") << QStringList{one, two, three + QLatin1String("00")};
     QTest::newRow("one of one") << QStringList{QLatin1String("1-1-") + payload};
     // What a split into one would give.
     QTest::newRow("one of one, digest and secret") << QStringList{
