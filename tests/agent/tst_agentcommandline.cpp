@@ -189,6 +189,11 @@ void AgentCommandLine::refusesAWrongCommandLine_data()
     QTest::newRow("unknown names")
         << QStringList({s("--enable"), s("Nobody"), s("--disable"), s("first")})
         << QStringList({s("no plugin is named \"Nobody\""), s("no plugin is named \"first\"")});
+    QTest::newRow("unknown name to enable")
+        << QStringList({s("--enable"), s("Nobody"), s("--disable"), s("First")})
+        << QStringList(s("no plugin is named \"Nobody\""));
+    QTest::newRow("unknown name to disable") << QStringList({s("--disable"), s("Nobody")})
+                                             << QStringList(s("no plugin is named \"Nobody\""));
     QTest::newRow("option in the place of a directory")
         << QStringList({s("--plugin-dir"), s("--list")})
         << QStringList(s("The value of '--plugin-dir' cannot start with '-': '--list'. "
@@ -342,6 +347,10 @@ void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
     QVERIFY(!help.contains(s("initialize")));
     QVERIFY(!help.contains(s("aboutToShutdown")));
     QVERIFY(!help.contains(s("loaded First")));
+    AgentProcess brief;
+    brief.setBehaviour(s("first.commandOptions=offer-first-greeting"));
+    QCOMPARE(brief.run(pluginDir(folder, {s("-h")})), 0);
+    QCOMPARE(brief.output(), output);
     // The plugin objects that were asked are put away again.
     QCOMPARE(
         output.mid(output.size() - 3),
@@ -358,6 +367,10 @@ void AgentCommandLine::showsItsVersion()
         s(R"(^syncstatus-agent \d+\.\d+\.\d+ \(Qt 5\.\d+\.\d+, .*SSL \d+\.\d+\.\d+.*\)$)"));
     QVERIFY2(line.match(text).hasMatch(), qPrintable(text));
     QCOMPARE(agent.errors(), QStringList());
+
+    AgentProcess brief;
+    QCOMPARE(brief.run({s("-v")}), 0);
+    QCOMPARE(brief.output(), agent.output());
 }
 
 void AgentCommandLine::handsItsCommandLineToPluginsWithOptions()

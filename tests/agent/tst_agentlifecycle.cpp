@@ -51,6 +51,8 @@ private Q_SLOTS:
     void keepsASignalThatComesBeforeAnyPluginIsLoaded();
     void beginsNoThirdPhaseAfterASignal_data();
     void beginsNoThirdPhaseAfterASignal();
+    void endsAtOnceOnASignalWhileItOnlyShows_data();
+    void endsAtOnceOnASignalWhileItOnlyShows();
     void endsAtOnceOnASecondSignal();
     void signalsInterruptNothingThatPluginsDo_data();
     void signalsInterruptNothingThatPluginsDo();
@@ -224,6 +226,31 @@ void AgentLifecycle::beginsNoThirdPhaseAfterASignal()
     QVERIFY(output.contains(s("first: delayedInitialize")));
     QVERIFY(output.contains(s("second: aboutToShutdown")));
     QVERIFY(!output.contains(s("second: delayedInitialize")));
+}
+
+void AgentLifecycle::endsAtOnceOnASignalWhileItOnlyShows_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::newRow("--list") << s("--list");
+    QTest::newRow("--help") << s("--help");
+}
+
+void AgentLifecycle::endsAtOnceOnASignalWhileItOnlyShows()
+{
+    QFETCH(QString, option);
+    // As above, it waits there.
+    PluginFolder folder;
+    for (int i = 0; i < 100; ++i)
+        folder.write(s("%1.so").arg(i), "This is not a library.\n");
+    Pipe errors(folder.file(s("errors")));
+    AgentProcess agent;
+    agent.setErrorFile(folder.file(s("errors")));
+    agent.start(pluginDir(folder) + QStringList(option));
+    QVERIFY(errors.waitForText());
+    agent.sendSignal(SIGTERM);
+    errors.drain();
+    QCOMPARE(agent.exitStatus(), -1);
+    QCOMPARE(agent.output(), QStringList());
 }
 
 void AgentLifecycle::endsAtOnceOnASecondSignal()
