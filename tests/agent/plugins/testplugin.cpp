@@ -60,7 +60,7 @@ void readDespiteSignal(int number)
         std::this_thread::sleep_for(untilItReads);
         pthread_kill(reader, number);
         std::this_thread::sleep_for(untilItReads);
-        (void)::write(writeEnd, "", 1);
+        [[maybe_unused]] const auto written = ::write(writeEnd, "", 1);
     });
     char byte = 0;
     const auto count = read(ends[0], &byte, 1);
