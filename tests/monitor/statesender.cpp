@@ -53,7 +53,8 @@ public Q_SLOTS:
     static void send(int count, int stopAt);
 
 Q_SIGNALS:
-    void StateChanged(quint32 state); // NOLINT(readability-identifier-naming): D-Bus's name
+    // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): moc names it otherwise
+    void StateChanged(quint32 state);
 };
 
 void NetworkManager::send(int count, int stopAt)

@@ -134,7 +134,7 @@ void tst_MonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall_data()
     const QString state = QStringLiteral("state");
     const QString path = FakeNetworkManager::connectionPath();
     const QStringList offline({errorLine(), answerLine(false)});
-    const auto walk = [](QVector<quint32> states) {
+    const auto walk = [](const QVector<quint32> &states) {
         QStringList lines;
         for (int number = 1; number <= states.size(); ++number)
             lines += {deviceLine(FakeNetworkManager::devicePath(number)),
@@ -191,8 +191,9 @@ void tst_MonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall()
 
     QCOMPARE(seen.unanswered, unanswered.size());
     QCOMPARE(seen.otherTimeouts, 0);
-    QVERIFY(blocked > seen.unanswered * shortTimeout * 9 / 10); // Qt's timers may be a bit early
-    QVERIFY(blocked < 20000);                                   // no time-out of libdbus's own
+    QVERIFY(blocked >
+            qint64(seen.unanswered) * shortTimeout * 9 / 10); // Qt's timers may be a bit early
+    QVERIFY(blocked < 20000);                                 // no time-out of libdbus's own
     QVERIFY(blockedByQuestion < 5000); // it makes no call, on however busy a machine
     const bool isSubscribed = member != "Introspect";
     QStringList written = log->takeLines();
@@ -275,7 +276,7 @@ void tst_MonitorBlocking::lateAnswersAreWaitedFor()
     QVERIFY(monitor.getNetworkState());
     QCOMPARE(log.takeLines(), QStringList({primaryLine(connection), deviceLine(device),
                                            stateLine(30), answerLine(true)}));
-    QVERIFY(blocked >= 6 * 500); // "State" is read twice
+    QVERIFY(blocked >= 3000); // "State" is read twice
     QVERIFY(blocked < 20000);
 }
 
