@@ -86,6 +86,7 @@ void ExecuteCmd::givesWhatTheCommandPrints_data()
         QStringLiteral("a") + QChar(0) + QStringLiteral("b"), 0);
     row("UTF-8 comes back as Latin-1", QStringLiteral("printf '\u00e9'"),
         QStringLiteral("\u00c3\u00a9"), 0);
+    row("standard input is open and says nothing", "read -t 0.2; echo $?", "142\n", 0);
     row("no such command", "/nonexistent/command", "", 127);
     row("not executable", "/dev/null", "", 126);
     row("bash cannot parse it", "if", "", 2);

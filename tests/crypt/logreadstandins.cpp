@@ -3,6 +3,8 @@
 
 // Preloaded into syncstatus-logread: moments and an OpenSSL that a test cannot have otherwise.
 
+#undef _FORTIFY_SOURCE // with it, some compilers get inline definitions of these functions
+
 #include <dlfcn.h>
 #include <openssl/evp.h>
 #include <poll.h>
