@@ -8,12 +8,15 @@
 #include "barehost.h"
 #include "logcapture.h"
 
+#include <QFile>
 #include <QJsonObject>
 #include <QLibrary>
+#include <QLibraryInfo>
 #include <QLoggingCategory>
 #include <QPluginLoader>
 #include <QPointer>
 #include <QScopedPointer>
+#include <QStandardPaths>
 #include <QTest>
 
 #include <array>
@@ -38,19 +41,22 @@ QString call(const char *verb)
 
 std::atomic<int> categoriesMade{0};
 std::atomic<int> otherCategoriesMade{0};
-std::atomic<bool> debugEnabledAtFirst{false}; // before any rule
+// As the category is made, with no rules but those of Qt's configuration files.
+std::atomic<bool> writesDebug{false};
+std::atomic<bool> writesInfo{false};
 QLoggingCategory::CategoryFilter defaultFilter = nullptr;
 
 // Qt runs the filter once for each category that is made.
 void countCategories(QLoggingCategory *made)
 {
+    defaultFilter(made);
     if (qstrcmp(made->categoryName(), category) == 0) {
         ++categoriesMade;
-        debugEnabledAtFirst = made->isDebugEnabled();
+        writesDebug = made->isDebugEnabled();
+        writesInfo = made->isInfoEnabled();
     } else {
         ++otherCategoriesMade;
     }
-    defaultFilter(made);
 }
 
 // A plugin of the host's own, which overrides what it must.
@@ -118,6 +124,7 @@ private Q_SLOTS:
     void withDebugOffOnlyTheWarningIsWritten();
     void withEverythingOffNothingIsWrittenAndResultsStay();
     void loggingCategoryIsMadeByTheFirstLine();
+    void everyLevelIsOnUnlessARuleSaysOtherwise();
     void firstLinesFromSeveralThreadsMakeOneCategory();
     void loggingCategoryIsGoneAfterUnloading();
 
@@ -617,11 +624,26 @@ void PluginTest::loggingCategoryIsMadeByTheFirstLine()
     otherCategoriesMade = 0;
     plugin->delayedInitialize();
     QCOMPARE(categoriesMade.load(), 1);
-    QVERIFY(debugEnabledAtFirst);
     plugin->extensionsInitialized();
     plugin->initialize(nullptr);
     QCOMPARE(categoriesMade.load(), 1);
     QCOMPARE(otherCategoriesMade.load(), 0);
+}
+
+void PluginTest::everyLevelIsOnUnlessARuleSaysOtherwise()
+{
+    QLoggingCategory::setFilterRules(QString());
+    PluginBase *const plugin = load();
+    QVERIFY(plugin);
+    plugin->delayedInitialize();
+    QVERIFY(writesInfo);
+    const QString rules = QStringLiteral("qtlogging.ini");
+    if (QFile::exists(QLibraryInfo::location(QLibraryInfo::DataPath) + QLatin1Char('/') + rules) ||
+        !QStandardPaths::locate(QStandardPaths::GenericConfigLocation,
+                                QLatin1String("QtProject/") + rules)
+             .isEmpty())
+        QSKIP("a configuration file of Qt's may switch debug lines off");
+    QVERIFY(writesDebug);
 }
 
 void PluginTest::firstLinesFromSeveralThreadsMakeOneCategory()
