@@ -397,7 +397,7 @@ void AgentLifecycle::writesIntoNothingElseWhenStandardDescriptorsAreClosed()
     const PluginFolder folder({s("first")});
     AgentProcess agent;
     agent.setLoggingRules(s("*=false;syncstatus.agent=true"));
-    agent.start(QStringList({s("-c"), s("exec \"$0\" \"$@\" ") + redirections, s(AGENT_PROGRAM)}) +
+    agent.start(QStringList({s("-c"), s(R"(exec "$0" "$@" )") + redirections, s(AGENT_PROGRAM)}) +
                     pluginDir(folder),
                 s("/bin/sh"));
     const QStringList cannot(s("cannot write to standard output: Bad file descriptor"));

@@ -47,35 +47,35 @@ pid_t refusal()
 } // namespace
 
 // The program's own definitions come before the C library's, also for Qt, which forks by the one or
-// the other of these.
+// the other of these. The parameters have the names of the C library's.
 extern "C" __attribute__((visibility("default"))) pid_t fork() noexcept
 {
     return failures > 0 ? refusal() : next<pid_t (*)()>("fork")();
 }
 
-extern "C" __attribute__((visibility("default"))) long syscall(long number, ...) noexcept
+extern "C" __attribute__((visibility("default"))) long syscall(long sysno, ...) noexcept
 {
     std::va_list list;
-    va_start(list, number);
+    va_start(list, sysno);
     long arguments[6];
     for (long &argument : arguments)
         argument = va_arg(list, long);
     va_end(list);
-    if (failures > 0 && number == SYS_clone) {
+    if (failures > 0 && sysno == SYS_clone) {
         if (hasLeftover)
             *reinterpret_cast<int *>(arguments[2]) = leftover;
         return refusal();
     }
-    return next<long (*)(long, ...)>("syscall")(number, arguments[0], arguments[1], arguments[2],
+    return next<long (*)(long, ...)>("syscall")(sysno, arguments[0], arguments[1], arguments[2],
                                                 arguments[3], arguments[4], arguments[5]);
 }
 
 // To kill -1 is to kill everything that this user runs.
-extern "C" __attribute__((visibility("default"))) int kill(pid_t process, int signal) noexcept
+extern "C" __attribute__((visibility("default"))) int kill(pid_t pid, int sig) noexcept
 {
-    if (process <= 0)
-        qFatal("kill(%d, %d)", process, signal);
-    return next<int (*)(pid_t, int)>("kill")(process, signal);
+    if (pid <= 0)
+        qFatal("kill(%d, %d)", pid, sig);
+    return next<int (*)(pid_t, int)>("kill")(pid, sig);
 }
 
 namespace {
@@ -287,7 +287,7 @@ void Shortage::memoryThatRunsOutGivesNothing()
     timer.start();
     bool result = true;
     {
-        const MemoryLimit limit(64 * 1024 * 1024);
+        const MemoryLimit limit(rlim_t(64) * 1024 * 1024);
         result = Utils::executeCmd(command, output);
     }
     const qint64 elapsed = timer.elapsed();
