@@ -23,6 +23,8 @@
 
 namespace {
 
+// Made before main(), and nothing of the program runs earlier.
+// clazy:excludeall=non-pod-global-static
 const QByteArray marker("LicenseLogEncryptSign");
 const QByteArray alphabet("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 

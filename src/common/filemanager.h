@@ -50,8 +50,9 @@ namespace systemFileManager {
 ///   one of several together, do not count.
 /// - **No group.** The group "" stands for the section "[General]" and for what comes before the
 ///   first section. A group that is really named "General" is the section "[%General]", and so is
-///   one named "general" or the like, which comes back as "General". A key `a\b` of no group, which
-///   another program may write, is one that readIniConfigFile() may not find.
+///   one named "general" or the like, which comes back as "General"; a key that is
+///   there already keeps its value then. A key `a\b` of no group, which another program
+///   may write, is one that readIniConfigFile() may not find.
 /// - **Values.** Written as UTF-8, quoted and escaped as needed. A value that another program wrote
 ///   with an unquoted comma is a list to QSettings, and no string: it is read as "". So are lists
 ///   and other types without a text form (for instance QSize) that were written here.

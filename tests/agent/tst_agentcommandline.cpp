@@ -448,7 +448,7 @@ void AgentCommandLine::failsWhenItsAnswerCannotBeWritten()
              agentMessages({s("cannot write to standard output: No space left on device")}));
 
     AgentProcess closed;
-    closed.start(QStringList({s("-c"), s("exec \"$0\" \"$@\" >&-"), s(AGENT_PROGRAM)}) +
+    closed.start(QStringList({s("-c"), s(R"(exec "$0" "$@" >&-)"), s(AGENT_PROGRAM)}) +
                      pluginDir(folder, {option}),
                  s("/bin/sh"));
     QCOMPARE(closed.exitStatus(), 1);

@@ -24,7 +24,8 @@ namespace {
 
 // Where the scratch buffer is while free() is to look at it, and what it held then.
 const char *scratch = nullptr;
-QByteArray scratchAtFree;
+// There is no use of it before main().
+QByteArray scratchAtFree; // clazy:exclude=non-pod-global-static
 
 } // namespace
 
@@ -32,6 +33,7 @@ QByteArray scratchAtFree;
 // Instead of the C library's, for Qt too.
 extern "C" void __libc_free(void *memory); // NOLINT(bugprone-reserved-identifier): glibc's own name
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): its name is a reserved one
 extern "C" Q_DECL_EXPORT void free(void *memory) noexcept
 {
     const char *const start = static_cast<const char *>(memory);

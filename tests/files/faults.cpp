@@ -55,6 +55,7 @@ Function next(const char *name, Function /*own*/)
 // The program's own definitions come before the C library's, also for Qt and the library.
 
 #define STANDIN extern "C" __attribute__((visibility("default")))
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): its names are reserved ones
 
 STANDIN int open64(const char *path, int flags, ...)
 {
@@ -98,6 +99,7 @@ STANDIN int mkdir(const char *path, mode_t mode) noexcept
 {
     return isRefused() ? -1 : next("mkdir", &mkdir)(path, mode);
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace {
 

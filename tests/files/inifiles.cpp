@@ -639,6 +639,14 @@ void IniFiles::readsNoGroupAndTheGroupGeneral()
              latin1("2"));
     QCOMPARE(FileManager::readSettingFile(file, latin1("General")),
              (Values{{latin1("k"), latin1("2")}}));
+    // Two names, and one line for both.
+    for (const char *name : {"GENERAL", "general"}) {
+        QVERIFY(store(file, "[%General]\nk=2\n"));
+        FileManager::writeIniConfigFile({{latin1(name), {{latin1("k"), 3}}}}, file);
+        QCOMPARE(takeLines(), {succeeded});
+        QCOMPARE(FileManager::readSettingFile(file, latin1("General")),
+                 (Values{{latin1("k"), latin1("2")}}));
+    }
 
     const QString written = path(latin1("written.ini"));
     FileManager::writeIniConfigFile(

@@ -40,7 +40,7 @@ class NetworkManager : public QObject
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.NetworkManager")
-    Q_PROPERTY(QDBusObjectPath PrimaryConnection READ primaryConnection)
+    Q_PROPERTY(QDBusObjectPath PrimaryConnection READ primaryConnection CONSTANT)
 
 public:
     static QDBusObjectPath primaryConnection() { return QDBusObjectPath(QStringLiteral("/")); }
