@@ -51,8 +51,11 @@ namespace systemFileManager {
 /// - **No group.** The group "" stands for the section "[General]" and for what comes before the
 ///   first section. A group that is really named "General" is the section "[%General]", and so is
 ///   one named "general" or the like, which comes back as "General"; a key that is
-///   there already keeps its value then. A key `a\b` of no group, which another program
-///   may write, is one that readIniConfigFile() may not find.
+///   there already keeps its value then.
+/// - **Slashes in the file.** A section "[a/b]" or "[a\b]" and a key `a\b` of no group, which only
+///   other programs write, may keep readIniConfigFile() from finding them and the keys of "[a]":
+///   QSettings looks for them in the wrong section until something has made it read the whole file.
+///   readSettingFile() finds them.
 /// - **Values.** Written as UTF-8, quoted and escaped as needed. A value that another program wrote
 ///   with an unquoted comma is a list to QSettings, and no string: it is read as "". So are lists
 ///   and other types without a text form (for instance QSize) that were written here.

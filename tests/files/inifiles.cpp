@@ -105,6 +105,8 @@ private Q_SLOTS:
     void readsEmptyNamesAndSlashesAsOnePath();
     void takesPlaceholdersInNamesAsTheyStand();
     void readsNoGroupAndTheGroupGeneral();
+    void aSectionWithASlashHidesKeysFromTheReaderOfOneValue_data();
+    void aSectionWithASlashHidesKeysFromTheReaderOfOneValue();
     void theReaderOfOneValueDecodesLatin1();
     void aByteOrderMarkMakesItDecodeUtf8();
     void theReaderOfAGroupDecodesUtf8();
@@ -671,6 +673,30 @@ void IniFiles::readsNoGroupAndTheGroupGeneral()
                  latin1(expected));
         FileManager::readIniConfigFile(slash, QString(), latin1("k"), QString());
     }
+}
+
+void IniFiles::aSectionWithASlashHidesKeysFromTheReaderOfOneValue_data()
+{
+    QTest::addColumn<QByteArray>("hiding");
+
+    QTest::newRow("slash") << QByteArray("[a/b]\nk=2\n");
+    QTest::newRow("backslash") << QByteArray("[a\\b]\nk=2\n");
+    QTest::newRow("escape") << QByteArray("[a%2Fb]\nk=2\n");
+    QTest::newRow("nothing behind it") << QByteArray("[a/]\nk=2\n");
+}
+
+void IniFiles::aSectionWithASlashHidesKeysFromTheReaderOfOneValue()
+{
+    QFETCH(QByteArray, hiding);
+
+    const QString file = path(latin1("some.ini"));
+    QVERIFY(store(file, "[a]\nkey=1\n" + hiding));
+    const auto read = [&file] {
+        return FileManager::readIniConfigFile(file, latin1("a"), latin1("key"), latin1("none"));
+    };
+    QCOMPARE(read(), latin1("none"));
+    QCOMPARE(FileManager::readSettingFile(file, latin1("a")).value(latin1("key")), latin1("1"));
+    QCOMPARE(read(), latin1("1")); // QSettings has the whole file in memory now
 }
 
 void IniFiles::theReaderOfOneValueDecodesLatin1()
