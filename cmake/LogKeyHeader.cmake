@@ -4,7 +4,11 @@
 # Writes the three pieces in the file PIECES into the C++ header HEADER. Whether they join is for the
 # host that made them to say: the payload is its own, any printable ASCII without blanks.
 file(READ "${PIECES}" text)
-if(NOT text MATCHES "^(3-1-[!-~]+)\r?\n(3-2-[!-~]+)\r?\n(3-3-[!-~]+)\r?\n?$")
+# A text ends at a NUL for CMake, which would not see what follows.
+file(READ "${PIECES}" bytes HEX)
+string(REGEX MATCHALL ".." bytes "${bytes}")
+list(FIND bytes "00" nul)
+if(NOT nul EQUAL -1 OR NOT text MATCHES "^(3-1-[!-~]+)\r?\n(3-2-[!-~]+)\r?\n(3-3-[!-~]+)\r?\n?$")
   message(FATAL_ERROR
     "${PIECES}: not the three pieces of a key. It must be three lines that begin with \"3-1-\", "
     "\"3-2-\" and \"3-3-\", in this order, each followed by printable ASCII without blanks.")

@@ -81,7 +81,8 @@ class PiecesInAHeader(InFolder):
                        b"3-1-a\n\n3-2-b\n3-3-c\n", b"3-1-a\n3-2-b\n3-3-c\n\n",
                        b"3-1-a\n3-2-\n3-3-c\n", b"3-1-a b\n3-2-b\n3-3-c\n",
                        b" 3-1-a\n3-2-b\n3-3-c\n", b"3-1-a\n3-2-b\n3-3-\xc3\xbc\n",
-                       b"3-1-a\n3-2-b\t\n3-3-c\n", b"3-1-a\0\n3-2-b\n3-3-c\n"):
+                       b"3-1-a\n3-2-b\t\n3-3-c\n", b"3-1-a\0\n3-2-b\n3-3-c\n",
+                       b"3-1-a\n3-2-b\n3-3-c\0d\n", b"3-1-a\n3-2-b\n3-3-c\n\0"):
             with self.subTest(pieces=pieces):
                 self.fail_saying("pieces: not the three pieces of a key.", *self.header(pieces))
                 self.assertFalse((self.folder / "pieces.h").exists())

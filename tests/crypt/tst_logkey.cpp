@@ -536,6 +536,10 @@ void TestLogKey::badPiecesAreRefused_data()
                           << count + "4 lines\n";
     QTest::newRow("an empty line")
         << QByteArrayList{a.at(0), "", a.at(1), a.at(2)} << count + "4 lines\n";
+    const QByteArray nul("\0", 1);
+    QTest::newRow("a NUL behind them")
+        << QByteArrayList{a.at(0), a.at(1), a.at(2), nul} << count + "4 lines\n";
+    QTest::newRow("a NUL in the last") << QByteArrayList{a.at(0), a.at(1), a.at(2) + nul} << noJoin;
     QTest::newRow("none") << QByteArrayList() << count + "0 lines\n";
     QTest::newRow("of no key") << split("words") << noKey + "not a public key in PEM form\n";
     const QByteArray privateKey = noKey + "a private key is among it";

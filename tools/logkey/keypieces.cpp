@@ -10,8 +10,10 @@
 QByteArray joinPieces(QByteArray content, QString *error)
 {
     // The lines as the build takes them, see LogKeyHeader.cmake.
+    content.replace("\r\n", "\n");
+    // With its size: the text of a byte array alone would end at a NUL.
     QStringList pieces =
-        QString::fromLatin1(content.replace("\r\n", "\n")).split(QLatin1Char('\n'));
+        QString::fromLatin1(content.constData(), content.size()).split(QLatin1Char('\n'));
     if (pieces.last().isEmpty())
         pieces.removeLast();
     if (pieces.size() != keyPieceCount) {
