@@ -53,11 +53,13 @@ Number numberIn(const QByteArray &bytes)
     return number;
 }
 
-std::optional<qint64> secondsOf(double number)
+/// QVariant rounds as Qt does, which takes the float before 0.5 for 1.
+template <typename Number>
+std::optional<qint64> rounded(Number number)
 {
-    if (!(std::fabs(number) < 1e16)) // beyond the range, and then some
+    if (!(std::fabs(number) < Number(1e16))) // beyond the range, and then some
         return {};
-    return qint64(std::floor(number + 0.5));
+    return qRound64(number);
 }
 
 std::optional<qint64> secondsOf(const QString &text)
@@ -138,11 +140,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     }
     case 'f':
         timestamp = numberIn<float>(rest);
-        seconds = secondsOf(double(numberIn<float>(rest)));
+        seconds = rounded(numberIn<float>(rest));
         break;
     case 'd':
         timestamp = numberIn<double>(rest);
-        seconds = secondsOf(numberIn<double>(rest));
+        seconds = rounded(numberIn<double>(rest));
         break;
     case 'a':
         timestamp = QVariantList{textOf(rest)}; // nothing that converts

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,14 +25,16 @@ bool isSurrogate(ushort unit)
     return unit >= 0xd800 && unit < 0xe000;
 }
 
-/// The UTF-16 unit of the escape "\uXXXX" at the place \a at of \a text, 0 when it is none.
-ushort escapedUnit(const QByteArray &text, int at)
+/// The UTF-16 unit of the escape "\uXXXX" at the place \a at of \a text.
+std::optional<ushort> escapedUnit(const QByteArray &text, int at)
 {
     const QByteArray digits = text.mid(at + 2, 4);
     const bool isEscape =
         text.mid(at, 2) == "\\u" && digits.size() == 4 &&
         std::all_of(digits.cbegin(), digits.cend(), [](char c) { return std::isxdigit(uchar(c)); });
-    return isEscape ? digits.toUShort(nullptr, 16) : ushort(0);
+    if (!isEscape)
+        return {};
+    return digits.toUShort(nullptr, 16);
 }
 
 /// \a text in RFC 8259's words.
@@ -54,16 +57,19 @@ QByteArray corrected(const QByteArray &text, bool *isUnclear)
             result += before || !after ? "." : "0.";
             if (before && !after)
                 result += '0';
-        } else if (inString && c == '\\' && escapedUnit(text, i) != 0) {
-            const ushort unit = escapedUnit(text, i);
-            const ushort second = escapedUnit(text, i + 6);
+        } else if (inString && c == '\\' && escapedUnit(text, i)) {
+            const ushort unit = *escapedUnit(text, i);
+            const ushort second = escapedUnit(text, i + 6).value_or(0);
             const bool isPair =
                 isSurrogate(unit) && unit < 0xdc00 && isSurrogate(second) && second >= 0xdc00;
             *isUnclear = *isUnclear || (isSurrogate(unit) && !isPair);
             const int length = isPair ? 12 : 6;
             result += text.mid(i, length);
             i += length - 1;
-        } else if (inString && c == '\\' && next != '\0' && std::strchr("\"\\/bfnrtu", next)) {
+        } else if (inString && c == '\\' && next == 'u') {
+            result += "\\u?"; // never completed by what is corrected behind it
+            ++i;
+        } else if (inString && c == '\\' && next != '\0' && std::strchr("\"\\/bfnrt", next)) {
             result += c;
             result += next;
             ++i;
