@@ -78,6 +78,8 @@ private Q_SLOTS:
 
     void failsWhenItsAnswerCannotBeWritten_data();
     void failsWhenItsAnswerCannotBeWritten();
+    void itsMessagesAreOfTheLevelThatTheyDeserve_data();
+    void itsMessagesAreOfTheLevelThatTheyDeserve();
 };
 
 void AgentCommandLine::listsMetadataAsJsonAndRunsNothing()
@@ -189,6 +191,10 @@ void AgentCommandLine::refusesAWrongCommandLine_data()
     QTest::newRow("unknown names")
         << QStringList({s("--enable"), s("Nobody"), s("--disable"), s("first")})
         << QStringList({s("no plugin is named \"Nobody\""), s("no plugin is named \"first\"")});
+    QTest::newRow("several unknown names of one option")
+        << QStringList(
+               {s("--enable"), s("Nobody"), s("--enable"), s("First"), s("--enable"), s("Noone")})
+        << QStringList({s("no plugin is named \"Nobody\""), s("no plugin is named \"Noone\"")});
     QTest::newRow("unknown name to enable")
         << QStringList({s("--enable"), s("Nobody"), s("--disable"), s("First")})
         << QStringList(s("no plugin is named \"Nobody\""));
@@ -454,6 +460,50 @@ void AgentCommandLine::failsWhenItsAnswerCannotBeWritten()
     QCOMPARE(closed.exitStatus(), 1);
     QCOMPARE(closed.errors(),
              agentMessages({s("cannot write to standard output: Bad file descriptor")}));
+}
+
+void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("outputFile");
+    QTest::addColumn<QStringList>("messages");
+    const QStringList found({s("warning: String: \"DisabledByDefault\" is not a boolean, ignored"),
+                             s("debug: String: Found"), s("debug: First: Found")});
+    const QStringList missing({s("--plugin-dir"), s("/nonexistent")});
+    const QStringList noDirectory(s("warning: plugin directory /nonexistent does not exist"));
+    QTest::newRow("what goes wrong with a plugin and the agent goes on, and when it cannot")
+        << QStringList({s("--disable"), s("String")}) << QString()
+        << found + QStringList({s("debug: First: Loaded"),
+                                s("warning: First: its option is taken already: list"),
+                                s("warning: First: initialize: no luck"),
+                                s("critical: no plugin could be started")});
+    QTest::newRow("directory") << missing + QStringList(s("--list")) << QString()
+                               << found + noDirectory;
+    QTest::newRow("unknown name") << QStringList({s("--enable"), s("Nobody")}) << QString()
+                                  << found +
+                                         QStringList(s("critical: no plugin is named \"Nobody\""));
+    QTest::newRow("wrong command line")
+        << QStringList({s("--list"), s("stray")}) << QString()
+        << found + QStringList(s("critical: Unexpected argument 'stray'. (see --help)"));
+    QTest::newRow("answer that cannot be written")
+        << QStringList(s("--version")) << s("/dev/full")
+        << QStringList(s("critical: cannot write to standard output: No space left on device"));
+}
+
+void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, outputFile);
+    QFETCH(QStringList, messages);
+    const PluginFolder folder({s("disabled-string"), s("first")});
+    AgentProcess agent;
+    agent.setBehaviour(s("first.commandOptions=offer-list first.initialize=refuse"));
+    agent.setLoggingRules(s("*=false;syncstatus.agent=true"));
+    agent.setEnvironment(s("QT_MESSAGE_PATTERN"), s("%{type}: %{message}"));
+    if (!outputFile.isEmpty())
+        agent.setOutputFile(outputFile);
+    agent.run(pluginDir(folder, arguments));
+    QCOMPARE(agent.errors(), messages);
 }
 
 QTEST_GUILESS_MAIN(AgentCommandLine)

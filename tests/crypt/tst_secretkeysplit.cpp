@@ -6,9 +6,12 @@
 #include <custompluginmanager/secretkeysplit.h>
 
 #include <QCryptographicHash>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSet>
 #include <QtTest>
+
+#include <dlfcn.h>
 
 #include <algorithm>
 #include <vector>
@@ -28,7 +31,21 @@ QByteArray payloadOf(const QString &piece)
     return QByteArray::fromHex(piece.section(QLatin1Char('-'), 2).toLatin1());
 }
 
+QByteArray *drawn = nullptr; // from the system's random generator, while it is looked at
+
 } // namespace
+
+// Stands before the C library's, for Qt as well.
+extern "C" __attribute__((visibility("default"))) int getentropy(void *buffer,
+                                                                 size_t length) noexcept
+{
+    static auto *const real =
+        reinterpret_cast<int (*)(void *, size_t)>(dlsym(RTLD_NEXT, "getentropy"));
+    const int result = real(buffer, length);
+    if (result == 0 && drawn)
+        drawn->append(static_cast<const char *>(buffer), int(length));
+    return result;
+}
 
 class TestSecretkeySplit : public QObject
 {
@@ -42,6 +59,7 @@ private Q_SLOTS:
     void thePayloadsXorToDigestAndSecret();
     void randomSplitsDiffer();
     void everyByteOfARandomMaskIsRandom();
+    void randomMasksAreWhatTheSystemGives();
     void fewerPiecesAreEvenlySpread();
     void splitsFromTheSecretAreTheSame();
     void theMasksFromTheSecretAreAsDocumented();
@@ -151,6 +169,26 @@ void TestSecretkeySplit::everyByteOfARandomMaskIsRandom()
     }
 }
 
+// Not what a generator makes of a seed from there: who sees its other numbers may know the next.
+void TestSecretkeySplit::randomMasksAreWhatTheSystemGives()
+{
+    QByteArray system;
+    drawn = &system;
+    QRandomGenerator::system()->generate();
+    const bool isSeen = !system.isEmpty();
+    system.clear();
+    const QStringList pieces = SecretkeySplit::splitSecretKey(secret(), 3);
+    drawn = nullptr;
+    if (!isSeen)
+        QSKIP("the system's random numbers come from elsewhere than getentropy() here");
+    QCOMPARE(system.size() % 2, 0);
+    const int ofOneMask = system.size() / 2;
+    const int size = secret().size() + 32;
+    QCOMPARE(payloadOf(pieces.at(0)), system.left(size));
+    QCOMPARE(payloadOf(pieces.at(1)), system.mid(ofOneMask, size));
+    QVERIFY(ofOneMask - size <= int(sizeof(quint32))); // it gives words
+}
+
 // With a secret of equal bits, a piece that carried any of it would lean to one side.
 void TestSecretkeySplit::fewerPiecesAreEvenlySpread()
 {
@@ -253,6 +291,7 @@ void TestSecretkeySplit::badPiecesAreRefused_data()
     row("number 0", QLatin1String("3-0-") + payload);
     row("number 4", QLatin1String("3-4-") + payload);
     row("a number twice, every payload once", QLatin1String("3-2-") + payload);
+    row("a number far from it", QLatin1String("3-2000000000-") + payload);
     row("a negative number", QLatin1String("3--1-") + payload);
     row("a huge number", QLatin1String("3-99999999999999999999-") + payload);
     row("no number", QLatin1String("3--") + payload);
@@ -286,6 +325,10 @@ void TestSecretkeySplit::badPiecesAreRefused_data()
         << QStringList{QStringLiteral("2-1-"), QLatin1String("2-2-") + bare};
     QTest::newRow("no payload in the last")
         << QStringList{QLatin1String("2-1-") + bare, QStringLiteral("2-2-")};
+    // What it lacks would change nothing in the others.
+    QTest::newRow("a zero less in the last")
+        << QStringList{QLatin1String("2-1-") + bare,
+                       QLatin1String("2-2-") + QString(bare.size() - 2, QLatin1Char('0'))};
 }
 
 void TestSecretkeySplit::badPiecesAreRefused()

@@ -214,7 +214,9 @@ void tst_MonitorInstance::privatePartHoldsProxyOwnerAndFlag()
     QCOMPARE(sizeof(MonitorNetworkPrivate), 3 * sizeof(void *));
 
     LogCapture log;
-    const MonitorNetwork monitor(nullptr);
+    QObject parent;
+    const MonitorNetwork monitor(&parent);
+    QCOMPARE(monitor.parent(), &parent);
     const auto &d = monitor.*privatePart();
     QCOMPARE(d->networkManagerInterface->service(),
              QStringLiteral("org.freedesktop.NetworkManager"));
