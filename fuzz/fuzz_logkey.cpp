@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     require(ERR_peek_error() == 0, "the error queue is empty");
     const bool encrypts = !RsaCrypt::rsaPublicKeyEncrypt("x", input.pem).isEmpty();
     if (key)
-        require(encrypts || mayBeProtected(input.pem), "the library reads it, too");
+        require(encrypts, "the library reads it, too");
     else
         require(!encrypts || input.pem.contains("PRIVATE KEY-----"), "nor does the library");
     return 0;

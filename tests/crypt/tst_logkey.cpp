@@ -491,9 +491,18 @@ void TestLogKey::goodPiecesAreNamed()
                                 QCryptographicHash::hash(der, QCryptographicHash::Sha256).toHex() +
                                 '\n';
 
+    // What the library passes over or does not come to is no matter to it.
+    const auto protectedBlock = [](const QByteArray &name) {
+        return "-----BEGIN " + name + "-----\nProc-Type: 4,ENCRYPTED\n\nAAAA\n-----END " + name +
+               "-----\n";
+    };
+    const QStringList among = SecretkeySplit::splitSecretKey(
+        protectedBlock("THING") + m_pair.publicSpki + protectedBlock("PUBLIC KEY"), 3);
+
     // As the build takes them.
     const QByteArray crlf = QByteArray(pieces).replace("\n", "\r\n");
-    for (const QByteArray &content : {pieces, pieces.chopped(1), crlf, crlf.chopped(2)}) {
+    for (const QByteArray &content : {pieces, pieces.chopped(1), crlf, crlf.chopped(2),
+                                      among.join(QLatin1Char('\n')).toLatin1()}) {
         const Outcome outcome = run({QStringLiteral("check"), write("pieces", content)});
         QCOMPARE(outcome.error, QByteArray());
         QCOMPARE(outcome.output, expected);
@@ -553,6 +562,29 @@ void TestLogKey::badPiecesAreRefused_data()
     QTest::newRow("of a key with the PKCS#1 marker in a comment")
         << split("not BEGIN RSA PUBLIC KEY\n" + m_pair.publicSpki)
         << noKey + "there is no whole \"RSA PUBLIC KEY\"";
+    // Where the library stops reading, lest OpenSSL ask for a passphrase.
+    const auto before = [&](const QByteArray &name) {
+        return noKey + "there is no whole \"" + name +
+               "\" before a block that is protected by a passphrase or has a NUL in it";
+    };
+    const QByteArray header = "-----\nProc-Type: 4,ENCRYPTED\n\n";
+    QTest::newRow("of a protected key")
+        << split(QByteArray(m_pair.publicSpki)
+                     .replace("BEGIN PUBLIC KEY-----\n", "BEGIN PUBLIC KEY" + header))
+        << before("PUBLIC KEY");
+    QTest::newRow("of a protected PKCS#1 key")
+        << split(QByteArray(m_pair.publicPkcs1)
+                     .replace("BEGIN RSA PUBLIC KEY-----\n", "BEGIN RSA PUBLIC KEY" + header))
+        << before("RSA PUBLIC KEY");
+    QTest::newRow("of a key behind a protected block of a name that begins like its own")
+        << split("-----BEGIN PUBLIC KEYS" + header + "AAAA\n-----END PUBLIC KEYS-----\n" +
+                 m_pair.publicSpki)
+        << before("PUBLIC KEY");
+    // OpenSSL passes over it and what follows.
+    QTest::newRow("of a key with a NUL behind its first line")
+        << split(QByteArray(m_pair.publicSpki)
+                     .replace("BEGIN PUBLIC KEY-----", QByteArray("BEGIN PUBLIC KEY-----\0", 22)))
+        << before("PUBLIC KEY");
     const auto pkcs1 = [](const QByteArray &numbers) {
         return "-----BEGIN RSA PUBLIC KEY-----\n" + QByteArray::fromHex(numbers).toBase64() +
                "\n-----END RSA PUBLIC KEY-----\n";

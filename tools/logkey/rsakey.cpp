@@ -3,6 +3,8 @@
 
 #include "rsakey.h"
 
+#include "protectedpem.h"
+
 #include <QCryptographicHash>
 
 #include <openssl/bio.h>
@@ -103,15 +105,19 @@ RsaKey readLibraryKey(const QByteArray &pem, QString *error)
         return nullptr;
     }
     const char *const name = isPkcs1 ? PEM_STRING_RSA_PUBLIC : PEM_STRING_PUBLIC;
-    const Bio bio(BIO_new_mem_buf(pem.constData(), pem.size()));
+    const int readable =
+        logEncryption::sizeWithoutQuestions(pem, QByteArray("BEGIN ").append(name));
+    const Bio bio(BIO_new_mem_buf(pem.constData(), readable));
     uchar *bytes = nullptr;
     long size = 0;
-    // The library has no passphrase to give, and asks nobody for one.
-    const auto noPassphrase = [](char *, int, int, void *) { return -1; };
     if (!bio ||
-        PEM_bytes_read_bio(&bytes, &size, nullptr, name, bio.get(), noPassphrase, nullptr) != 1) {
-        *error =
-            opensslError(QStringLiteral("there is no whole \"%1\"").arg(QString::fromLatin1(name)));
+        PEM_bytes_read_bio(&bytes, &size, nullptr, name, bio.get(), nullptr, nullptr) != 1) {
+        const QString failure =
+            readable == pem.size()
+                ? QStringLiteral("there is no whole \"%1\"")
+                : QStringLiteral("there is no whole \"%1\" before a block that is protected by a "
+                                 "passphrase or has a NUL in it, where the library stops reading");
+        *error = opensslError(failure.arg(QString::fromLatin1(name)));
         return nullptr;
     }
     const Bytes der(bytes);
