@@ -90,19 +90,19 @@ QByteArray publicPem(EVP_PKEY *key)
 
 PrivateKey publicKeyOf(const QByteArray &pem)
 {
+    const bool isPkcs1 = pem.contains("BEGIN RSA PUBLIC KEY");
     const Bio bio(BIO_new_mem_buf(pem.constData(), pem.size()));
     PrivateKey key;
-    if (pem.contains("BEGIN RSA PUBLIC KEY")) {
-        uchar *der = nullptr;
-        long size = 0;
-        if (PEM_bytes_read_bio(&der, &size, nullptr, PEM_STRING_RSA_PUBLIC, bio.get(), noPassphrase,
-                               nullptr)) {
-            const uchar *position = der;
-            key.reset(d2i_PublicKey(EVP_PKEY_RSA, nullptr, &position, size));
-            OPENSSL_free(der);
-        }
-    } else {
-        key.reset(PEM_read_bio_PUBKEY(bio.get(), nullptr, noPassphrase, nullptr));
+    uchar *der = nullptr;
+    long size = 0;
+    // PEM_read_bio_PUBKEY() would also take a public key in the block of a private one.
+    if (PEM_bytes_read_bio(&der, &size, nullptr,
+                           isPkcs1 ? PEM_STRING_RSA_PUBLIC : PEM_STRING_PUBLIC, bio.get(),
+                           noPassphrase, nullptr)) {
+        const uchar *position = der;
+        key.reset(isPkcs1 ? d2i_PublicKey(EVP_PKEY_RSA, nullptr, &position, size)
+                          : d2i_PUBKEY(nullptr, &position, size));
+        OPENSSL_free(der);
     }
     ERR_clear_error();
     return key;
