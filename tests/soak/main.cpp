@@ -110,6 +110,10 @@ void show(const Progress &progress)
 /// Returns whether all stayed flat.
 bool show(const Measurements &measurements, const char *when)
 {
+    if (!measurements.areEnough()) {
+        std::fprintf(stderr, "FAIL: too few samples, %s\n", when);
+        return false;
+    }
     std::printf(
         "\n| Held, %s | Least in the second quarter | Least in the last | Growth | Allowed |\n"
         "|---|---|---|---|---|\n",

@@ -38,6 +38,9 @@ public:
     /// Measures now and returns what it found.
     const Holdings &add();
 
+    /// Whether there is at least one for each quarter of the time, as judge() needs.
+    bool areEnough() const { return m_samples.size() >= 4; }
+
     /// Whether it stayed flat, kind by kind. The least of a quarter leaves out what is held for a
     /// moment; the first quarter is for warming up.
     std::array<Verdict, std::tuple_size<Holdings>::value> judge() const;
