@@ -1,6 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "commandline.h"
+#include "descriptors.h"
+#include "logcapture.h"
+#include "memoryuse.h"
+#include "sanitizers.h"
+
 #include <syncstatus/utils.h>
 
 #include <QFile>
@@ -32,12 +38,20 @@ class Memory : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void aHundredMegabytesTakeNoMoreThanTwiceTheirText();
+    void aGibibyteIsMoreThanAStringHolds();
 };
+
+void Memory::initTestCase()
+{
+    QString output;
+    QVERIFY(Utils::executeCmd(QStringLiteral("echo word"), output)); // Qt opens some to keep
+}
 
 void Memory::aHundredMegabytesTakeNoMoreThanTwiceTheirText()
 {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef SANITIZED
     QSKIP("a sanitizer keeps memory of its own");
 #endif
     constexpr qint64 megabyte = 1024;
@@ -54,6 +68,22 @@ void Memory::aHundredMegabytesTakeNoMoreThanTwiceTheirText()
     // Four bytes for each byte printed, and a tenth for the allocator. The text itself is half.
     QVERIFY(peak >= 200 * megabyte);
     QVERIFY(peak <= 440 * megabyte);
+}
+
+void Memory::aGibibyteIsMoreThanAStringHolds()
+{
+    SKIP_WITHOUT_MEMORY(4);
+    const QString command = QStringLiteral("head -c 1073741824 /dev/zero");
+    const int descriptors = openDescriptors();
+    const qint64 heap = heapInUse();
+    QString output = QStringLiteral("before");
+    LogCapture log;
+    QVERIFY(!Utils::executeCmd(command, output));
+    const qint64 left = heapInUse() - heap;
+    QCOMPARE(output, QString());
+    QCOMPARE(log.takeLines(), QStringList{goodLine(command)});
+    QVERIFY2(left < qint64(64) * 1024, qPrintable(QString::number(left)));
+    QCOMPARE(openDescriptors(), descriptors);
 }
 
 QTEST_GUILESS_MAIN(Memory)

@@ -3,6 +3,7 @@
 
 #include "opensslprogram.h"
 #include "opensslstandins.h"
+#include "sanitizers.h"
 
 #include <syncstatus/rsacrypt.h>
 

@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "memoryuse.h"
 #include "opensslprogram.h"
 #include "opensslstandins.h"
+#include "sanitizers.h"
 
 #include <syncstatus/rsacrypt.h>
 
@@ -60,21 +62,7 @@ constexpr size_t zerosSize = size_t(longest) + 1;
 constexpr int longestText = 2055208715;
 constexpr int longestLogText = 1541406475;
 
-/// In GiB.
-double availableMemory()
-{
-    QFile file(QStringLiteral("/proc/meminfo"));
-    if (!file.open(QIODevice::ReadOnly))
-        return 0;
-    const QRegularExpression form(QStringLiteral("MemAvailable: *([0-9]+) kB"));
-    return form.match(QString::fromLatin1(file.readAll())).captured(1).toDouble() / 1024 / 1024;
-}
-
 } // namespace
-
-#define NEEDS_MEMORY(gibibytes)                                                                    \
-    if (availableMemory() < (gibibytes))                                                           \
-        QSKIP("less than " #gibibytes " GiB of memory available");
 
 void TestRsaLengths::initTestCase()
 {
@@ -135,7 +123,7 @@ void TestRsaLengths::aKeyTextMayBeOfAnyLength()
 
 void TestRsaLengths::encryptionGoesToItsLimit()
 {
-    NEEDS_MEMORY(5)
+    SKIP_WITHOUT_MEMORY(5);
     standIns.block = [this](int length, const uchar *, uchar *) {
         m_bytes += length;
         return 256;
@@ -174,7 +162,7 @@ void TestRsaLengths::theLimitIsExact()
 
 void TestRsaLengths::logTextGoesToItsLimit()
 {
-    NEEDS_MEMORY(9)
+    SKIP_WITHOUT_MEMORY(9);
     standIns.block = [](int, const uchar *, uchar *) { return 256; };
     QCOMPARE(RsaCrypt::logEncryptToBase64(input(longestLogText)).size(),
              21 + (longestLogText / 245 * 256 + 2) / 3 * 4);
@@ -182,29 +170,18 @@ void TestRsaLengths::logTextGoesToItsLimit()
 
 void TestRsaLengths::logTextBeyondItsLimitIsTheMarkerAlone()
 {
-    NEEDS_MEMORY(5)
+    SKIP_WITHOUT_MEMORY(5);
     standIns.block = [](int, const uchar *, uchar *) { return 256; };
     QCOMPARE(RsaCrypt::logEncryptToBase64(input(longestLogText + 1)),
              QByteArray("LicenseLogEncryptSign"));
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool memoryCanBeLimited = false;
-#elif defined(__has_feature)
-// The two are equal without a sanitizer.
-// NOLINTBEGIN(misc-redundant-expression)
-constexpr bool memoryCanBeLimited =
-    !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer);
-// NOLINTEND(misc-redundant-expression)
-#else
-constexpr bool memoryCanBeLimited = true;
-#endif
-
 // In a process that has room for some of the result and not for all.
 void TestRsaLengths::aResultThatMemoryDoesNotHoldIsEmpty()
 {
-    if (!memoryCanBeLimited)
-        QSKIP("the sanitizers need all address space");
+#ifdef SANITIZED
+    QSKIP("the sanitizers need all address space");
+#endif
     standIns.block = [](int, const uchar *, uchar *) { return 256; };
     const pid_t child = fork();
     QVERIFY(child >= 0);

@@ -4,10 +4,12 @@
 #include "descriptors.h"
 #include "eventlogstandin.h"
 #include "logcapture.h"
+#include "sanitizers.h"
 
 #include <syncstatus/eventlogutils.h>
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QLibrary>
 #include <QTemporaryFile>
@@ -71,6 +73,9 @@ extern "C" __attribute__((visibility("default"))) int dlclose(void *handle) noex
 }
 
 namespace {
+
+/// In milliseconds. No time-out is as short, on however busy a machine.
+constexpr qint64 atOnce = 10000;
 
 /// Takes what the process writes to a file descriptor.
 class DescriptorCapture
@@ -157,7 +162,7 @@ void TestEventLogUtils::initTestCase()
     const QByteArray library = qgetenv("EVENT_LOG_LIBRARY");
     QVERIFY2(!library.isEmpty(), "run this through ctest, which puts the stand-in in place");
     QCOMPARE(QFile::exists(QFile::decodeName(libraryPath)), library != "missing");
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ADDRESS_SANITIZED
     if (library == "out of reach")
         QSKIP("AddressSanitizer needs a descriptor whenever a library is to be loaded");
 #endif
@@ -165,12 +170,17 @@ void TestEventLogUtils::initTestCase()
     DescriptorCapture standardOutput(STDOUT_FILENO);
     DescriptorCapture standardError(STDERR_FILENO);
     LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    const int before = openDescriptors();
     if (library == "out of reach") {
         const DescriptorShortage shortage;
         m_first = EventLogUtils::get();
     } else {
         m_first = EventLogUtils::get();
     }
+    QVERIFY(timer.elapsed() < atOnce);
+    QCOMPARE(openDescriptors(), before); // the library's file is closed once it is loaded
     m_attemptsOfTheFirst = attempts;
     const std::string record = R"({"tid":1,"version":"1.0.0"})";
     m_first->writeLogs(record);
@@ -295,12 +305,17 @@ void TestEventLogUtils::writingNeedsNoDescriptor() const
     if (calls())
         *calls() = EventLogCalls();
     const int before = openDescriptors();
+    LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
     {
         const DescriptorShortage shortage;
         EventLogUtils::get()->initSync();
         EventLogUtils::get()->writeLogs("record");
     }
+    QVERIFY(timer.elapsed() < atOnce);
     QCOMPARE(openDescriptors(), before);
+    QCOMPARE(log.takeLines(), QStringList());
     if (!calls())
         return;
     QCOMPARE(calls()->initialized, offers("Initialize") ? 1 : 0);

@@ -6,6 +6,7 @@
 #include "isolatedtest.h"
 #include "patience.h"
 #include "privatebus.h"
+#include "sanitizers.h"
 #include "sentstate.h"
 #include "subscriber.h"
 
@@ -29,7 +30,7 @@
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef SANITIZED
 constexpr bool isSanitized = true; // and slower, with an allocator that keeps what is freed
 #else
 constexpr bool isSanitized = false;

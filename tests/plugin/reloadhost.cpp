@@ -12,6 +12,7 @@
 // the network monitor in each cycle and prints what it answered.
 
 #include "barehost.h"
+#include "sanitizers.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -74,7 +75,7 @@ Usage measure()
     Usage usage{};
     usage.descriptors = entries("/proc/self/fd");
     usage.threads = entries("/proc/self/task");
-#ifndef SANITIZED // a sanitizer's allocator keeps what was freed, and books of its own
+#ifndef SANITIZED
 #if __GLIBC_PREREQ(2, 33)
     const struct mallinfo2 info = mallinfo2();
 #else

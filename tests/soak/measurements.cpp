@@ -3,10 +3,11 @@
 
 #include "measurements.h"
 
+#include "memoryuse.h"
+
 #include <QDir>
 #include <QFile>
 
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,16 +21,6 @@ qint64 residentKilobytes()
     if (!file.open(QIODevice::ReadOnly))
         qFatal("/proc/self/statm cannot be read");
     return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE) / 1024;
-}
-
-qint64 heapKilobytes()
-{
-#if __GLIBC_PREREQ(2, 33)
-    const auto info = mallinfo2();
-#else
-    const auto info = mallinfo(); // which turns over at 4 GB
-#endif
-    return qint64(info.uordblks + info.hblkhd) / 1024;
 }
 
 qint64 entries(const QString &directory)
@@ -49,7 +40,7 @@ const std::array<Measurements::Kind, 4> Measurements::kinds{{
 
 const Holdings &Measurements::add()
 {
-    m_samples.push_back({residentKilobytes(), heapKilobytes(),
+    m_samples.push_back({residentKilobytes(), heapInUse() / 1024,
                          entries(QStringLiteral("/proc/self/fd")) - 1, // the folder itself
                          entries(QStringLiteral("/proc/self/task"))});
     return m_samples.back();
