@@ -17,9 +17,10 @@ target_compile_options(syncstatus_settings INTERFACE
   -ffile-prefix-map=${PROJECT_BINARY_DIR}/=
   -ffile-prefix-map=${syncstatus_source_dir}=) # as ccache names them that has CCACHE_BASEDIR set
 if(CMAKE_CXX_FLAGS MATCHES "--coverage")
-  # Of the names above gcov is to find the files.
+  # Of the names above gcov is to find the files, and of each only one.
   target_compile_options(syncstatus_settings INTERFACE
-    -fprofile-prefix-map=${PROJECT_SOURCE_DIR}/=${PROJECT_SOURCE_DIR}/)
+    -fprofile-prefix-map=${PROJECT_SOURCE_DIR}/=${PROJECT_SOURCE_DIR}/
+    -fprofile-prefix-map=${PROJECT_BINARY_DIR}/include/custompluginmanager/=${PROJECT_SOURCE_DIR}/src/agent/framework/custompluginmanager/)
 endif()
 target_compile_definitions(syncstatus_settings INTERFACE
   QT_MESSAGELOGCONTEXT # file, line and function in log records of release builds too

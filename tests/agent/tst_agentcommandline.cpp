@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPluginLoader>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -73,6 +74,7 @@ private Q_SLOTS:
     void showsItsVersion();
     void handsItsCommandLineToPluginsWithOptions();
     void doesNotKnowTheOptionsOfADisabledPlugin();
+    void keepsAFailingParseArgumentOptionsToItsPlugin_data();
     void keepsAFailingParseArgumentOptionsToItsPlugin();
     void leavesOutAnOptionThatIsTaken();
 
@@ -80,6 +82,7 @@ private Q_SLOTS:
     void failsWhenItsAnswerCannotBeWritten();
     void itsMessagesAreOfTheLevelThatTheyDeserve_data();
     void itsMessagesAreOfTheLevelThatTheyDeserve();
+    void saysThatItHasNoDescriptorsForItsSignals();
 };
 
 void AgentCommandLine::listsMetadataAsJsonAndRunsNothing()
@@ -324,14 +327,24 @@ void AgentCommandLine::saysThatADirectoryCannotBeRead()
 {
     const PluginFolder folder({s("first")});
     QVERIFY(QFile::setPermissions(folder.path(), QFile::WriteOwner | QFile::ExeOwner));
-    const bool readable = QFileInfo(folder.path()).isReadable();
+    // Root without what makes it read any directory.
+    const QStringList command =
+        QFileInfo(folder.path()).isReadable()
+            ? QStringList{s("setpriv"), s("--bounding-set=-dac_override,-dac_read_search")}
+            : QStringList{s("env")};
+    const bool readable =
+        QProcess::execute(command.first(), command.mid(1) + QStringList{s("test"), s("!"), s("-r"),
+                                                                        folder.path()}) != 0;
     AgentProcess agent;
-    const int status = readable ? -1 : agent.run(pluginDir(folder));
+    if (!readable)
+        agent.start(command.mid(1) + QStringList{s(AGENT_PROGRAM)} + pluginDir(folder),
+                    command.first());
+    const int status = readable ? -1 : agent.exitStatus();
     // So that it can be removed.
     QVERIFY(QFile::setPermissions(folder.path(),
                                   QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     if (readable)
-        QSKIP("this user reads any directory (root does)");
+        QSKIP("this user reads any directory, and setpriv could not take that away");
     QCOMPARE(status, 2);
     QCOMPARE(agent.errors(),
              agentMessages({s("plugin directory ") + folder.path() + s(" cannot be read"),
@@ -407,15 +420,25 @@ void AgentCommandLine::doesNotKnowTheOptionsOfADisabledPlugin()
     QCOMPARE(agent.errors(), agentMessages({s("Unknown option 'greeting'. (see --help)")}));
 }
 
+void AgentCommandLine::keepsAFailingParseArgumentOptionsToItsPlugin_data()
+{
+    QTest::addColumn<QString>("way");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("an exception with a text") << s("throw") << s("threw: no luck");
+    QTest::newRow("anything else") << s("throw-int") << s("threw an exception");
+}
+
 void AgentCommandLine::keepsAFailingParseArgumentOptionsToItsPlugin()
 {
+    QFETCH(QString, way);
+    QFETCH(QString, message);
     const PluginFolder folder({s("first"), s("second")});
     AgentProcess agent;
-    agent.setBehaviour(s("first.commandOptions=offer-greeting first.parseArgumentOptions=throw"));
+    agent.setBehaviour(s("first.commandOptions=offer-greeting first.parseArgumentOptions=") + way);
     agent.start(pluginDir(folder, {s("--greeting=hello")}));
     QVERIFY(agent.waitUntilUp());
     QCOMPARE(agent.terminate(), 0);
-    QCOMPARE(agent.errors(), agentMessages({s("First: parseArgumentOptions: threw: no luck")}));
+    QCOMPARE(agent.errors(), agentMessages({s("First: parseArgumentOptions: ") + message}));
     QVERIFY(!agent.output().contains(s("first: initialize")));
     QVERIFY(agent.output().contains(s("started Second")));
 }
@@ -438,16 +461,21 @@ void AgentCommandLine::leavesOutAnOptionThatIsTaken()
 void AgentCommandLine::failsWhenItsAnswerCannotBeWritten_data()
 {
     QTest::addColumn<QString>("option");
-    QTest::newRow("--list") << s("--list");
-    QTest::newRow("--help") << s("--help");
-    QTest::newRow("--version") << s("--version");
+    QTest::addColumn<QString>("pluginsOption");
+    QTest::newRow("--list") << s("--list") << s("greeting");
+    QTest::newRow("--help") << s("--help") << s("greeting");
+    QTest::newRow("--help, longer than a buffer")
+        << s("--help") << QString(10000, QLatin1Char('x'));
+    QTest::newRow("--version") << s("--version") << s("greeting");
 }
 
 void AgentCommandLine::failsWhenItsAnswerCannotBeWritten()
 {
     QFETCH(QString, option);
-    const PluginFolder folder({s("disabled")});
+    QFETCH(QString, pluginsOption);
+    const PluginFolder folder({s("first")});
     AgentProcess agent;
+    agent.setBehaviour(s("first.commandOptions=offer-") + pluginsOption);
     agent.setOutputFile(s("/dev/full"));
     QCOMPARE(agent.run(pluginDir(folder, {option})), 1);
     QCOMPARE(agent.errors(),
@@ -504,6 +532,21 @@ void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve()
         agent.setOutputFile(outputFile);
     agent.run(pluginDir(folder, arguments));
     QCOMPARE(agent.errors(), messages);
+}
+
+// Before anything is loaded, so that nothing has to be put right.
+void AgentCommandLine::saysThatItHasNoDescriptorsForItsSignals()
+{
+    const PluginFolder folder({s("first")});
+    AgentProcess agent;
+    // The event loop takes one more than the standard ones; a pipe takes two.
+    agent.start(QStringList({s("-c"), s(R"(exec 3>&- 4>&-; ulimit -c 0 -n 5; exec "$0" "$@")"),
+                             s(AGENT_PROGRAM)}) +
+                    pluginDir(folder),
+                s("/bin/bash"));
+    QCOMPARE(agent.exitStatus(), -1); // ended by SIGABRT, which is Qt's way
+    QCOMPARE(agent.errors(), QStringList{s("cannot make a pipe for signals: Too many open files")});
+    QCOMPARE(agent.output(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(AgentCommandLine)

@@ -11,6 +11,7 @@
 
 #include <openssl/err.h>
 #include <openssl/rsa.h>
+#include <pthread.h>
 
 #include <cstring>
 #include <new>
@@ -74,6 +75,8 @@ private Q_SLOTS:
     void publicDecryptionPassesItsInputWhole();
     void memoryThatRunsOutIsAFailureLikeAnyOther_data();
     void memoryThatRunsOutIsAFailureLikeAnyOther();
+    void aThreadThatEndsAmidABlockLeavesNothing_data();
+    void aThreadThatEndsAmidABlockLeavesNothing();
 
 private:
     OpensslProgram m_openssl;
@@ -376,6 +379,46 @@ void TestRsaCalls::memoryThatRunsOutIsAFailureLikeAnyOther()
     };
     QCOMPARE(operation(QByteArray(300, 'x'), key), QByteArray());
     QVERIFY(blocks > 0);
+}
+
+void TestRsaCalls::aThreadThatEndsAmidABlockLeavesNothing_data()
+{
+    failuresFreeEverything_data();
+    QTest::newRow("log text") << Operation([](const QByteArray &text, const QByteArray &) {
+        return RsaCrypt::logEncryptToBase64(text);
+    }) << QByteArray();
+}
+
+// pthread_exit() and pthread_cancel() unwind the stack as an exception does, which nobody may
+// catch. What is left is what cleanup() looks at.
+void TestRsaCalls::aThreadThatEndsAmidABlockLeavesNothing()
+{
+    struct Call
+    {
+        Operation operation = nullptr;
+        QByteArray key;
+        bool hasReturned = false;
+    } call;
+    QFETCH(Operation, operation);
+    QFETCH(QByteArray, key);
+    call.operation = operation;
+    call.key = key;
+
+    standIns.block = [](int, const uchar *, uchar *) -> int { pthread_exit(nullptr); };
+    pthread_t thread;
+    QCOMPARE(pthread_create(
+                 &thread, nullptr,
+                 [](void *argument) -> void * {
+                     auto *const inThread = static_cast<Call *>(argument);
+                     inThread->operation("x", inThread->key);
+                     inThread->hasReturned = true;
+                     return nullptr;
+                 },
+                 &call),
+             0);
+    QCOMPARE(pthread_join(thread, nullptr), 0);
+    QVERIFY(!call.hasReturned);
+    QVERIFY(!standIns.calls.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestRsaCalls)
