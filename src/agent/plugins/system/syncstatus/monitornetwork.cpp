@@ -12,9 +12,18 @@
 #include <QDBusConnection>
 #include <QDBusObjectPath>
 #include <QDBusReply>
+#include <QDir>
+#include <QFile>
 #include <QLibrary>
 #include <QList>
 #include <QTextStream>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <algorithm>
 
 using syncstatus::constants::networkConnected;
 using syncstatus::constants::networkDeviceConnected;
@@ -28,6 +37,52 @@ QString networkManagerService()
     return QLatin1String("org.freedesktop.NetworkManager");
 }
 
+// Whether QtDBus has its thread already. The thread's name tells; whatever asks QtDBus starts it.
+bool hasQtDBusThread()
+{
+    const QDir threads(QLatin1String("/proc/self/task"));
+    const QStringList ids = threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    return std::any_of(ids.begin(), ids.end(), [&threads](const QString &id) {
+        QFile name(threads.filePath(id + QLatin1String("/comm")));
+        return name.open(QIODevice::ReadOnly) && name.readAll() == "QDBusConnection\n";
+    });
+}
+
+// Looking takes a descriptor, so this thread makes room in a table of descriptors of its own.
+void *lookWithoutDescriptor(void *isThere)
+{
+    if (unshare(CLONE_FILES) == 0)
+        close(STDIN_FILENO);
+    *static_cast<bool *>(isThere) = hasQtDBusThread();
+    return nullptr;
+}
+
+void *doNothing(void *)
+{
+    return nullptr;
+}
+
+// The first use of QtDBus starts a thread, and Qt does not bear that it cannot: when there is no
+// descriptor for the thread's event loop, the process is ended; when there is no thread to be had,
+// the caller waits for it for ever. So both are tried out first. What is there may be taken by
+// another thread before QtDBus has it; nothing helps against that.
+bool canUseQtDBus()
+{
+    int ends[2]; // one descriptor is for the event loop, the other for the connection to the bus
+    const bool areDescriptorsLeft = pipe2(ends, O_CLOEXEC) == 0;
+    if (areDescriptorsLeft) {
+        close(ends[0]);
+        close(ends[1]);
+    }
+    bool isThere = false;
+    pthread_t thread = {};
+    if (pthread_create(&thread, nullptr, areDescriptorsLeft ? doNothing : lookWithoutDescriptor,
+                       &isThere) != 0)
+        return hasQtDBusThread();
+    pthread_join(thread, nullptr);
+    return areDescriptorsLeft || isThere;
+}
+
 // QtDBus cannot be unloaded once it has been used: its thread, its events in the queues of other
 // threads and its types in Qt's registry stay behind. In a host that does not link QtDBus itself it
 // would go together with this library, so it is pinned first.
@@ -36,7 +91,8 @@ QDBusConnection systemBus()
     QLibrary qtDBus(QLatin1String("Qt5DBus"), QT_VERSION_MAJOR);
     qtDBus.setLoadHints(QLibrary::PreventUnloadHint);
     qtDBus.load();
-    return QDBusConnection::systemBus();
+    // The latter is no connection, and leaves Qt's one attempt to connect to whoever comes next.
+    return canUseQtDBus() ? QDBusConnection::systemBus() : QDBusConnection(QString());
 }
 
 } // namespace
