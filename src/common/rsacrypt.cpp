@@ -16,7 +16,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <cxxabi.h>
 #include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
@@ -230,9 +229,9 @@ try {
     if (logSign.size() + (qint64(ciphertext.size()) + 2) / 3 * 4 > largestSize)
         return logSign;
     return logSign + ciphertext.toBase64();
-} catch (const abi::__forced_unwind &) { // the thread is cancelled, which must go on
-    throw;
 } catch (...) { // whatever the host's joining throws
+    if (!std::current_exception())
+        throw; // no exception, but the thread's end, which must go on
     return logSign;
 }
 
