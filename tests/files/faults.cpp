@@ -6,6 +6,7 @@
 #include <syncstatus/filemanager.h>
 
 #include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 
@@ -18,30 +19,56 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <utility>
 
 using systemFileManager::FileManager;
 
 namespace {
 
-// Set for one call of the library, in which nothing else is written.
+// What a change needs: room for data, room for a name, nothing that can be used up.
+enum class Need { Data, Name, Nothing };
+
+// Set for one call of the library, in which no other file is written.
 struct Faults
 {
-    int refusedFrom = 0; // this change and all that follow are refused; 0 for none
-    int error = 0;       // for which reason
-    int changes = 0;     // how many have been asked for
+    int refusedFrom = 0;       // this change and all that follow are refused; 0 for none
+    int error = 0;             // for which reason
+    Need upTo = Need::Nothing; // what needs no more than this, the rest passes
+    int changes = 0;           // how many have been asked for
 
-    QByteArray vanishing;   // this file is removed
-    int vanishesBefore = 0; // before it is opened for the so many'th time
-    int opened = 0;
+    QByteArray vanishing;   // this file, or folder with all that is in it, is removed
+    int vanishesBefore = 0; // before it, or what is in it, is used for the so many'th time
+    int used = 0;
+
+    QByteArray placed; // the last path that a new file has got
 };
 Faults faults; // clazy:exclude=non-pod-global-static
 
-bool isRefused()
+bool isRefused(Need need)
 {
-    if (faults.error == 0 || ++faults.changes < faults.refusedFrom)
+    if (faults.error == 0 || need > faults.upTo || ++faults.changes < faults.refusedFrom)
         return false;
     errno = faults.error;
     return true;
+}
+
+// To be called before something is done to the path.
+void use(const QByteArray &path)
+{
+    if (faults.vanishing.isEmpty() ||
+        (path != faults.vanishing && !path.startsWith(faults.vanishing + '/')) ||
+        ++faults.used != faults.vanishesBefore)
+        return;
+    const QString vanishing = QFile::decodeName(std::exchange(faults.vanishing, {}));
+    QFile::remove(vanishing);
+    QDir(vanishing).removeRecursively();
+}
+
+void vanish(const QString &path, int before)
+{
+    faults.vanishing = QFile::encodeName(path);
+    faults.vanishesBefore = before;
+    faults.used = 0;
 }
 
 template <typename Function>
@@ -61,43 +88,67 @@ STANDIN int open64(const char *path, int flags, ...)
 {
     std::va_list list;
     va_start(list, flags);
-    const mode_t mode = (flags & O_CREAT) ? va_arg(list, mode_t) : 0;
+    const bool isTemporary = (flags & O_TMPFILE) == O_TMPFILE;
+    const mode_t mode = isTemporary || (flags & O_CREAT) ? va_arg(list, mode_t) : 0;
     va_end(list);
-    if ((flags & O_ACCMODE) != O_RDONLY && isRefused())
-        return -1;
-    if (faults.vanishing == path && ++faults.opened == faults.vanishesBefore)
-        unlink(path);
+    if ((flags & O_ACCMODE) != O_RDONLY) {
+        const bool isMade = isTemporary || ((flags & O_CREAT) && access(path, F_OK) != 0);
+        if (isRefused(isMade ? Need::Name : Need::Nothing))
+            return -1;
+    }
+    use(path);
     return next("open64", &open64)(path, flags, mode);
 }
 
 STANDIN ssize_t write(int descriptor, const void *data, size_t size)
 {
-    return isRefused() ? -1 : next("write", &write)(descriptor, data, size);
+    struct stat status = {};
+    fstat(descriptor, &status);
+    if (S_ISREG(status.st_mode) && isRefused(Need::Data)) // Qt wakes its event loop this way, too
+        return -1;
+    return next("write", &write)(descriptor, data, size);
 }
 
 STANDIN int ftruncate64(int descriptor, off64_t size) noexcept
 {
-    return isRefused() ? -1 : next("ftruncate64", &ftruncate64)(descriptor, size);
+    use(faults.vanishing); // nothing else is truncated
+    return isRefused(Need::Nothing) ? -1 : next("ftruncate64", &ftruncate64)(descriptor, size);
 }
 
 STANDIN int futimens(int descriptor, const timespec times[2]) noexcept
 {
-    return isRefused() ? -1 : next("futimens", &futimens)(descriptor, times);
+    return isRefused(Need::Nothing) ? -1 : next("futimens", &futimens)(descriptor, times);
 }
 
 STANDIN int rename(const char *from, const char *to) noexcept
 {
-    return isRefused() ? -1 : next("rename", &rename)(from, to);
+    use(from);
+    if (isRefused(Need::Name) || next("rename", &rename)(from, to) != 0)
+        return -1;
+    faults.placed = to;
+    return 0;
+}
+
+STANDIN int linkat(int fromFolder, const char *from, int toFolder, const char *to,
+                   int flags) noexcept
+{
+    use(to);
+    if (isRefused(Need::Name) ||
+        next("linkat", &linkat)(fromFolder, from, toFolder, to, flags) != 0)
+        return -1;
+    faults.placed = to;
+    return 0;
 }
 
 STANDIN int unlink(const char *path) noexcept
 {
-    return isRefused() ? -1 : next("unlink", &unlink)(path);
+    use(path);
+    return isRefused(Need::Nothing) ? -1 : next("unlink", &unlink)(path);
 }
 
 STANDIN int mkdir(const char *path, mode_t mode) noexcept
 {
-    return isRefused() ? -1 : next("mkdir", &mkdir)(path, mode);
+    return isRefused(Need::Name) ? -1 : next("mkdir", &mkdir)(path, mode);
 }
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
@@ -142,8 +193,11 @@ private Q_SLOTS:
     void anIniFileIsWholeWhereverItsFileSystemFails();
     void aFileSystemThatFailsIsAnError_data();
     void aFileSystemThatFailsIsAnError();
+    void aFullDiskIsAnError();
+    void theEndOfAnIniFileOnAFullDiskIsLost();
     void aFileThatVanishesBeforeItIsReadIsMissing();
     void aFileThatVanishesWhileItIsWrittenIsMadeAnew();
+    void aFolderThatVanishesWhileAnIniFileIsWrittenIsMadeAnew();
     void withoutDescriptorsNoFileIsReadOrChanged();
     void anIniFileLosesNothingForWantOfDescriptors();
 
@@ -168,14 +222,17 @@ private:
 void FileFaults::anIniFileIsWholeWhereverItsFileSystemFails_data()
 {
     QTest::addColumn<int>("error");
-    QTest::newRow("it turns read-only") << EROFS;
-    QTest::newRow("its disk breaks") << EIO;
+    QTest::addColumn<int>("upTo");
+    QTest::newRow("it turns read-only") << EROFS << int(Need::Nothing);
+    QTest::newRow("its disk breaks") << EIO << int(Need::Nothing);
+    QTest::newRow("its disk is full") << ENOSPC << int(Need::Name);
 }
 
 // Each change that a write asks for, from the first to the last, is the first that is refused.
 void FileFaults::anIniFileIsWholeWhereverItsFileSystemFails()
 {
     QFETCH(const int, error);
+    QFETCH(const int, upTo);
 
     // With a value that is not ASCII, for which a write does one thing more.
     const QByteArray before("[f]\nwide=\xc3\xbc\n\n[g]\nold=kept\n");
@@ -189,6 +246,7 @@ void FileFaults::anIniFileIsWholeWhereverItsFileSystemFails()
         QVERIFY(store(file, before));
         faults.refusedFrom = from;
         faults.error = error;
+        faults.upTo = Need(upTo);
         set("new", file);
         isRefused = faults.changes >= from;
         faults = {};
@@ -204,7 +262,7 @@ void FileFaults::anIniFileIsWholeWhereverItsFileSystemFails()
         QVERIFY2(contentOf(file).endsWith("\n\n[g]\nlater=1\nnew=1\nold=kept\n"),
                  contentOf(file).constData());
     }
-    QVERIFY(from > 5);
+    QVERIFY(from > 4);
     QVERIFY(isOverAtOnce());
 }
 
@@ -248,34 +306,78 @@ void FileFaults::aFileSystemThatFailsIsAnError()
     QVERIFY(isOverAtOnce());
 }
 
+void FileFaults::aFullDiskIsAnError()
+{
+    const QString file = path(latin1("file"));
+    const QString missing = path(latin1("missing"));
+    QVERIFY(store(file, "old"));
+    faults.refusedFrom = 1;
+    faults.error = ENOSPC;
+    faults.upTo = Need::Name;
+    const bool isReplaced = FileManager::writeFile("new", file);
+    const bool isWritten = FileManager::writeFile("new", missing);
+    const bool isMade = FileManager::checkPath(path(latin1("directory")));
+    const bool isThere = QFile::exists(file);
+    const bool isRemoved = FileManager::removeFile(file);
+    faults = {};
+    QVERIFY(!isReplaced);
+    QVERIFY(!isWritten);
+    QVERIFY(!isMade);
+    QVERIFY(isThere && isRemoved);
+    QCOMPARE(takeLines(), (QStringList{line(file, "  write error!"),
+                                       line(missing, " ---- \"No space left on device\"")}));
+    QVERIFY(!QFile::exists(missing));
+    QVERIFY(isOverAtOnce());
+}
+
+// There is room for names, and of the two pieces of data the first or only the second is refused:
+// what stands in the lock, what stands in the file.
+void FileFaults::theEndOfAnIniFileOnAFullDiskIsLost()
+{
+    const QByteArray before("[g]\nold=kept\n");
+    for (int from = 1; from <= 2; ++from) {
+        const QString file = path(QStringLiteral("%1.ini").arg(from));
+        QVERIFY(store(file, before));
+        faults.refusedFrom = from;
+        faults.error = ENOSPC;
+        faults.upTo = Need::Data;
+        set("new", file);
+        const int changes = faults.changes;
+        faults = {};
+        QVERIFY(changes >= from);
+        const bool isLost = from == 2;
+        if (isLost)
+            QEXPECT_FAIL("", "Qt 5 does not check whether its last buffer is written", Continue);
+        QCOMPARE(takeLines(), refused());
+        if (isLost)
+            QEXPECT_FAIL("", "and puts what was written in the place of the old file", Continue);
+        QCOMPARE(contentOf(file), before);
+    }
+    QVERIFY(isOverAtOnce());
+}
+
 void FileFaults::aFileThatVanishesBeforeItIsReadIsMissing()
 {
     const QString file = path(latin1("file.ini"));
     const QByteArray content("[g]\nk=1\n");
-    faults.vanishing = QFile::encodeName(file);
-    faults.vanishesBefore = 1;
 
     // It was there a moment ago.
     QVERIFY(store(file, content));
     QVERIFY(FileManager::isFileExist(file));
-    faults.opened = 0;
+    vanish(file, 1);
     QCOMPARE(FileManager::readFile(file), QByteArray());
     QCOMPARE(takeLines(), QStringList{line(file, " ---- \"No such file or directory\"")});
 
     // QSettings itself looks first whether there is a file.
-    faults.vanishesBefore = 0;
     QVERIFY(store(file, content));
-    faults.vanishesBefore = 1;
-    faults.opened = 0;
+    vanish(file, 1);
     QCOMPARE(FileManager::readIniConfigFile(file, latin1("g"), latin1("k"), latin1("none")),
              latin1("none"));
-    QCOMPARE(faults.opened, 1);
-    faults.vanishesBefore = 0;
+    QCOMPARE(faults.used, 1);
     QVERIFY(store(file, content));
-    faults.vanishesBefore = 1;
-    faults.opened = 0;
+    vanish(file, 1);
     QVERIFY(FileManager::readSettingFile(file, latin1("g")).isEmpty());
-    QCOMPARE(faults.opened, 1);
+    QCOMPARE(faults.used, 1);
 
     // And is read again when it is back.
     faults = {};
@@ -287,6 +389,21 @@ void FileFaults::aFileThatVanishesBeforeItIsReadIsMissing()
 
 void FileFaults::aFileThatVanishesWhileItIsWrittenIsMadeAnew()
 {
+    const QString whole = path(latin1("file"));
+    QVERIFY(store(whole, "old"));
+    vanish(whole, 1);
+    QVERIFY(FileManager::writeFile("new", whole));
+    QCOMPARE(contentOf(whole), QByteArray("new"));
+    // Once it is open, nobody can tell.
+    vanish(whole, 2);
+    QVERIFY(FileManager::writeFile("newer", whole));
+    QVERIFY(!QFile::exists(whole));
+    QVERIFY(store(whole, "old"));
+    vanish(whole, 1);
+    QVERIFY(!FileManager::removeFile(whole));
+    QCOMPARE(faults.used, 1);
+    faults = {};
+
     int before = 0;
     bool hasVanished = true;
     while (hasVanished) {
@@ -294,15 +411,15 @@ void FileFaults::aFileThatVanishesWhileItIsWrittenIsMadeAnew()
         QVERIFY2(before < 20, "a write does not open it as often");
         const QString file = path(QStringLiteral("%1.ini").arg(before));
         QVERIFY(store(file, "[g]\nold=\"\xc3\xbc\"\n"));
-        faults.vanishing = QFile::encodeName(file);
-        faults.vanishesBefore = before;
+        vanish(file, before);
         set("new", file);
-        hasVanished = faults.opened >= before;
+        hasVanished = faults.used >= before;
+        const bool isWritten = faults.placed == QFile::encodeName(file);
         faults = {};
 
+        // A refusal may have been made good when the call returns.
         const QStringList lines = takeLines();
-        QVERIFY2(lines == succeeded() || lines == refused(),
-                 qPrintable(lines.join(QLatin1Char(';'))));
+        QCOMPARE(lines, isWritten && lines.size() == 1 ? succeeded() : refused());
         // What was refused is written with what comes next.
         set("later", file);
         QCOMPARE(takeLines(), succeeded());
@@ -311,6 +428,38 @@ void FileFaults::aFileThatVanishesWhileItIsWrittenIsMadeAnew()
         QVERIFY(keys.contains(latin1("new")));
     }
     QVERIFY(before > 2);
+    QVERIFY(isOverAtOnce());
+}
+
+void FileFaults::aFolderThatVanishesWhileAnIniFileIsWrittenIsMadeAnew()
+{
+    int before = 0;
+    bool hasVanished = true;
+    while (hasVanished) {
+        ++before;
+        QVERIFY2(before < 30, "a write does not use it as often");
+        const QString folder = path(QString::number(before));
+        const QString file = folder + latin1("/file.ini");
+        QVERIFY(QDir().mkdir(folder));
+        QVERIFY(store(file, "[g]\nold=\"\xc3\xbc\"\n"));
+        vanish(folder, before);
+        set("new", file);
+        hasVanished = faults.used >= before;
+        const bool isWritten = faults.placed == QFile::encodeName(file);
+        faults = {};
+
+        // A refusal may have been made good when the call returns.
+        const QStringList lines = linesButQts();
+        QCOMPARE(lines, isWritten && lines.size() == 1 ? succeeded() : refused());
+        // What was refused is written with what comes next, what was written may have vanished.
+        const bool isExpected = lines == refused() || QFile::exists(file);
+        set("later", file);
+        QCOMPARE(takeLines(), succeeded());
+        const QStringList keys = FileManager::readSettingFile(file, latin1("g")).keys();
+        QVERIFY(keys.contains(latin1("later")));
+        QVERIFY(!isExpected || keys.contains(latin1("new")));
+    }
+    QVERIFY(before > 5);
     QVERIFY(isOverAtOnce());
 }
 
