@@ -49,7 +49,11 @@ void PrivateBus::kill()
 
 QString PrivateBus::address() const
 {
-    return QStringLiteral("unix:path=") + m_directory.filePath(QStringLiteral("socket"));
+    // An address has an escape for most characters, "~" among them, and what is left of the others
+    // means nothing to XML.
+    const QByteArray path = QFile::encodeName(m_directory.filePath(QStringLiteral("socket")))
+                                .toPercentEncoding("/", "~");
+    return QStringLiteral("unix:path=") + QString::fromLatin1(path);
 }
 
 qint64 PrivateBus::processId() const

@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 The SyncStatus developers
+// SPDX-License-Identifier: Apache-2.0
+
+#include "privatebus.h"
+
+#include <QDBusConnection>
+#include <QTemporaryDir>
+#include <QTest>
+
+// The bus that the other tests use.
+class tst_PrivateBus : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void folderMayHaveAnyName();
+};
+
+void tst_PrivateBus::folderMayHaveAnyName()
+{
+    const QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/a <\u00fc> & 'b';%20,=~-"));
+    QVERIFY(folder.isValid());
+    qputenv("TMPDIR", QFile::encodeName(folder.path()));
+    PrivateBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(QDBusConnection::systemBus().isConnected());
+    QVERIFY(
+        QDBusConnection::connectToBus(bus.address(), QStringLiteral("by address")).isConnected());
+    QDBusConnection::disconnectFromBus(QStringLiteral("by address"));
+}
+
+QTEST_GUILESS_MAIN(tst_PrivateBus)
+
+#include "tst_privatebus.moc"
