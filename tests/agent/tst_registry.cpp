@@ -269,10 +269,10 @@ void RegistryTest::severalThreadsAtOnceLoseNothing()
     std::atomic<int> missed{0};
     const auto bystander = named("bystander");
     CustomPluginManager::addPluginImplement(bystander.get());
-    atOnce(4, [&](int thread) {
+    atOnce(8, [&](int thread) {
         const auto object = named(qPrintable(QString::number(thread)));
         const QString name = object->objectName();
-        for (int i = 0; i < 400000; ++i) {
+        for (int i = 0; i < 200000; ++i) {
             CustomPluginManager::addPluginImplement(object.get());
             missed += CustomPluginManager::getPluginImpByName(name) != object.get();
             missed += find("bystander") != bystander.get();
