@@ -87,6 +87,7 @@ private Q_SLOTS:
     void noMoreThanABlockIsHeldBack();
     void onATerminalControlCharactersAreShown_data();
     void onATerminalControlCharactersAreShown();
+    void onATerminalAControlCharacterIsShownAtOnce();
     void aCharacterDoesNotGoOnAfterAGap();
 
 private:
@@ -565,7 +566,7 @@ void TestLogReader::onATerminalControlCharactersAreShown_data()
     addEscaped("one after what nothing may follow", "\xf5\x9b\xc1\x9b\xc0\x9b");
     addEscaped("longer than need be", "\xe0\x82\x9b\xf0\x80\x82\x9b");
     addEscaped("surrogates", "\xed\xa0\x9b");
-    addEscaped("beyond Unicode", "\xf4\x90\x9b\x9b");
+    addEscaped("beyond Unicode", "\xf4\x90\x9b\x9b\xf5\x80\x9b\x9b");
     addEscaped("characters cut off", "\xc3\xe2\x82\xf0\x9f\x98");
     QTest::newRow("after whole characters") << QByteArray("\xc3\x9b\x9b\xe2\x82\xac\x9b")
                                             << QByteArray("\xc3\x9b\\x9b\xe2\x82\xac\\x9b");
@@ -596,6 +597,16 @@ void TestLogReader::onATerminalControlCharactersAreShown()
 
     QCOMPARE(reading.output, before + shown + after);
     QCOMPARE(reading.read, 1);
+}
+
+void TestLogReader::onATerminalAControlCharacterIsShownAtOnce()
+{
+    QByteArray output;
+    LogReader reader(
+        m_privateKeys[1024].get(), LogReader::PlainText::Printable,
+        [&](std::string_view bytes) { output.append(bytes.data(), int(bytes.size())); });
+    reader.feed(view(m_keys[1024].logText("words\n")));
+    QCOMPARE(output, QByteArray(R"(words\x0a)"));
 }
 
 void TestLogReader::aCharacterDoesNotGoOnAfterAGap()
