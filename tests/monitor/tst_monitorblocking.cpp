@@ -273,8 +273,9 @@ void tst_MonitorBlocking::lateAnswersAreWaitedFor()
     LogCapture log;
     // Nothing else of the thread runs in the meantime: who asks for the monitor need not expect it.
     bool eventLoopTurned = false;
-    const QObject waiting;
-    QTimer::singleShot(0, &waiting, [&] { eventLoopTurned = true; });
+    QTimer waiting;
+    connect(&waiting, &QTimer::timeout, this, [&] { eventLoopTurned = true; });
+    waiting.start(0);
     QElapsedTimer time;
     time.start();
     MonitorNetwork monitor(nullptr);
