@@ -50,8 +50,8 @@ namespace systemFileManager {
 ///   one of several together, do not count.
 /// - **No group.** The group "" stands for the section "[General]" and for what comes before the
 ///   first section. A group that is really named "General" is the section "[%General]", and so is
-///   one named "general" or the like, which comes back as "General"; a key that is
-///   there already keeps its value then.
+///   one named "general" or the like, which comes back as "General"; a key that is there already
+///   keeps its value then.
 /// - **Slashes in the file.** A section "[a/b]" or "[a\b]" and a key `a\b` of no group, which only
 ///   other programs write, may keep readIniConfigFile() from finding them and the keys of "[a]":
 ///   QSettings looks for them in the wrong section until something has made it read the whole file.

@@ -20,8 +20,6 @@ bool mayStartLine(const QByteArray &pem, int at)
     return inLine.isEmpty() || inLine.size() == longestLine || inLine == "\xef\xbb\xbf";
 }
 
-// Whether the block has the header of an encrypted one (RFC 1421). OpenSSL leaves out what follows
-// a NUL in a line, its end included, so with one in it a header can look like anything.
 bool mayBeEncrypted(const QByteArray &pem, int at)
 {
     const int end = pem.indexOf("\n-----", at);

@@ -17,8 +17,8 @@ namespace logEncryption {
 /// alone.
 ///
 /// A block counts when it is an encrypted PKCS#8 key, has the header of an encrypted block (RFC
-/// 1421), or has a NUL in it: of a line, OpenSSL leaves out what follows a NUL, so with one in it a
-/// header can look like anything.
+/// 1421), or has a NUL in it: of a line, OpenSSL leaves out what follows a NUL, the line's end
+/// included, so with one in it a header can look like anything.
 int sizeWithoutQuestions(const QByteArray &pem, const QByteArray &name);
 
 } // namespace logEncryption
