@@ -3,40 +3,36 @@
 #
 # shellcheck shell=bash
 
-# Makes a small project with the presets "dev" and "other" and no language in $project, and copies the
-# given scripts to it. Nothing is installed there: the set that is asked for is noted.
+# Copies scripts/test and what it uses, and the given helpers, to a small project in $project. Nothing
+# is installed there.
+#   make_project SCRIPTS-FOLDER [HELPER...]
 make_project()
 {
+    local from=$1 helper
+    shift
     scratch=$(mktemp -d)
     trap 'rm -rf "$scratch"' EXIT
     project=$scratch/project
-    mkdir -p "$project/scripts"
-    cp "$@" "$project/scripts"
-    # shellcheck disable=SC2016 # expands there
-    printf '#!/bin/sh\necho "$@" >>"%s/asked"\n' "$scratch" >"$project/scripts/install-packages"
-    chmod +x "$project/scripts/install-packages"
-    cat >"$project/CMakePresets.json" <<'JSON'
-{
-  "version": 3,
-  "configurePresets": [
-    { "name": "dev", "generator": "Ninja", "binaryDir": "${sourceDir}/build/${presetName}" },
-    { "name": "other", "inherits": "dev" }
-  ],
-  "buildPresets": [
-    { "name": "dev", "configurePreset": "dev" },
-    { "name": "other", "configurePreset": "other" }
-  ],
-  "testPresets": [
-    { "name": "dev", "configurePreset": "dev" },
-    { "name": "other", "configurePreset": "other" }
-  ]
-}
-JSON
+    mkdir -p "$project/scripts/helpers"
+    cp "$from/test" "$project/scripts"
+    for helper in build "$@"; do
+        cp "$from/helpers/$helper" "$project/scripts/helpers"
+    done
+    ln -s /bin/true "$project/scripts/helpers/install-packages"
 }
 
 # What CMakeLists.txt has after its first lines.
 project_has()
 {
-    printf '%s\n' 'cmake_minimum_required(VERSION 3.21)' 'project(small LANGUAGES NONE)' \
+    rm -rf "$project/build"
+    printf '%s\n' 'cmake_minimum_required(VERSION 3.18)' 'project(small LANGUAGES NONE)' \
         'enable_testing()' "$@" >"$project/CMakeLists.txt"
+}
+
+# Runs a script of the project. What it says is in $said.
+# shellcheck disable=SC2034 # used by the tests
+run_script()
+{
+    said=$("$project/scripts/$1" "${@:2}" 2>&1)
+    status=$?
 }

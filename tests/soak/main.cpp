@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // An agent that does everything with the library at once, for as long as it is told, and sees
-// whether it holds more and more. See scripts/soak. To be run with
+// whether it holds more and more. See scripts/check soak. To be run with
 // GLIBC_TUNABLES=glibc.malloc.tcache_count=0: what threads keep back when memory is freed counts as
 // in use otherwise, and grows for a long time.
 
