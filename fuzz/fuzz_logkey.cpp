@@ -21,7 +21,7 @@ using logEncryption::RsaCrypt;
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
-    forbidQuestions();
+    answerNoQuestions();
     return 0;
 }
 

@@ -37,14 +37,11 @@ const uchar *bytes(const QByteArray &array)
 
 } // namespace
 
-void forbidQuestions()
+void answerNoQuestions()
 {
     UI_METHOD *const method = UI_create_method("asks nobody");
     require(method != nullptr, "there is memory");
-    UI_method_set_opener(method, [](UI *) {
-        require(false, "nobody is asked for a passphrase");
-        return 0;
-    });
+    UI_method_set_opener(method, [](UI *) { return 0; });
     UI_set_default_method(method);
 }
 
@@ -114,13 +111,6 @@ PrivateKey privateKeyOf(const QByteArray &pem)
     PrivateKey key(PEM_read_bio_PrivateKey(bio.get(), nullptr, noPassphrase, nullptr));
     ERR_clear_error();
     return key;
-}
-
-bool mayBeProtected(const QByteArray &pem)
-{
-    // What OpenSSL asks about is a block of this name, or has this header, perhaps behind NULs.
-    return pem.contains("BEGIN ENCRYPTED PRIVATE KEY") || pem.contains("Proc-Type:") ||
-           pem.contains('\0');
 }
 
 QByteArray decrypted(EVP_PKEY *key, const QByteArray &data)

@@ -14,9 +14,8 @@
 #include <cstdint>
 #include <vector>
 
-/// From now on OpenSSL's asking somebody for a passphrase ends the process like what require()
-/// finds.
-void forbidQuestions();
+/// From now on OpenSSL gets no passphrase when it asks for one.
+void answerNoQuestions();
 
 /// The input of a target that takes data and a key: one byte that says how the key is given, two
 /// bytes for its length (the low one first), the key, and the data.
@@ -40,10 +39,6 @@ QByteArray publicPem(EVP_PKEY *key);
 /// when there is none.
 PrivateKey publicKeyOf(const QByteArray &pem);
 PrivateKey privateKeyOf(const QByteArray &pem);
-
-/// Whether a passphrase might be behind \a pem, or a part of it: then RsaCrypt may refuse all of
-/// it.
-bool mayBeProtected(const QByteArray &pem);
 
 /// The plain text of all blocks of \a data that decrypt, through the EVP interface.
 QByteArray decrypted(EVP_PKEY *key, const QByteArray &data);

@@ -9,7 +9,6 @@
 #include "rsacrypt.h"
 
 #include "logkeypieces.h"
-#include "protectedpem.h"
 
 #include <custompluginmanager/secretkeysplit.h>
 
@@ -22,10 +21,7 @@
 #include <openssl/rsa.h>
 
 #include <algorithm>
-#include <exception>
 #include <limits>
-#include <memory>
-#include <utility>
 
 // No function of OpenSSL may be used here but by calling it. A pointer to one (a deleter of
 // std::unique_ptr, an argument, a table) would be a relocation that the dynamic loader resolves
@@ -54,83 +50,52 @@ constexpr int paddingSize = 11;
 // What a QByteArray of Qt 5 holds, less its header and final NUL.
 constexpr qint64 largestSize = std::numeric_limits<int>::max() - 32;
 
-struct BioDeleter
-{
-    void operator()(BIO *bio) const { BIO_free_all(bio); }
-};
-
-struct RsaDeleter
-{
-    void operator()(RSA *rsa) const { RSA_free(rsa); }
-};
-
-// A key that was read, and what it was read from. The BIO is freed first.
-struct Key
-{
-    std::unique_ptr<RSA, RsaDeleter> rsa;
-    std::unique_ptr<BIO, BioDeleter> bio;
-
-    explicit operator bool() const { return bool(rsa); }
-    RSA *get() const { return rsa.get(); }
-};
-
-// Made first in every operation, so that it works last, after all else is freed.
-class ErrorQueueCleaner
-{
-public:
-    ErrorQueueCleaner() = default;
-    ~ErrorQueueCleaner() { ERR_clear_error(); }
-    Q_DISABLE_COPY(ErrorQueueCleaner)
-};
-
 enum class KeyUse { Encryption, PrivateDecryption, PublicDecryption };
 
-Key readKey(const QByteArray &pem, KeyUse use)
-{
-    const bool isPkcs1 = pem.contains(publicKeyHeaderSymbolRSA); // if it is a public key
-    const QByteArray name = use == KeyUse::PrivateDecryption ? QByteArray("BEGIN ")
-                            : isPkcs1                        ? publicKeyHeaderSymbolRSA
-                                                             : publicKeyHeaderSymbol;
-    std::unique_ptr<BIO, BioDeleter> bio(
-        BIO_new_mem_buf(pem.constData(), sizeWithoutQuestions(pem, name)));
-    if (!bio)
-        return {};
-
-    RSA *key = RSA_new();
-    const RSA *read = nullptr;
-    if (use == KeyUse::PrivateDecryption)
-        read = PEM_read_bio_RSAPrivateKey(bio.get(), &key, nullptr, nullptr);
-    else if (isPkcs1)
-        read = PEM_read_bio_RSAPublicKey(bio.get(), &key, nullptr, nullptr);
-    // Deliberately without the test for this marker in the public-key decryption, unlike in the
-    // encryption: OpenSSL judges any other text.
-    else if (use == KeyUse::PublicDecryption || pem.contains(publicKeyHeaderSymbol))
-        read = PEM_read_bio_RSA_PUBKEY(bio.get(), &key, nullptr, nullptr);
-    // A failing reader has either left the object alone or (RSAPublicKey on bad DER) freed it and
-    // set `key` to null, in OpenSSL 1.1 and 3 alike. So `key` knows what is left to free, as long
-    // as the result does not replace it.
-    if (!read) {
-        bio.reset();
-        RSA_free(key);
-        return {};
-    }
-    return {std::unique_ptr<RSA, RsaDeleter>(key), std::move(bio)};
-}
-
-// The buffer that each block's output passes through, cleared also when memory runs out.
-class Scratch
+// A key read from PEM text. The destructor frees it and clears OpenSSL's error queue.
+class Key
 {
 public:
-    explicit Scratch(int size) : m_bytes(size, '\0') {}
-    ~Scratch() { clear(); }
-    Q_DISABLE_COPY(Scratch)
+    Key(const QByteArray &pem, KeyUse use);
+    ~Key();
+    Q_DISABLE_COPY(Key)
 
-    char *data() { return m_bytes.data(); }
-    void clear() { m_bytes.fill('\0'); }
+    explicit operator bool() const { return m_isRead; }
+    RSA *get() const { return m_rsa; }
 
 private:
-    QByteArray m_bytes;
+    BIO *m_bio;
+    RSA *m_rsa = nullptr;
+    bool m_isRead = false;
 };
+
+Key::Key(const QByteArray &pem, KeyUse use) : m_bio(BIO_new_mem_buf(pem.constData(), pem.size()))
+{
+    if (!m_bio)
+        return;
+    m_rsa = RSA_new();
+    // A failing reader leaves the object alone, or (RSAPublicKey on bad DER) frees it and sets
+    // m_rsa to null. So m_rsa is what must be freed, and the reader's result does not replace it.
+    if (use == KeyUse::PrivateDecryption) {
+        // OpenSSL would ask for such a key's passphrase on the agent's terminal.
+        if (!pem.contains("BEGIN ENCRYPTED PRIVATE KEY") && !pem.contains("Proc-Type: 4,ENCRYPTED"))
+            m_isRead = PEM_read_bio_RSAPrivateKey(m_bio, &m_rsa, nullptr, nullptr);
+    } else if (pem.contains(publicKeyHeaderSymbolRSA)) {
+        m_isRead = PEM_read_bio_RSAPublicKey(m_bio, &m_rsa, nullptr, nullptr);
+    } else if (use == KeyUse::PublicDecryption || pem.contains(publicKeyHeaderSymbol)) {
+        // The decryption deliberately lets OpenSSL judge text without a marker.
+        m_isRead = PEM_read_bio_RSA_PUBKEY(m_bio, &m_rsa, nullptr, nullptr);
+    }
+}
+
+Key::~Key()
+{
+    if (m_bio) {
+        BIO_free_all(m_bio);
+        RSA_free(m_rsa);
+    }
+    ERR_clear_error();
+}
 
 // Passes the input on in blocks of blockLimit bytes (the last may be shorter) to
 // operation(length, from, to), which returns how many bytes it has written, at most keySize.
@@ -138,7 +103,7 @@ template <typename Operation>
 QByteArray processBlocks(const QByteArray &input, int blockLimit, int keySize, Operation operation)
 {
     QByteArray result;
-    Scratch scratch(keySize);
+    QByteArray scratch(keySize, '\0');
     auto *const to = reinterpret_cast<uchar *>(scratch.data());
     const auto *from = reinterpret_cast<const uchar *>(input.constData());
     int rest = input.size();
@@ -147,24 +112,22 @@ QByteArray processBlocks(const QByteArray &input, int blockLimit, int keySize, O
         const int written = operation(length, from, to);
         from += length;
         rest -= length;
-        // Deliberately no reason to stop: what the other blocks carry is still of use.
+        // Deliberately no reason to stop: the text of the other blocks is still of use.
         if (written < 0)
             continue;
-        result.append(scratch.data(), written);
-        scratch.clear();
+        result.append(scratch.constData(), written);
+        scratch.fill('\0');
     }
+    scratch.fill('\0');
     return result;
 }
 
 } // namespace
 
-// Only memory that runs out, or a host's joining of the pieces, can throw here. Callers are told of
-// no failure by an exception.
-
-QByteArray RsaCrypt::rsaPublicKeyEncrypt(const QByteArray &data, const QByteArray &publicKeyPem)
-try {
-    const ErrorQueueCleaner cleaner;
-    const Key key = readKey(publicKeyPem, KeyUse::Encryption);
+QByteArray RsaCrypt::rsaPublicKeyEncrypt(const QByteArray &data,
+                                         const QByteArray &publicKeyPem) noexcept
+{
+    const Key key(publicKeyPem, KeyUse::Encryption);
     if (!key)
         return {};
 
@@ -179,14 +142,12 @@ try {
     return processBlocks(data, blockLimit, keySize, [&](int length, const uchar *from, uchar *to) {
         return RSA_public_encrypt(length, from, to, key.get(), RSA_PKCS1_PADDING);
     });
-} catch (const std::exception &) {
-    return {};
 }
 
-QByteArray RsaCrypt::rsaPrivateKeyDecrypt(const QByteArray &data, const QByteArray &privateKeyPem)
-try {
-    const ErrorQueueCleaner cleaner;
-    const Key key = readKey(privateKeyPem, KeyUse::PrivateDecryption);
+QByteArray RsaCrypt::rsaPrivateKeyDecrypt(const QByteArray &data,
+                                          const QByteArray &privateKeyPem) noexcept
+{
+    const Key key(privateKeyPem, KeyUse::PrivateDecryption);
     if (!key)
         return {};
 
@@ -196,14 +157,12 @@ try {
     return processBlocks(data, keySize, keySize, [&](int length, const uchar *from, uchar *to) {
         return RSA_private_decrypt(length, from, to, key.get(), RSA_PKCS1_PADDING);
     });
-} catch (const std::exception &) {
-    return {};
 }
 
-QByteArray RsaCrypt::rsaPublicKeyDecrypt(const QByteArray &data, const QByteArray &publicKeyPem)
-try {
-    const ErrorQueueCleaner cleaner;
-    const Key key = readKey(publicKeyPem, KeyUse::PublicDecryption);
+QByteArray RsaCrypt::rsaPublicKeyDecrypt(const QByteArray &data,
+                                         const QByteArray &publicKeyPem) noexcept
+{
+    const Key key(publicKeyPem, KeyUse::PublicDecryption);
     if (!key)
         return {};
 
@@ -213,26 +172,23 @@ try {
         RSA_public_decrypt(data.size(), reinterpret_cast<const uchar *>(data.constData()),
                            reinterpret_cast<uchar *>(output.data()), key.get(), RSA_PKCS1_PADDING);
     return written >= 0 ? output.left(written) : QByteArray();
-} catch (const std::exception &) {
-    return {};
 }
 
-QByteArray RsaCrypt::logEncryptToBase64(const QByteArray &text)
-try {
-    const ErrorQueueCleaner cleaner;
+QByteArray RsaCrypt::logEncryptToBase64(const QByteArray &text) noexcept
+{
     const QStringList pieces = {QString::fromUtf8(logEncryptPublicPieceOne),
                                 QString::fromUtf8(logEncryptPublicPieceTwo),
                                 QString::fromUtf8(logEncryptPublicPieceThree)};
-    const QByteArray ciphertext =
-        rsaPublicKeyEncrypt(text, SecretkeySplit::recoverSecretKey(pieces));
-    // QByteArray::toBase64() does not look whether its result's length fits.
+    QByteArray publicKey;
+    try {
+        publicKey = SecretkeySplit::recoverSecretKey(pieces);
+    } catch (...) { // the host's code may throw anything; without a key nothing is encrypted
+    }
+    const QByteArray ciphertext = rsaPublicKeyEncrypt(text, publicKey);
+    // QByteArray::toBase64() does not check that its result's length fits.
     if (logSign.size() + (qint64(ciphertext.size()) + 2) / 3 * 4 > largestSize)
         return logSign;
     return logSign + ciphertext.toBase64();
-} catch (...) { // whatever the host's joining throws
-    if (!std::current_exception())
-        throw; // no exception, but the thread's end, which must go on
-    return logSign;
 }
 
 } // namespace logEncryption

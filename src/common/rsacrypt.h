@@ -29,15 +29,12 @@ namespace logEncryption {
 /// RSA-PSS key that OpenSSL's readers take, as those of 3 do, works like any other. Keys are parsed
 /// anew by every call and never kept.
 ///
-/// **Passphrases.** A key that is protected by one cannot be read here, and nobody is asked for it.
-/// OpenSSL sees the text only up to the first block that might make it ask: for a private key, one
-/// named "ENCRYPTED PRIVATE KEY" and any with a header "Proc-Type:" or a NUL in it; for a public
-/// key, one of its own form with such a header or NUL. A good key before such a block is read, one
-/// behind it is not.
+/// **Passphrases.** rsaPrivateKeyDecrypt() refuses every key text that contains "BEGIN ENCRYPTED
+/// PRIVATE KEY" or "Proc-Type: 4,ENCRYPTED", so OpenSSL asks nobody for a passphrase. Key text is
+/// trusted input: OpenSSL asks on the terminal for a public key with such a header.
 ///
-/// **Failure** is an empty result. Nothing is logged or thrown, and the cause is not told; that
-/// memory runs out is a failure like any other. Every operation leaves the calling thread's OpenSSL
-/// error queue empty, whatever was in it before.
+/// **Failure** is an empty result. Nothing is logged, and the cause is not told. Every operation
+/// leaves the calling thread's OpenSSL error queue empty, whatever was in it before.
 ///
 /// **Lengths** are 32-bit signed integers. Decryption takes whatever a QByteArray holds. Encryption
 /// yields nothing when its result would pass 2 147 483 615 bytes (2^31 - 33, about what a
@@ -68,7 +65,8 @@ public:
     /// Empty when \a data is empty or too long, and when the key's text holds neither of the two
     /// markers or cannot be read. A block that OpenSSL refuses is left out silently, and the others
     /// stand.
-    static QByteArray rsaPublicKeyEncrypt(const QByteArray &data, const QByteArray &publicKeyPem);
+    static QByteArray rsaPublicKeyEncrypt(const QByteArray &data,
+                                          const QByteArray &publicKeyPem) noexcept;
 
     /// Decrypts \a data, blocks as rsaPublicKeyEncrypt() makes them, with the private key
     /// \a privateKeyPem and returns their texts joined without a gap. Empty when \a data is empty
@@ -87,7 +85,8 @@ public:
     /// program that has to tell can decrypt through EVP_PKEY_decrypt() with the parameter
     /// "implicit-rejection" set to 0, `openssl pkeyutl` with
     /// `-pkeyopt rsa_pkcs1_implicit_rejection:0`.
-    static QByteArray rsaPrivateKeyDecrypt(const QByteArray &data, const QByteArray &privateKeyPem);
+    static QByteArray rsaPrivateKeyDecrypt(const QByteArray &data,
+                                           const QByteArray &privateKeyPem) noexcept;
 
     /// Recovers what the holder of the private key put into \a data with the private-key operation
     /// (RSA_private_encrypt(), `openssl pkeyutl -sign` without a digest), with the public key
@@ -96,7 +95,8 @@ public:
     ///
     /// Empty when \a data is not one good block of at most K bytes or the key cannot be read. Key
     /// text with neither marker is handed to OpenSSL all the same.
-    static QByteArray rsaPublicKeyDecrypt(const QByteArray &data, const QByteArray &publicKeyPem);
+    static QByteArray rsaPublicKeyDecrypt(const QByteArray &data,
+                                          const QByteArray &publicKeyPem) noexcept;
 
     /// Turns \a text into encrypted log text: the 21 bytes "LicenseLogEncryptSign" and right behind
     /// them, on one line, the standard base64 (RFC 4648, "+" and "/", padded with "=") of \a text
@@ -109,7 +109,7 @@ public:
     ///
     /// Always returns the marker. It stands alone when \a text is empty or too long, and when the
     /// pieces do not join to a public key: the text is lost then, never shown.
-    static QByteArray logEncryptToBase64(const QByteArray &text);
+    static QByteArray logEncryptToBase64(const QByteArray &text) noexcept;
 };
 
 } // namespace logEncryption

@@ -561,29 +561,6 @@ void TestLogKey::badPiecesAreRefused_data()
     QTest::newRow("of a key with the PKCS#1 marker in a comment")
         << split("not BEGIN RSA PUBLIC KEY\n" + m_pair.publicSpki)
         << noKey + "there is no whole \"RSA PUBLIC KEY\"";
-    // Where the library stops reading, lest OpenSSL ask for a passphrase.
-    const auto before = [&](const QByteArray &name) {
-        return noKey + "there is no whole \"" + name +
-               "\" before a block that is protected by a passphrase or has a NUL in it";
-    };
-    const QByteArray header = "-----\nProc-Type: 4,ENCRYPTED\n\n";
-    QTest::newRow("of a protected key")
-        << split(QByteArray(m_pair.publicSpki)
-                     .replace("BEGIN PUBLIC KEY-----\n", "BEGIN PUBLIC KEY" + header))
-        << before("PUBLIC KEY");
-    QTest::newRow("of a protected PKCS#1 key")
-        << split(QByteArray(m_pair.publicPkcs1)
-                     .replace("BEGIN RSA PUBLIC KEY-----\n", "BEGIN RSA PUBLIC KEY" + header))
-        << before("RSA PUBLIC KEY");
-    QTest::newRow("of a key behind a protected block of a name that begins like its own")
-        << split("-----BEGIN PUBLIC KEYS" + header + "AAAA\n-----END PUBLIC KEYS-----\n" +
-                 m_pair.publicSpki)
-        << before("PUBLIC KEY");
-    // OpenSSL passes over it and what follows.
-    QTest::newRow("of a key with a NUL behind its first line")
-        << split(QByteArray(m_pair.publicSpki)
-                     .replace("BEGIN PUBLIC KEY-----", QByteArray("BEGIN PUBLIC KEY-----\0", 22)))
-        << before("PUBLIC KEY");
     const auto pkcs1 = [](const QByteArray &numbers) {
         return "-----BEGIN RSA PUBLIC KEY-----\n" + QByteArray::fromHex(numbers).toBase64() +
                "\n-----END RSA PUBLIC KEY-----\n";

@@ -11,10 +11,8 @@
 
 #include <openssl/err.h>
 #include <openssl/rsa.h>
-#include <pthread.h>
 
 #include <cstring>
-#include <new>
 #include <utility>
 
 using logEncryption::RsaCrypt;
@@ -60,6 +58,7 @@ private Q_SLOTS:
     void theFunctionsNeededAreCalledInOrder();
     void withoutAMarkerEncryptionReadsNoKey();
     void withoutAMarkerPublicDecryptionTriesTheKey();
+    void protectedKeysReachNoReader();
     void failuresFreeEverything_data();
     void failuresFreeEverything();
     void readingWorksWithoutAnObjectToFill();
@@ -70,13 +69,8 @@ private Q_SLOTS:
     void aKeyOfNoLengthDecryptsNothing();
     void aKeyOfOneByteDecryptsBytes();
     void theScratchBufferIsClearedAfterEachBlock();
-    void theScratchBufferIsClearedBeforeItIsFreed_data();
     void theScratchBufferIsClearedBeforeItIsFreed();
     void publicDecryptionPassesItsInputWhole();
-    void memoryThatRunsOutIsAFailureLikeAnyOther_data();
-    void memoryThatRunsOutIsAFailureLikeAnyOther();
-    void aThreadThatEndsAmidABlockLeavesNothing_data();
-    void aThreadThatEndsAmidABlockLeavesNothing();
 
 private:
     OpensslProgram m_openssl;
@@ -154,6 +148,19 @@ void TestRsaCalls::withoutAMarkerEncryptionReadsNoKey()
     for (const QByteArray &key : {m_pair.privatePkcs8, QByteArray("-----BEGIN PUBLIC-----"),
                                   QByteArray("PUBLIC KEY"), QByteArray("begin public key")}) {
         QCOMPARE(RsaCrypt::rsaPublicKeyEncrypt("x", key), QByteArray());
+        QCOMPARE(standIns.calls,
+                 (QStringList{QStringLiteral("BIO_new_mem_buf"), QStringLiteral("RSA_new"),
+                              QStringLiteral("BIO_free_all"), QStringLiteral("RSA_free"),
+                              QStringLiteral("ERR_clear_error")}));
+        standIns.calls.clear();
+    }
+}
+
+void TestRsaCalls::protectedKeysReachNoReader()
+{
+    for (const bool pkcs1 : {true, false}) {
+        const QByteArray key = m_openssl.protect(m_pair.privatePkcs8, pkcs1);
+        QCOMPARE(RsaCrypt::rsaPrivateKeyDecrypt("x", key), QByteArray());
         QCOMPARE(standIns.calls,
                  (QStringList{QStringLiteral("BIO_new_mem_buf"), QStringLiteral("RSA_new"),
                               QStringLiteral("BIO_free_all"), QStringLiteral("RSA_free"),
@@ -308,26 +315,16 @@ void TestRsaCalls::theScratchBufferIsClearedAfterEachBlock()
     QCOMPARE(found, (QList<QByteArray>{QByteArray(16, '\0'), QByteArray(16, '\0')}));
 }
 
-void TestRsaCalls::theScratchBufferIsClearedBeforeItIsFreed_data()
-{
-    QTest::addColumn<bool>("throws");
-    QTest::newRow("the last block is refused") << false;
-    QTest::newRow("memory runs out") << true;
-}
-
 void TestRsaCalls::theScratchBufferIsClearedBeforeItIsFreed()
 {
 #ifdef SANITIZED
     QSKIP("the sanitizer's free() is the one that counts");
 #endif
-    QFETCH(bool, throws);
     standIns.keySize = 16;
     standIns.block = [&](int, const uchar *, uchar *to) {
         std::memset(to, 'x', 16);
         scratchAtFree = QByteArray(16, 'n'); // never freed
         scratch = reinterpret_cast<const char *>(to);
-        if (throws)
-            throw std::bad_alloc();
         return -1;
     };
     RsaCrypt::rsaPrivateKeyDecrypt("a", m_pair.privatePkcs8);
@@ -359,66 +356,6 @@ void TestRsaCalls::publicDecryptionPassesItsInputWhole()
     QCOMPARE(RsaCrypt::rsaPublicKeyDecrypt(input, m_pair.publicSpki), QByteArray());
     standIns.block = [](int, const uchar *, uchar *) { return 128; };
     QCOMPARE(RsaCrypt::rsaPublicKeyDecrypt(input, m_pair.publicSpki), QByteArray(128, '\0'));
-}
-
-void TestRsaCalls::memoryThatRunsOutIsAFailureLikeAnyOther_data()
-{
-    failuresFreeEverything_data();
-}
-
-// That nothing is left, and the error queue is cleared last, is what cleanup() looks at.
-void TestRsaCalls::memoryThatRunsOutIsAFailureLikeAnyOther()
-{
-    QFETCH(Operation, operation);
-    QFETCH(QByteArray, key);
-    int blocks = 0;
-    standIns.block = [&](int, const uchar *, uchar *) {
-        if (++blocks > 1 || operation == RsaCrypt::rsaPublicKeyDecrypt)
-            throw std::bad_alloc();
-        return 1;
-    };
-    QCOMPARE(operation(QByteArray(300, 'x'), key), QByteArray());
-    QVERIFY(blocks > 0);
-}
-
-void TestRsaCalls::aThreadThatEndsAmidABlockLeavesNothing_data()
-{
-    failuresFreeEverything_data();
-    QTest::newRow("log text") << Operation([](const QByteArray &text, const QByteArray &) {
-        return RsaCrypt::logEncryptToBase64(text);
-    }) << QByteArray();
-}
-
-// pthread_exit() and pthread_cancel() unwind the stack as an exception does, which nobody may
-// catch. What is left is what cleanup() looks at.
-void TestRsaCalls::aThreadThatEndsAmidABlockLeavesNothing()
-{
-    struct Call
-    {
-        Operation operation = nullptr;
-        QByteArray key;
-        bool hasReturned = false;
-    } call;
-    QFETCH(Operation, operation);
-    QFETCH(QByteArray, key);
-    call.operation = operation;
-    call.key = key;
-
-    standIns.block = [](int, const uchar *, uchar *) -> int { pthread_exit(nullptr); };
-    pthread_t thread;
-    QCOMPARE(pthread_create(
-                 &thread, nullptr,
-                 [](void *argument) -> void * {
-                     auto *const inThread = static_cast<Call *>(argument);
-                     inThread->operation("x", inThread->key);
-                     inThread->hasReturned = true;
-                     return nullptr;
-                 },
-                 &call),
-             0);
-    QCOMPARE(pthread_join(thread, nullptr), 0);
-    QVERIFY(!call.hasReturned);
-    QVERIFY(!standIns.calls.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestRsaCalls)

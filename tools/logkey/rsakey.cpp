@@ -3,8 +3,6 @@
 
 #include "rsakey.h"
 
-#include "protectedpem.h"
-
 #include <QCryptographicHash>
 
 #include <openssl/bio.h>
@@ -105,19 +103,12 @@ RsaKey readLibraryKey(const QByteArray &pem, QString *error)
         return nullptr;
     }
     const char *const name = isPkcs1 ? PEM_STRING_RSA_PUBLIC : PEM_STRING_PUBLIC;
-    const int readable =
-        logEncryption::sizeWithoutQuestions(pem, QByteArray("BEGIN ").append(name));
-    const Bio bio(BIO_new_mem_buf(pem.constData(), readable));
+    const Bio bio(BIO_new_mem_buf(pem.constData(), pem.size()));
     uchar *bytes = nullptr;
     long size = 0;
     if (!bio ||
         PEM_bytes_read_bio(&bytes, &size, nullptr, name, bio.get(), nullptr, nullptr) != 1) {
-        const QString failure =
-            readable == pem.size()
-                ? QStringLiteral("there is no whole \"%1\"")
-                : QStringLiteral("there is no whole \"%1\" before a block that is protected by a "
-                                 "passphrase or has a NUL in it, where the library stops reading");
-        *error = opensslError(failure.arg(QString::fromLatin1(name)));
+        *error = opensslError(QStringLiteral("there is no whole \"%1\"").arg(QLatin1String(name)));
         return nullptr;
     }
     const Bytes der(bytes);

@@ -29,9 +29,8 @@ RsaKey readPublicKey(const QByteArray &pem, QString *error);
 
 /// The key that the library reads from \a pem, the text that its pieces join to, found as
 /// rsacrypt.cpp finds it: by the markers "BEGIN RSA PUBLIC KEY" and "BEGIN PUBLIC KEY" anywhere in
-/// the text, before the first block that might make OpenSSL ask for a passphrase (see
-/// protectedpem.h). Refused as well when the library could not encrypt with it, and when the text
-/// holds a private key.
+/// the text. Refused as well when the library could not encrypt with it, and when the text holds a
+/// private key.
 RsaKey readLibraryKey(const QByteArray &pem, QString *error);
 
 /// The public half of \a key as SubjectPublicKeyInfo PEM. Empty on failure.
