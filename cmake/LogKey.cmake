@@ -59,7 +59,7 @@ else()
   endif()
   set(log_key_pieces ${log_key_dir}/pieces.txt)
   add_custom_command(OUTPUT ${log_key_pieces}
-    COMMAND syncstatus-logkey split --reproducible --force --output ${log_key_pieces}
+    COMMAND syncstatus-logkey split --force --output ${log_key_pieces}
             ${log_public_key}
     DEPENDS syncstatus-logkey ${log_public_key}
     COMMENT "Splitting the log-encryption public key"

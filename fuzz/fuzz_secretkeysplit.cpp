@@ -30,9 +30,7 @@ QByteArray joined(const QStringList &pieces)
 
 void splitAndRecover(const QByteArray &secret, int count, int variation)
 {
-    const auto masks =
-        variation & 1 ? SecretkeySplit::Masks::Random : SecretkeySplit::Masks::FromSecret;
-    QStringList pieces = SecretkeySplit::splitSecretKey(secret, count, masks);
+    QStringList pieces = SecretkeySplit::splitSecretKey(secret, count);
     if (secret.isEmpty() || count < 2) {
         require(pieces.isEmpty(), "nothing to split");
         return;

@@ -6,12 +6,9 @@
 #include <custompluginmanager/secretkeysplit.h>
 
 #include <QCryptographicHash>
-#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSet>
 #include <QtTest>
-
-#include <dlfcn.h>
 
 #include <algorithm>
 #include <vector>
@@ -31,21 +28,7 @@ QByteArray payloadOf(const QString &piece)
     return QByteArray::fromHex(piece.section(QLatin1Char('-'), 2).toLatin1());
 }
 
-QByteArray *drawn = nullptr; // from the system's random generator, while it is looked at
-
 } // namespace
-
-// Stands before the C library's, for Qt as well.
-extern "C" __attribute__((visibility("default"))) int getentropy(void *buffer,
-                                                                 size_t length) noexcept
-{
-    static auto *const real =
-        reinterpret_cast<int (*)(void *, size_t)>(dlsym(RTLD_NEXT, "getentropy"));
-    const int result = real(buffer, length);
-    if (result == 0 && drawn)
-        drawn->append(static_cast<const char *>(buffer), int(length));
-    return result;
-}
 
 class TestSecretkeySplit : public QObject
 {
@@ -57,12 +40,9 @@ private Q_SLOTS:
     void piecesJoinInAnyOrder();
     void aPieceIsPlainAsciiInThreeFields();
     void thePayloadsXorToDigestAndSecret();
-    void randomSplitsDiffer();
-    void everyByteOfARandomMaskIsRandom();
-    void randomMasksAreWhatTheSystemGives();
     void fewerPiecesAreEvenlySpread();
-    void splitsFromTheSecretAreTheSame();
-    void theMasksFromTheSecretAreAsDocumented();
+    void splitsOfOneSecretAreTheSame();
+    void theMasksAreAsDocumented();
     void masksOfDifferentCountsHaveNothingInCommon();
     void whatCannotBeSplitGivesNothing();
     void badPiecesAreRefused_data();
@@ -100,11 +80,9 @@ void TestSecretkeySplit::piecesJoinToTheSecret()
     QFETCH(QByteArray, secret);
     QFETCH(int, count);
 
-    for (const auto masks : {SecretkeySplit::Masks::Random, SecretkeySplit::Masks::FromSecret}) {
-        const QStringList pieces = SecretkeySplit::splitSecretKey(secret, count, masks);
-        QCOMPARE(pieces.size(), count);
-        QCOMPARE(SecretkeySplit::recoverSecretKey(pieces), secret);
-    }
+    const QStringList pieces = SecretkeySplit::splitSecretKey(secret, count);
+    QCOMPARE(pieces.size(), count);
+    QCOMPARE(SecretkeySplit::recoverSecretKey(pieces), secret);
 }
 
 void TestSecretkeySplit::piecesJoinInAnyOrder()
@@ -139,56 +117,6 @@ void TestSecretkeySplit::thePayloadsXorToDigestAndSecret()
     QCOMPARE(joined, QCryptographicHash::hash(secret(), QCryptographicHash::Sha256) + secret());
 }
 
-void TestSecretkeySplit::randomSplitsDiffer()
-{
-    QSet<QString> pieces;
-    for (int i = 0; i < 50; ++i) {
-        const QStringList split = SecretkeySplit::splitSecretKey(secret(), 3);
-        for (const QString &piece : split)
-            pieces += piece;
-    }
-    QCOMPARE(pieces.size(), 150);
-}
-
-void TestSecretkeySplit::everyByteOfARandomMaskIsRandom()
-{
-    // Of each length modulo that of the words that the generator gives. That 32 draws of a byte are
-    // one and the same by chance is as likely as guessing a key of 248 bits.
-    for (int length = 1; length <= 8; ++length) {
-        const QByteArray secretOfLength(length, 's');
-        QVector<QSet<char>> seen(length + 32);
-        for (int i = 0; i < 32; ++i) {
-            const QByteArray mask =
-                payloadOf(SecretkeySplit::splitSecretKey(secretOfLength, 2).at(0));
-            QCOMPARE(mask.size(), seen.size());
-            for (int at = 0; at < mask.size(); ++at)
-                seen[at].insert(mask.at(at));
-        }
-        for (const QSet<char> &values : qAsConst(seen))
-            QVERIFY(values.size() > 1);
-    }
-}
-
-// Not what a generator makes of a seed from there: who sees its other numbers may know the next.
-void TestSecretkeySplit::randomMasksAreWhatTheSystemGives()
-{
-    QByteArray system;
-    drawn = &system;
-    QRandomGenerator::system()->generate();
-    const bool isSeen = !system.isEmpty();
-    system.clear();
-    const QStringList pieces = SecretkeySplit::splitSecretKey(secret(), 3);
-    drawn = nullptr;
-    if (!isSeen)
-        QSKIP("the system's random numbers come from elsewhere than getentropy() here");
-    QCOMPARE(system.size() % 2, 0);
-    const int ofOneMask = system.size() / 2;
-    const int size = secret().size() + 32;
-    QCOMPARE(payloadOf(pieces.at(0)), system.left(size));
-    QCOMPARE(payloadOf(pieces.at(1)), system.mid(ofOneMask, size));
-    QVERIFY(ofOneMask - size <= int(sizeof(quint32))); // it gives words
-}
-
 // With a secret of equal bits, a piece that carried any of it would lean to one side.
 void TestSecretkeySplit::fewerPiecesAreEvenlySpread()
 {
@@ -211,20 +139,18 @@ void TestSecretkeySplit::fewerPiecesAreEvenlySpread()
     }
 }
 
-void TestSecretkeySplit::splitsFromTheSecretAreTheSame()
+void TestSecretkeySplit::splitsOfOneSecretAreTheSame()
 {
-    const auto masks = SecretkeySplit::Masks::FromSecret;
-    QCOMPARE(SecretkeySplit::splitSecretKey(secret(), 3, masks),
-             SecretkeySplit::splitSecretKey(secret(), 3, masks));
-    QVERIFY(SecretkeySplit::splitSecretKey(secret(), 3, masks) !=
-            SecretkeySplit::splitSecretKey(secret() + '\n', 3, masks));
+    QCOMPARE(SecretkeySplit::splitSecretKey(secret(), 3),
+             SecretkeySplit::splitSecretKey(secret(), 3));
+    QVERIFY(SecretkeySplit::splitSecretKey(secret(), 3) !=
+            SecretkeySplit::splitSecretKey(secret() + '\n', 3));
 }
 
 // Made with: printf %s 2-1-0 | openssl dgst -sha256 -hmac key, and the same of 2-1-1.
-void TestSecretkeySplit::theMasksFromTheSecretAreAsDocumented()
+void TestSecretkeySplit::theMasksAreAsDocumented()
 {
-    const QStringList pieces =
-        SecretkeySplit::splitSecretKey("key", 2, SecretkeySplit::Masks::FromSecret);
+    const QStringList pieces = SecretkeySplit::splitSecretKey("key", 2);
     QCOMPARE(pieces.at(0),
              QStringLiteral("2-1-"
                             "aa9efa26fcb31442579506ec8a09a10b27aa2058eed80713213e21a8550ec7fd"
@@ -233,10 +159,9 @@ void TestSecretkeySplit::theMasksFromTheSecretAreAsDocumented()
 
 void TestSecretkeySplit::masksOfDifferentCountsHaveNothingInCommon()
 {
-    const auto masks = SecretkeySplit::Masks::FromSecret;
     QSet<QByteArray> payloads;
     for (const int count : {2, 3, 4}) {
-        const QStringList split = SecretkeySplit::splitSecretKey(secret(), count, masks);
+        const QStringList split = SecretkeySplit::splitSecretKey(secret(), count);
         for (const QString &piece : split)
             payloads += payloadOf(piece);
     }
@@ -245,11 +170,9 @@ void TestSecretkeySplit::masksOfDifferentCountsHaveNothingInCommon()
 
 void TestSecretkeySplit::whatCannotBeSplitGivesNothing()
 {
-    for (const auto masks : {SecretkeySplit::Masks::Random, SecretkeySplit::Masks::FromSecret}) {
-        QCOMPARE(SecretkeySplit::splitSecretKey(QByteArray(), 3, masks), QStringList());
-        for (const int count : {-1, 0, 1})
-            QCOMPARE(SecretkeySplit::splitSecretKey(secret(), count, masks), QStringList());
-    }
+    QCOMPARE(SecretkeySplit::splitSecretKey(QByteArray(), 3), QStringList());
+    for (const int count : {-1, 0, 1})
+        QCOMPARE(SecretkeySplit::splitSecretKey(secret(), count), QStringList());
 }
 
 void TestSecretkeySplit::badPiecesAreRefused_data()
@@ -353,7 +276,7 @@ void TestSecretkeySplit::aChangedPayloadIsRefused()
 void TestSecretkeySplit::mixedPiecesAreRefused()
 {
     const QStringList a = SecretkeySplit::splitSecretKey(secret(), 3);
-    const QStringList b = SecretkeySplit::splitSecretKey(secret(), 3);
+    const QStringList b = SecretkeySplit::splitSecretKey(secret().toUpper(), 3);
     for (int which = 1; which < 7; ++which) {
         QStringList pieces;
         for (int i = 0; i < 3; ++i)
@@ -367,15 +290,10 @@ void TestSecretkeySplit::threadsDoNotDisturbEachOther()
     std::vector<int> good(8);
     atOnce(int(good.size()), [&good](int thread) {
         const QByteArray mine = secret() + QByteArray::number(thread);
-        const auto masks = SecretkeySplit::Masks::FromSecret;
-        const QStringList first = SecretkeySplit::splitSecretKey(mine, 3, masks);
-        for (int i = 0; i < 100; ++i) {
-            const QStringList pieces = SecretkeySplit::splitSecretKey(mine, 3);
-            good[size_t(thread)] +=
-                SecretkeySplit::recoverSecretKey(pieces) == mine &&
-                SecretkeySplit::splitSecretKey(mine, 3, masks) == first &&
-                SecretkeySplit::recoverSecretKey(pieces.mid(1) + first.mid(0, 1)).isEmpty();
-        }
+        const QStringList pieces = SecretkeySplit::splitSecretKey(mine, 3);
+        for (int i = 0; i < 100; ++i)
+            good[size_t(thread)] += SecretkeySplit::recoverSecretKey(pieces) == mine &&
+                                    SecretkeySplit::splitSecretKey(mine, 3) == pieces;
     });
     QCOMPARE(good, std::vector<int>(8, 100));
 }

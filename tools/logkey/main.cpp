@@ -85,7 +85,6 @@ const QString bitsOption = QStringLiteral("bits");
 const QString privateOption = QStringLiteral("private");
 const QString publicOption = QStringLiteral("public");
 const QString outputOption = QStringLiteral("output");
-const QString reproducibleOption = QStringLiteral("reproducible");
 
 int generate(const QCommandLineParser &parser)
 {
@@ -143,9 +142,7 @@ int split(const QCommandLineParser &parser)
     const QByteArray pem = publicKeyPem(key, &error);
     if (pem.isEmpty())
         return fail(error);
-    const auto masks = parser.isSet(reproducibleOption) ? SecretkeySplit::Masks::FromSecret
-                                                        : SecretkeySplit::Masks::Random;
-    const QStringList pieces = SecretkeySplit::splitSecretKey(pem, keyPieceCount, masks);
+    const QStringList pieces = SecretkeySplit::splitSecretKey(pem, keyPieceCount);
     const QByteArray text = pieces.join(QLatin1Char('\n')).toLatin1() + '\n';
     if (!parser.isSet(outputOption))
         return print(text);
@@ -193,10 +190,7 @@ int runCommand(const QCommandLineParser &parser)
          QString(),
          {privateOption, publicOption, bitsOption, forceOption},
          generate},
-        {QStringLiteral("split"),
-         QStringLiteral("PUBLIC_KEY"),
-         {outputOption, reproducibleOption, forceOption},
-         split},
+        {QStringLiteral("split"), QStringLiteral("PUBLIC_KEY"), {outputOption, forceOption}, split},
         {QStringLiteral("check"), QStringLiteral("PIECES"), {}, check},
     };
     const QStringList arguments = parser.positionalArguments();
@@ -241,7 +235,7 @@ int main(int argc, char *argv[])
         "library is built with.\n\n"
         "  syncstatus-logkey generate --private FILE --public FILE [--bits NUMBER] [--force]\n"
         "      Makes an RSA pair. Both files are PEM; the private one has no passphrase.\n"
-        "  syncstatus-logkey split [--output FILE] [--reproducible] [--force] PUBLIC_KEY\n"
+        "  syncstatus-logkey split [--output FILE] [--force] PUBLIC_KEY\n"
         "      Splits an RSA public key (PEM) into three pieces, one a line.\n"
         "  syncstatus-logkey check PIECES\n"
         "      Joins the pieces in a file, as a build takes them and the library joins them,\n"
@@ -268,11 +262,6 @@ int main(int argc, char *argv[])
          {outputOption,
           QStringLiteral("split: write the pieces to <file> (mode 0644), not to standard output."),
           file},
-         {reproducibleOption,
-          QStringLiteral(
-              "split: make the same pieces of the same key each time, so that a build can "
-              "be repeated. Any single piece then shows whether a key that one has is "
-              "the split one; without this option it shows the key's length only.")},
          {forceOption, QStringLiteral("generate, split: replace files that exist.")}});
     parser.addPositionalArgument(QStringLiteral("command"),
                                  QStringLiteral("generate, split or check"));

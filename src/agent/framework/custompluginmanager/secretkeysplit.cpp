@@ -5,7 +5,6 @@
 
 #include <QCryptographicHash>
 #include <QMessageAuthenticationCode>
-#include <QRandomGenerator>
 #include <QString>
 #include <QVector>
 
@@ -14,61 +13,51 @@ namespace {
 constexpr auto digestAlgorithm = QCryptographicHash::Sha256;
 constexpr int digestSize = 32;
 
-QByteArray digestOf(const QByteArray &secret)
-{
-    return QCryptographicHash::hash(secret, digestAlgorithm);
-}
-
 // The number of pieces and a piece's own number, with the hyphens that end them.
-QByteArray prefixOf(int number, int count)
+QString prefixOf(int number, int count)
 {
-    return QByteArray::number(count) + '-' + QByteArray::number(number) + '-';
+    return QString::number(count) + QLatin1Char('-') + QString::number(number) + QLatin1Char('-');
 }
 
-QByteArray randomMask(int size)
-{
-    QVector<quint32> words(size / int(sizeof(quint32)) + 1);
-    QRandomGenerator::system()->fillRange(words.data(), words.size());
-    return {reinterpret_cast<const char *>(words.constData()), size};
-}
-
-QByteArray maskFromSecret(const QByteArray &secret, const QByteArray &prefix, int size)
+QByteArray maskFromSecret(const QByteArray &secret, const QString &prefix, int size)
 {
     // One object for all blocks: it digests a long key once.
     QMessageAuthenticationCode code(digestAlgorithm, secret);
     QByteArray mask;
     for (int block = 0; mask.size() < size; ++block) {
         code.reset();
-        code.addData(prefix + QByteArray::number(block));
+        code.addData(prefix.toLatin1() + QByteArray::number(block));
         mask += code.result();
     }
     return mask.left(size);
 }
 
-void exclusiveOr(QByteArray &bytes, const QByteArray &with)
+// -1 for what is no lower-case hexadecimal digit.
+int valueOf(QChar digit)
 {
-    for (int i = 0; i < bytes.size(); ++i)
-        bytes[i] = char(bytes.at(i) ^ with.at(i));
+    const int character = digit.unicode();
+    return character >= '0' && character <= '9'   ? character - '0'
+           : character >= 'a' && character <= 'f' ? character - 'a' + 10
+                                                  : -1;
 }
 
 } // namespace
 
-QStringList SecretkeySplit::splitSecretKey(const QByteArray &secret, int count, Masks masks)
+QStringList SecretkeySplit::splitSecretKey(const QByteArray &secret, int count)
 {
     if (secret.isEmpty() || count < 2)
         return {};
 
     QStringList pieces;
-    QByteArray rest = digestOf(secret) + secret;
+    QByteArray rest = QCryptographicHash::hash(secret, digestAlgorithm) + secret;
     for (int number = 1; number < count; ++number) {
-        const QByteArray prefix = prefixOf(number, count);
-        const QByteArray mask = masks == Masks::Random
-                                    ? randomMask(rest.size())
-                                    : maskFromSecret(secret, prefix, rest.size());
-        exclusiveOr(rest, mask);
-        pieces += QString::fromLatin1(prefix + mask.toHex());
+        const QString prefix = prefixOf(number, count);
+        const QByteArray mask = maskFromSecret(secret, prefix, rest.size());
+        for (int i = 0; i < rest.size(); ++i)
+            rest[i] = char(rest.at(i) ^ mask.at(i));
+        pieces += prefix + QLatin1String(mask.toHex());
     }
-    pieces += QString::fromLatin1(prefixOf(count, count) + rest.toHex());
+    pieces += prefixOf(count, count) + QLatin1String(rest.toHex());
     return pieces;
 }
 
@@ -81,27 +70,30 @@ QByteArray SecretkeySplit::recoverSecretKey(const QStringList &pieces)
     QByteArray joined;
     QVector<bool> seen(count);
     for (const QString &piece : pieces) {
-        // What is not Latin-1 becomes a question mark, which no field takes.
-        const QList<QByteArray> fields = piece.toLatin1().split('-');
-        if (fields.size() != 3)
-            return {};
-        const int number = fields.at(1).toInt();
+        const int from = piece.indexOf(QLatin1Char('-')) + 1;
+        const int to = piece.indexOf(QLatin1Char('-'), from);
+        const int number = piece.midRef(from, to - from).toInt();
         if (number < 1 || number > count || seen.at(number - 1))
             return {};
         seen[number - 1] = true;
-        if (fields.at(0) + '-' + fields.at(1) + '-' != prefixOf(number, count))
-            return {};
-        const QByteArray payload = QByteArray::fromHex(fields.at(2));
-        // fromHex() skips what is no digit.
-        if (payload.toHex() != fields.at(2) || payload.size() <= digestSize)
+        const QString prefix = prefixOf(number, count);
+        if (!piece.startsWith(prefix))
             return {};
         if (joined.isEmpty())
-            joined.fill('\0', payload.size());
-        if (payload.size() != joined.size())
+            joined.fill('\0', (piece.size() - prefix.size()) / 2);
+        if (joined.size() <= digestSize || piece.size() != prefix.size() + 2 * joined.size())
             return {};
-        exclusiveOr(joined, payload);
+        const QChar *digit = piece.constData() + prefix.size();
+        for (char &byte : joined) {
+            const int high = valueOf(*digit++);
+            const int low = valueOf(*digit++);
+            if (high < 0 || low < 0)
+                return {};
+            byte = char(byte ^ (high * 16 + low));
+        }
     }
 
     const QByteArray secret = joined.mid(digestSize);
-    return joined.left(digestSize) == digestOf(secret) ? secret : QByteArray();
+    return joined.startsWith(QCryptographicHash::hash(secret, digestAlgorithm)) ? secret
+                                                                                : QByteArray();
 }
