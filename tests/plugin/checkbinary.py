@@ -23,6 +23,11 @@ COMPILER_AND_C_LIBRARIES = (
     r"libstdc\+\+\.so\.6|libc\+\+(abi)?\.so\.1|libgcc_s\.so\.1|libunwind\.so\.1"
     r"|lib(c|m|dl|rt|pthread)\.so\.\d+|ld-linux.*\.so\.\d+"
 )
+THREADS_AND_LOCKS = (
+    r"(__)?pthread_(create|mutex|rwlock|spin|cond)|(sem|mtx|thrd)_|clone|unshare"
+    r"|std::(__\w+::)?\w*(thread|mutex|condition_variable|async|_State_base)"
+    r"|Q(Thread::(QThread|start|create)|ThreadPool|\w*Mutex|ReadWriteLock|Semaphore|WaitCondition)"
+)
 
 
 def output_lines(*command):
@@ -54,6 +59,11 @@ class LibraryFile(unittest.TestCase):
         allowed = re.compile(f"{QT_LIBRARIES}|{COMPILER_AND_C_LIBRARIES}")
         self.assertEqual([name for name in needed if not allowed.fullmatch(name)], [])
         self.assertLessEqual({"libQt5Core.so.5", "libQt5DBus.so.5"}, set(needed))
+
+    def test_it_starts_no_thread_and_takes_no_lock(self):
+        symbols = {line.split(None, 1)[1] for line in output_lines(NM, "-DC", "--undefined-only", LIBRARY)}
+        self.assertTrue(symbols)
+        self.assertEqual([name for name in symbols if re.match(THREADS_AND_LOCKS, name)], [])
 
     def test_nothing_pins_it_in_memory(self):
         symbols = output_lines(READELF, "-W", "--dyn-syms", LIBRARY)

@@ -65,12 +65,6 @@ public:
     /// that was there and is restarted later is followed, without a new evaluation. A bus that ends
     /// later takes the subscription with it for good, since Qt connects to the system bus once in a
     /// process; the flag stays what it is.
-    ///
-    /// It is as without a bus, too, when the process has fewer than two file descriptors left, or
-    /// no thread, and nothing in it has used QtDBus before. QtDBus, whose first use would end the
-    /// process or never return, is then left alone: when there are some again, whoever uses the
-    /// system bus is connected, also a monitor made then, while this one stays as it is. Where
-    /// QtDBus is in use, one of the two may be missing without any consequence.
     explicit MonitorNetwork(QObject *parent);
     ~MonitorNetwork() override;
 
