@@ -76,7 +76,7 @@ private Q_SLOTS:
     void isMadeByTheFirstCall();
     void livesInTheThreadThatAsksFirst();
     void isOneForThreadsThatAskAtOnce();
-    void isNullPastTheExitHandlers();
+    void isNullOnceDestroyedInExitHandlersToo();
     void metaObjectListsSignalThenSlot();
     void onlyMetaObjectAndDestructorAreOverridden();
     void privatePartHoldsProxyOwnerAndFlag();
@@ -147,7 +147,7 @@ void tst_MonitorInstance::isOneForThreadsThatAskAtOnce()
     QCOMPARE(log.takeLines(), QStringList({primaryLine(QStringLiteral("/"))}));
 }
 
-void tst_MonitorInstance::isNullPastTheExitHandlers()
+void tst_MonitorInstance::isNullOnceDestroyedInExitHandlersToo()
 {
     QProcess process;
     process.start(QStringLiteral(MONITOR_AT_EXIT), QStringList());

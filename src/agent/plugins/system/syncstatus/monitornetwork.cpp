@@ -14,6 +14,7 @@
 #include <QDBusReply>
 #include <QLibrary>
 #include <QList>
+#include <QMetaProperty>
 #include <QTextStream>
 
 using syncstatus::constants::networkConnected;
@@ -90,8 +91,13 @@ void MonitorNetworkPrivate::currectNetworkState()
 
 QString MonitorNetworkPrivate::getPrimaryConnection()
 {
-    const auto connection =
-        networkManagerInterface->property("PrimaryConnection").value<QDBusObjectPath>();
+    // Qt ends a process that reads a property whose declared type QtDBus does not know.
+    QDBusObjectPath connection;
+    const QMetaObject *interface = networkManagerInterface->metaObject();
+    const QMetaProperty property =
+        interface->property(interface->indexOfProperty("PrimaryConnection"));
+    if (property.userType() == qMetaTypeId<QDBusObjectPath>())
+        connection = property.read(networkManagerInterface.data()).value<QDBusObjectPath>();
     qCWarning(ll_agent) << "codestack: "
                         << "get primary connection path:" << connection.path();
     return connection.path();
