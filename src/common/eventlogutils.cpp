@@ -12,7 +12,7 @@ static const QString eventLogLibraryPath = QString::fromLatin1("/usr/lib64/libco
 
 EventLogUtils *EventLogUtils::m_instance = nullptr;
 
-EventLogUtils *EventLogUtils::get()
+EventLogUtils *EventLogUtils::get() noexcept
 {
     // Neither guarded nor ever freed: the first call is the main thread's, and the entry points are
     // good for as long as the process lives.
@@ -31,7 +31,7 @@ EventLogUtils::EventLogUtils()
     m_writeEventLog = reinterpret_cast<WriteEventLog>(library.resolve("WriteEventLog"));
 }
 
-void EventLogUtils::initSync()
+void EventLogUtils::initSync() noexcept
 {
     if (!m_initialize)
         return;
@@ -39,7 +39,7 @@ void EventLogUtils::initSync()
     m_initialize(applicationName, true);
 }
 
-void EventLogUtils::writeLogs(const std::string &record)
+void EventLogUtils::writeLogs(const std::string &record) noexcept
 {
     if (m_writeEventLog)
         m_writeEventLog(record);

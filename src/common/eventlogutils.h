@@ -10,8 +10,7 @@
 
 #include <string>
 
-/// The process's way into the platform's event log, for records that are statistics of events, not
-/// diagnostic lines.
+/// The process's way into the platform's event log, for event records, not diagnostic lines.
 ///
 /// The platform's library, "/usr/lib64/libcorvel-event-log.so", is loaded at run time by the first
 /// get(). Where it is missing, cannot be loaded or lacks an entry point, everything here still
@@ -41,26 +40,25 @@ class SYNCSTATUS_EXPORT EventLogUtils
 public:
     /// The one object, made by the first call; never null, never destroyed, not the caller's to
     /// delete.
-    static EventLogUtils *get();
-
-    /// Loads the platform's library and looks its entry points up. Reserved for get().
-    EventLogUtils();
-    Q_DISABLE_COPY(EventLogUtils)
+    static EventLogUtils *get() noexcept;
 
     /// Initialises the platform's library for synchronous writing: calls "Initialize" with the name
     /// under which the agent's events are filed, "org.corvel.license.agent" (the same as the
     /// logging category of the agent's diagnostic lines), and true. writeLogs() does not depend on
     /// it having been called.
-    void initSync();
+    void initSync() noexcept;
 
     /// Hands one record to "WriteEventLog": the very object \a record, neither copied nor looked
     /// into; any bytes and any length. The platform expects a compact JSON object in UTF-8 with an
     /// integer "tid", the kind of event, and a string "version", the version of the record;
     /// composing it is the caller's business. A record that the platform refuses is lost without
     /// notice.
-    void writeLogs(const std::string &record);
+    void writeLogs(const std::string &record) noexcept;
 
 private:
+    EventLogUtils();
+    Q_DISABLE_COPY(EventLogUtils)
+
     // Which scalar they return, if any, differs between platforms and is never looked at.
     using Initialize = void (*)(std::string &applicationName, bool synchronous);
     using WriteEventLog = void (*)(const std::string &record);

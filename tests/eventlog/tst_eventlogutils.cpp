@@ -31,6 +31,7 @@ static const char libraryPath[] = "/usr/lib64/libcorvel-event-log.so";
 static_assert(!std::is_polymorphic_v<EventLogUtils>);
 static_assert(sizeof(EventLogUtils) == 2 * sizeof(void *), "the two entry points, nothing else");
 
+static_assert(!std::is_default_constructible_v<EventLogUtils>, "get() makes the one object");
 static_assert(!std::is_copy_constructible_v<EventLogUtils>);
 static_assert(!std::is_copy_assignable_v<EventLogUtils>);
 

@@ -4,14 +4,12 @@
 #ifndef SYNCSTATUS_CONSTANTS_H
 #define SYNCSTATUS_CONSTANTS_H
 
-#include <QLatin1String>
 #include <QtGlobal>
 
 namespace syncstatus::constants {
 
-/// The name of the implementation object in the agent's registry. (Its length is given because
-/// strlen() is a constant expression to g++ alone.)
-constexpr QLatin1String pluginObjectName("SyncStatus", sizeof("SyncStatus") - 1);
+/// The name of the implementation object in the agent's registry.
+constexpr char pluginObjectName[] = "SyncStatus";
 
 /// NM_STATE_CONNECTED_GLOBAL of NetworkManager's NMState. Site-wide (60) and local (50)
 /// connectivity do not count as connected.

@@ -103,7 +103,7 @@ QString MonitorNetworkPrivate::getPrimaryConnection()
     return connection.path();
 }
 
-MonitorNetwork *MonitorNetwork::getInstance()
+MonitorNetwork *MonitorNetwork::getInstance() noexcept
 {
     return monitorNetwork();
 }
@@ -122,7 +122,7 @@ MonitorNetwork::MonitorNetwork(QObject *parent)
 
 MonitorNetwork::~MonitorNetwork() = default;
 
-bool MonitorNetwork::getNetworkState()
+bool MonitorNetwork::getNetworkState() noexcept
 {
     Q_D(MonitorNetwork);
 #if QT_VERSION >= QT_VERSION_CHECK(5, 14, 0)

@@ -45,16 +45,16 @@ class MonitorNetworkPrivate;
 /// "codestack: ". Construction writes "get primary connection path:" with the path, then for each
 /// visited device "device interface path:" with its path and "current device network state:" with
 /// its state, and at last, unless connectivity was found, "get network state error!", also when
-/// NetworkManager did answer and merely reports less than global connectivity.
+/// NetworkManager did answer and merely reports less than global connectivity. Later, each
+/// `StateChanged` writes "current network state is changed:" with the state.
 class SYNCSTATUS_EXPORT MonitorNetwork : public QObject
 {
     Q_OBJECT
 
 public:
-    /// The process-wide monitor, made by the first call (see Blocking above). Null once the library
-    /// has been unloaded or the process is past its exit handlers; it is not made again then. The
-    /// pointer is not the caller's to delete.
-    static MonitorNetwork *getInstance();
+    /// The process-wide monitor, made by the first call (see Blocking above). Null once the monitor
+    /// is destroyed, inside exit handlers too; it is not made again. Not the caller's to delete.
+    static MonitorNetwork *getInstance() noexcept;
 
     /// Evaluates connectivity and subscribes to NetworkManager, as described above. Reserved for
     /// getInstance(): a second monitor would only repeat the first one's work.
@@ -70,7 +70,7 @@ public:
 
     /// Whether global connectivity was found at construction or has been announced since. Writes
     /// "getNetworkState:" with the answer (the message ends with a newline); no D-Bus traffic.
-    bool getNetworkState();
+    bool getNetworkState() noexcept;
 
 Q_SIGNALS:
     /// NetworkManager has reported global connectivity (NM_STATE_CONNECTED_GLOBAL, 70).

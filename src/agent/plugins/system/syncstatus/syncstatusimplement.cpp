@@ -10,7 +10,7 @@ namespace syncstatus::internal {
 
 SyncStatusImplement::SyncStatusImplement()
 {
-    setObjectName(constants::pluginObjectName);
+    setObjectName(QLatin1String(constants::pluginObjectName));
 }
 
 bool SyncStatusImplement::getNetworkState() const

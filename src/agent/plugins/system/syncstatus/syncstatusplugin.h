@@ -37,7 +37,7 @@ public:
     bool delayedInitialize() override;
 
 private:
-    Q_DECLARE_PRIVATE(internal::SyncStatusPlugin)
+    Q_DECLARE_PRIVATE(internal::SyncStatusPlugin) // appends "Private" to the name, as Q_D does
     Q_DISABLE_COPY(SyncStatusPlugin)
 
     QScopedPointer<internal::SyncStatusPluginPrivate> d_ptr;
