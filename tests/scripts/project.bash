@@ -15,7 +15,7 @@ make_project()
     project=$scratch/project
     mkdir -p "$project/scripts/helpers"
     cp "$from/test" "$project/scripts"
-    for helper in build "$@"; do
+    for helper in build contain progress "$@"; do
         cp "$from/helpers/$helper" "$project/scripts/helpers"
     done
     ln -s /bin/true "$project/scripts/helpers/install-packages"
