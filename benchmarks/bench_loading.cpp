@@ -10,7 +10,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <string>
 
 namespace {
@@ -19,14 +18,13 @@ void load(benchmark::State &state, const std::string &plugin)
 {
     const std::string command = BUILD_FOLDER "/benchmarks/loadhost '" + plugin + "'";
     for (auto _ : state) {
-        long long nanoseconds = 0;
-        long kilobytes = 0;
-        std::FILE *const host = popen(command.c_str(), "r");
-        if (std::fscanf(host, "%lld %ld", &nanoseconds, &kilobytes) != 2)
+        const auto printed = numbersPrintedBy(command);
+        if (printed.size() != 2) {
             state.SkipWithError("the plugin is not loaded");
-        pclose(host);
-        state.SetIterationTime(double(nanoseconds) / 1e9);
-        state.counters["privateKilobytes"] = double(kilobytes);
+            break;
+        }
+        state.SetIterationTime(printed[0] / 1e9);
+        state.counters["kilobytes"] = printed[1];
     }
 }
 

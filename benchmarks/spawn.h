@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -35,6 +36,16 @@ inline int spawnAndWait(const std::vector<const char *> &arguments)
         waitpid(child, &status, 0);
     posix_spawn_file_actions_destroy(&actions);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// Runs a shell command and returns the numbers that it prints; none when it fails.
+inline std::vector<double> numbersPrintedBy(const std::string &command)
+{
+    std::vector<double> numbers;
+    std::FILE *const pipe = popen(command.c_str(), "r");
+    for (double number = 0; std::fscanf(pipe, "%lf", &number) == 1;)
+        numbers.push_back(number);
+    return pclose(pipe) == 0 ? numbers : std::vector<double>();
 }
 
 #endif

@@ -3,6 +3,8 @@
 
 // The calls that a monitor makes when the first device is activated, by hand.
 
+#include "answer.h"
+
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -30,11 +32,8 @@ QVariant read(const QString &path, const char *interface, const char *property)
     return reply.value().variant();
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+bool isOnline()
 {
-    const QCoreApplication application(argc, argv);
     const QString root = QStringLiteral("/org/freedesktop/NetworkManager");
     call(root, "org.freedesktop.DBus.Introspectable", "Introspect", {});
     const auto connection =
@@ -44,5 +43,13 @@ int main(int argc, char **argv)
     const auto paths = qdbus_cast<QList<QDBusObjectPath>>(devices);
     const QVariant state =
         read(paths.value(0).path(), "org.freedesktop.NetworkManager.Device", "State");
-    return state.toUInt() == 100 ? 0 : 1;
+    return state.toUInt() == 100;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    return measureAnswer(isOnline);
 }

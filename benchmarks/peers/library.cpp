@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "answer.h"
+
 #include <syncstatus/monitornetwork.h>
 
 #include <QCoreApplication>
@@ -8,5 +10,5 @@
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    return MonitorNetwork::getInstance()->getNetworkState() ? 0 : 1;
+    return measureAnswer([] { return MonitorNetwork::getInstance()->getNetworkState(); });
 }
