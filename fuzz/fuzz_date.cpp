@@ -154,7 +154,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     }
 
     const QString date = Utils::getServerDateTime(timestamp);
-    if (!seconds || *seconds == 0) {
+    constexpr qint64 furthest = 9'000'000'000'000'000; // from here on there is no date
+    if (!seconds || *seconds == 0 || *seconds <= -furthest || *seconds >= furthest) {
         require(date.isEmpty(), "no date");
     } else if (!zone.hasSummerTime) {
         require(date == dateOfMoment(*seconds, zone.offset), "the calendar's date");

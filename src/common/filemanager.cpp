@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-#include "agentlog.h"
+#include "filemanager.h"
 
-#include <syncstatus/filemanager.h>
+#include "agentlog.h"
 
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -24,16 +24,11 @@ namespace systemFileManager {
 
 namespace {
 
-// The path as every operation hands it to Qt.
+// Qt hands a path to the system only up to its first NUL, so that another file would be read or
+// overwritten, and QSettings never returns from one. All of them refuse the empty path.
 QString checkedPath(const QString &path)
 {
-    // Qt hands a path to the system only up to its first NUL, so that another file would be read or
-    // overwritten, and QSettings never returns from one. The empty path is refused by all of them.
-    if (path.isEmpty() || path.contains(QChar::Null))
-        return {};
-    // What comes before a colon is a search path's prefix to Qt, and ":" alone a resource's. Behind
-    // "./" it is a name like any other.
-    return path.startsWith(QLatin1Char('/')) ? path : QLatin1String("./") + path;
+    return path.contains(QChar::Null) ? QString() : path;
 }
 
 // QSettings keeps a file as this process last decoded it. Where that was readIniConfigFile's work,
@@ -62,7 +57,7 @@ void moveTimeStamp(const QString &path)
 } // namespace
 
 void FileManager::writeIniConfigFile(const QMap<QString, QVariantMap> &config,
-                                     const QString &filePath)
+                                     const QString &filePath) noexcept
 {
     const QString path = checkedPath(filePath);
     QSettings settings(path, QSettings::IniFormat);
@@ -87,7 +82,7 @@ void FileManager::writeIniConfigFile(const QMap<QString, QVariantMap> &config,
 }
 
 QString FileManager::readIniConfigFile(const QString &filePath, const QString &group,
-                                       const QString &key, const QString &defaultValue)
+                                       const QString &key, const QString &defaultValue) noexcept
 {
     // No codec, unlike the other two: callers' files are read with Qt's own INI decoding.
     const QSettings settings(checkedPath(filePath), QSettings::IniFormat);
@@ -95,7 +90,8 @@ QString FileManager::readIniConfigFile(const QString &filePath, const QString &g
     return settings.value(QStringLiteral("%1/%2").arg(group, key), defaultValue).toString();
 }
 
-QMap<QString, QString> FileManager::readSettingFile(const QString &filePath, const QString &group)
+QMap<QString, QString> FileManager::readSettingFile(const QString &filePath,
+                                                    const QString &group) noexcept
 {
     QSettings settings(checkedPath(filePath), QSettings::IniFormat);
     settings.setIniCodec("UTF8");
@@ -108,7 +104,7 @@ QMap<QString, QString> FileManager::readSettingFile(const QString &filePath, con
     return values;
 }
 
-QByteArray FileManager::readFile(const QString &filePath)
+QByteArray FileManager::readFile(const QString &filePath) noexcept
 {
     QFile file(checkedPath(filePath));
     if (!file.open(QIODevice::ReadOnly)) {
@@ -118,7 +114,7 @@ QByteArray FileManager::readFile(const QString &filePath)
     return file.readAll();
 }
 
-bool FileManager::writeFile(const QByteArray &data, const QString &filePath)
+bool FileManager::writeFile(const QByteArray &data, const QString &filePath) noexcept
 {
     QFile file(checkedPath(filePath));
     // Unbuffered, so that write() itself meets a full disk: what a buffer holds is written by
@@ -137,7 +133,7 @@ bool FileManager::writeFile(const QByteArray &data, const QString &filePath)
     return true;
 }
 
-bool FileManager::isFileExist(const QString &filePath)
+bool FileManager::isFileExist(const QString &filePath) noexcept
 {
     if (QFile::exists(checkedPath(filePath)))
         return true;
@@ -145,19 +141,19 @@ bool FileManager::isFileExist(const QString &filePath)
     return false;
 }
 
-bool FileManager::checkPath(const QString &dirPath)
+bool FileManager::checkPath(const QString &dirPath) noexcept
 {
     const QDir dir{QString()};
     const QString path = checkedPath(dirPath);
     return dir.exists(path) || dir.mkpath(path);
 }
 
-bool FileManager::removeFile(const QString &filePath)
+bool FileManager::removeFile(const QString &filePath) noexcept
 {
     return QFile::remove(checkedPath(filePath));
 }
 
-bool FileManager::parseJson(const QByteArray &data, QJsonDocument &document)
+bool FileManager::parseJson(const QByteArray &data, QJsonDocument &document) noexcept
 {
     if (data.isEmpty()) {
         qCWarning(ll_agent) << "fileData isEmpty :";
@@ -173,12 +169,12 @@ bool FileManager::parseJson(const QByteArray &data, QJsonDocument &document)
     return true;
 }
 
-QVariantMap FileManager::parseJsonData(const QJsonDocument &document)
+QVariantMap FileManager::parseJsonData(const QJsonDocument &document) noexcept
 {
     return document.object().toVariantMap();
 }
 
-QJsonDocument FileManager::transQBytearrayToJsonDocument(const QByteArray &data)
+QJsonDocument FileManager::transQBytearrayToJsonDocument(const QByteArray &data) noexcept
 {
     QJsonParseError error;
     QJsonDocument document = QJsonDocument::fromJson(data, &error);

@@ -16,14 +16,13 @@ namespace systemFileManager {
 
 /// INI settings files, whole files and JSON text, one file or one text a call.
 ///
-/// Paths: a relative path is resolved against the process's current directory, also one with a
-/// colon: neither Qt's resources (":name") nor QDir::setSearchPaths() ("prefix:name") play a part.
-/// Names reach the system in the locale's encoding (UTF-8 on every current distribution) and may
-/// hold anything but NUL. A path that is empty or holds a NUL gives the operation's failure result;
-/// Qt may then add a line of its own, in the category "default", about the name.
+/// Paths reach Qt as they are given: ":/name" is a resource, and "prefix:name" is looked for in the
+/// folders of QDir::setSearchPaths(). A relative path is resolved against the process's current
+/// directory; write "./:name" for a file whose name begins with a colon. Names reach the system in
+/// the locale's encoding (UTF-8 on every current distribution). A path that is empty or holds a NUL
+/// gives the operation's failure result; Qt may then add a line in the category "default".
 ///
-/// Failures come back as results; nothing throws but std::bad_alloc, when memory runs out or a text
-/// would be longer than a QString can be (about 10^9 characters).
+/// Failures come back as results.
 ///
 /// Threads: the class has no state; any thread may call any operation, also several at once.
 /// Threads that work on one file at once are not coordinated. An INI file keeps all keys then, but
@@ -147,7 +146,7 @@ public:
     /// thread's operation on the file waits with it, a reader's too. A directory in the place of
     /// the lock file is waited for without end.
     static void writeIniConfigFile(const QMap<QString, QMap<QString, QVariant>> &config,
-                                   const QString &filePath);
+                                   const QString &filePath) noexcept;
 
     /// The value of \a key in \a group of the INI file \a filePath, as text, decoded by QSettings'
     /// default (see Encoding and Cache above); \a defaultValue when the file, the group or the key
@@ -156,13 +155,14 @@ public:
     /// an empty \a key gives the value of the key \a group of no group, and both empty give
     /// \a defaultValue. Takes no lock.
     static QString readIniConfigFile(const QString &filePath, const QString &group,
-                                     const QString &key, const QString &defaultValue);
+                                     const QString &key, const QString &defaultValue) noexcept;
 
     /// All keys of \a group of the INI file \a filePath with their values as UTF-8 text, in
     /// ascending order; a key "k" of a nested group "sub" comes as "sub/k". The group "" gives the
     /// whole file. Empty when the file or the group is missing or the file cannot be read. Takes no
     /// lock.
-    static QMap<QString, QString> readSettingFile(const QString &filePath, const QString &group);
+    static QMap<QString, QString> readSettingFile(const QString &filePath,
+                                                  const QString &group) noexcept;
 
     /// All bytes of \a filePath. Works for files of /proc and /sys and for fifos too; a fifo is
     /// waited for, first until a writer opens it and then until the last one closes it.
@@ -170,7 +170,7 @@ public:
     /// Empty when the file cannot be opened (a directory cannot); then logs the path, "----" and
     /// the system's error text. Empty without a line for an empty file, and for one of 2 GiB or
     /// more, which a QByteArray cannot hold. A read error ends the data where it occurs.
-    static QByteArray readFile(const QString &filePath);
+    static QByteArray readFile(const QString &filePath) noexcept;
 
     /// Makes \a data the whole content of \a filePath, in place: permissions, owner and hard links
     /// stay, a symbolic link is followed, also a dangling one. The file is made when it is missing
@@ -189,21 +189,21 @@ public:
     /// A fifo or a device cannot be truncated and is written to as it is. A write to a fifo waits
     /// while the pipe is full (64 KiB by default), for ever without a reader; data that nobody has
     /// read when the call returns are lost unless a reader has the fifo open.
-    static bool writeFile(const QByteArray &data, const QString &filePath);
+    static bool writeFile(const QByteArray &data, const QString &filePath) noexcept;
 
     /// Whether anything is at \a filePath, a directory included. A symbolic link counts as what it
     /// points to: a dangling one is not there. False too where a directory on the way may not be
     /// searched. Logs the path and " non-existent." when the answer is false.
-    static bool isFileExist(const QString &filePath);
+    static bool isFileExist(const QString &filePath) noexcept;
 
     /// True when anything is at \a dirPath, **a plain file too**; otherwise makes the directory
     /// with all missing parents (mode 0777 less the umask) and returns whether that succeeded.
     /// Parents made before a failure stay.
-    static bool checkPath(const QString &dirPath);
+    static bool checkPath(const QString &dirPath) noexcept;
 
     /// Removes the file, fifo or symbolic link (not its target) at \a filePath. False when there is
     /// none, when it is a directory, and when the system refuses.
-    static bool removeFile(const QString &filePath);
+    static bool removeFile(const QString &filePath) noexcept;
 
     /// Parses \a data, JSON text in UTF-8 with an object or an array at the top, into \a document.
     ///
@@ -217,16 +217,16 @@ public:
     /// number without digits before or after its point, and a byte order mark before the text; of
     /// equal keys the last one counts, and Qt 5.15 leaks an object or array that an earlier one of
     /// them held.
-    static bool parseJson(const QByteArray &data, QJsonDocument &document);
+    static bool parseJson(const QByteArray &data, QJsonDocument &document) noexcept;
 
     /// The object that \a document holds, nested objects as QVariantMap, arrays as QVariantList,
     /// numbers as double (Qt 5.15: integers of up to 64 bits as qlonglong). Empty for an array or a
     /// null document.
-    static QMap<QString, QVariant> parseJsonData(const QJsonDocument &document);
+    static QMap<QString, QVariant> parseJsonData(const QJsonDocument &document) noexcept;
 
     /// \a data parsed as by parseJson(); a null document when it is empty or not JSON text, which
     /// logs "QJsonParseError " and Qt's error text.
-    static QJsonDocument transQBytearrayToJsonDocument(const QByteArray &data);
+    static QJsonDocument transQBytearrayToJsonDocument(const QByteArray &data) noexcept;
 };
 
 } // namespace systemFileManager

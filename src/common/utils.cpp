@@ -17,10 +17,8 @@
 #include <QTcpSocket>
 #include <QVariant>
 
-#include <array>
 #include <cmath>
 #include <limits>
-#include <new>
 #include <optional>
 
 namespace {
@@ -50,91 +48,59 @@ bool stripHttpPrefix(const QString &url, QString &rest)
     return false;
 }
 
-// Access to a protected member, of a plain QProcess: for a derived class Qt 5.15 does without
-// pidfds (Linux 5.4) and takes over the process's SIGCHLD, which the host may want for itself.
+// For access to a protected member. The process itself stays a plain QProcess: for a derived class
+// Qt 5.15 takes over the process's SIGCHLD, which the host may need.
 struct ProcessState : QProcess // clazy:exclude=missing-qobject-macro
 {
     static constexpr auto set = &ProcessState::setProcessState;
 };
 
-// Returns whether the kernel has let this process fork. With pidfds, Qt 5.15 does not look and
-// takes -1 for a child that is starting: to wait for that one may never end, and to kill it would
-// end every process that this one may send a signal to. Such an object can only be thrown away.
-bool startBash(QProcess &process, const QString &command)
-{
-    process.start(QLatin1String("bash"), {QLatin1String("-c"), command});
-    if (process.processId() != -1)
-        return true;
-    (process.*ProcessState::set)(QProcess::NotRunning); // so that its destructor does neither
-    return false;
-}
-
-void dropOutput(QProcess &process)
-{
-    std::array<char, 4096> scrap;
-    for (const auto channel : {QProcess::StandardError, QProcess::StandardOutput}) {
-        process.setReadChannel(channel);
-        while (process.read(scrap.data(), scrap.size()) > 0)
-            ;
-    }
-}
-
-// Waits until the process has ended. One that prints more than there is memory for is killed, and
-// what it has printed is dropped, again and again until it is gone: its children may go on.
-void waitForFinished(QProcess &process, int milliseconds)
-{
-    for (bool isKilled = false;; isKilled = true) {
-        try {
-            process.waitForFinished(isKilled ? -1 : milliseconds);
-            if (isKilled)
-                dropOutput(process);
-            return;
-        } catch (const std::bad_alloc &) {
-            process.kill();
-            dropOutput(process);
-        }
-    }
-}
-
 } // namespace
 
 namespace utility {
 
-bool Utils::executeCmd(const QString &command, QString &output)
-try {
+bool Utils::executeCmd(const QString &command, QString &output) noexcept
+{
     constexpr int attempts = 3;
     constexpr int baseWait = 15000; // milliseconds
 
-    // One process for all attempts, neither killed nor reset in between: a command that is slow is
-    // waited for, not started again beside itself.
+    // One process for all attempts, neither killed nor reset in between: a slow command is waited
+    // for, not started a second time.
     std::optional<QProcess> process(std::in_place);
     for (int attempt = 1; attempt <= attempts; ++attempt) {
-        const bool isForked = startBash(*process, command);
-        if (isForked)
-            waitForFinished(*process, (attempt + 1) * baseWait);
-        else
-            process.emplace(); // nothing has come of it, so that this is the same
-        const QProcess::ProcessError error = isForked ? process->error() : QProcess::FailedToStart;
+        process->start(QLatin1String("bash"), {QLatin1String("-c"), command});
+        QProcess::ProcessError error = QProcess::FailedToStart;
+        QString errorString;
+        if (process->processId() == -1) {
+            // Qt 5.15 does not notice that the fork has failed; errno still says why. To kill the
+            // id -1, as close() and the destructor do, would signal every process.
+            errorString = QLatin1String("Resource error (fork failure): ") + qt_error_string();
+            (*process.*ProcessState::set)(QProcess::NotRunning);
+            process.emplace(); // nothing was started; this closes the pipes
+        } else {
+            process->waitForFinished((attempt + 1) * baseWait);
+            error = process->error();
+            errorString = process->errorString();
+        }
         qCWarning(ll_agent) << "cmd: " << command << " exitStatus: " << process->exitStatus()
                             << " exitCode: " << process->exitCode() << " error: " << error
-                            << " errorString: "
-                            << (isForked ? process->errorString()
-                                         : QStringLiteral("Resource error (fork failure)"));
-        if (error == QProcess::UnknownError) // QProcess's word for "none"
+                            << " errorString: " << errorString;
+        if (error == QProcess::UnknownError) // which is QProcess's word for "none"
             break;
     }
 
     const QByteArray printed = process->isOpen() ? process->readAllStandardOutput() : QByteArray();
+    // What a QString of Qt 5 holds, less its header and final NUL.
+    constexpr int longestText = (std::numeric_limits<int>::max() - 32) / 2;
     // With its size: the overload for a byte array ends at the first NUL.
-    output = QString::fromLatin1(printed.constData(), printed.size());
+    output = printed.size() <= longestText
+                 ? QString::fromLatin1(printed.constData(), printed.size())
+                 : QString();
     process->close();
     return !output.isEmpty();
-} catch (const std::bad_alloc &) { // callers are told of no failure by an exception
-    output.clear();
-    return false;
 }
 
-QString Utils::getPackageNameByProcessName(const QString &processName)
+QString Utils::getPackageNameByProcessName(const QString &processName) noexcept
 {
     if (processName.isEmpty())
         return {};
@@ -148,12 +114,12 @@ QString Utils::getPackageNameByProcessName(const QString &processName)
     return output.trimmed();
 }
 
-bool Utils::isValidIp(const QString &text)
+bool Utils::isValidIp(const QString &text) noexcept
 {
     return QRegExp(ipRegex, Qt::CaseSensitive, QRegExp::RegExp).exactMatch(text);
 }
 
-void Utils::setSocksNetworkProxy(QTcpSocket &socket, const QJsonObject &config)
+void Utils::setSocksNetworkProxy(QTcpSocket &socket, const QJsonObject &config) noexcept
 {
     const QJsonObject socks = config.value(QLatin1String("socks")).toObject();
     if (socks.isEmpty()) {
@@ -172,7 +138,7 @@ void Utils::setSocksNetworkProxy(QTcpSocket &socket, const QJsonObject &config)
                         << "Set network proxy success!";
 }
 
-bool Utils::compareUrlIgnoreHttpPrefix(const QString &first, const QString &second)
+bool Utils::compareUrlIgnoreHttpPrefix(const QString &first, const QString &second) noexcept
 {
     if (first == second)
         return true;
@@ -181,35 +147,22 @@ bool Utils::compareUrlIgnoreHttpPrefix(const QString &first, const QString &seco
            firstRest == secondRest;
 }
 
-QString Utils::getServerDateTime(const QVariant &timestamp)
+QString Utils::getServerDateTime(const QVariant &timestamp) noexcept
 {
     if (timestamp.isNull())
         return {};
 
-    // QDateTime counts milliseconds in 64 bits and checks neither the multiplication by 1000 nor
-    // its sums with the zone's offset; and QVariant does not check what it makes an integer of.
-    constexpr qint64 furthest = std::numeric_limits<qint64>::max() / 1000;
-    if (!(std::fabs(timestamp.toDouble()) < 1e16)) // false for NaN, too; finer below
+    // QDateTime counts milliseconds in 64 bits and does not check for overflow. The margin is wider
+    // than any time zone's offset. The comparison is false for NaN.
+    if (!(std::fabs(timestamp.toDouble()) < 9e15))
         return {};
     const qint64 seconds = timestamp.toLongLong();
-    if (seconds == 0 || seconds < -furthest || seconds > furthest)
+    if (seconds == 0)
         return {};
-
-    // So QDateTime is asked for the local time of a moment well inside its range, a zone's offset
-    // being a little over a day at most; what is missing to the moment itself, if anything, is
-    // added to that.
-    constexpr qint64 threeDays = qint64(3) * 24 * 60 * 60;
-    const qint64 safe = qBound(-furthest + threeDays, seconds, furthest - threeDays);
-    const QDateTime moment = QDateTime::fromSecsSinceEpoch(safe);
-    if (!moment.isValid())
-        return {}; // GCOVR_EXCL_LINE: Qt 5 has a local time for every moment within these bounds
-    const QDateTime wallClock(moment.date(), moment.time(), Qt::UTC);
-    const qint64 local = wallClock.toSecsSinceEpoch() + (seconds - safe);
-    if (local < -furthest || local > furthest)
-        return {};
+    const QDateTime moment = QDateTime::fromSecsSinceEpoch(seconds);
     // QDateTime::toString() would write the digits of the system's language.
-    return QLocale::c().toString(QDateTime::fromSecsSinceEpoch(local, Qt::UTC),
-                                 QLatin1String("yyyy-MM-dd"));
+    return moment.isValid() ? QLocale::c().toString(moment, QLatin1String("yyyy-MM-dd"))
+                            : QString();
 }
 
 } // namespace utility

@@ -41,9 +41,12 @@ public:
     /// encoding: pipes, redirections and quotes work as in a shell, and text from elsewhere that is
     /// put into it can run anything. The child has this process's environment and working
     /// directory. Its standard input is a pipe that stays open and empty: a command that reads it
-    /// waits for ever, so add `</dev/null` to one that might. Its standard error is a
-    /// pipe of its own: it is emptied, so that the command is not held up, and dropped when the
-    /// call ends. Add `2>&1` to have it.
+    /// waits for ever, so add `</dev/null` to one that might. In a host without a descriptor 0, the
+    /// command's standard input is closed. Its standard error is a pipe of its own: it is emptied,
+    /// so that the command is not held up, and dropped when the call ends. Add `2>&1` to have it.
+    ///
+    /// **The host must leave the child to this call**: no ignored SIGCHLD, no SA_NOCLDWAIT, no
+    /// waitpid(-1). Otherwise Qt reports a crash, and the command runs three times.
     ///
     /// \a output has one character for each byte printed, decoded as **Latin-1**; nothing is
     /// trimmed and a NUL byte is kept. For a command that prints UTF-8 use
@@ -75,21 +78,19 @@ public:
     /// Memory: everything printed is held until the command ends, what goes to standard error with
     /// one byte for each byte until the call ends; `2>/dev/null` avoids that. At the end there are
     /// up to four bytes for each byte of the standard output, which is twice the size of the text
-    /// in \a output (two bytes a character); when the call returns, that text remains. No QString
-    /// is as long as 2^30 characters: from 1 GiB printed on, the result is false and \a output
-    /// empty.
+    /// in \a output (two bytes a character); when the call returns, that text remains. A QString
+    /// holds a little less than 2^30 characters: for a longer output, the result is false and
+    /// \a output is empty.
     ///
-    /// **Nothing limits what a command may print.** One that does so without end fills the memory
-    /// for as long as the waits last: `yes` on a machine of 2020 with 300 MB a second, which would
-    /// be 40 GB in 135 seconds. Where the process may have less (`ulimit -v`, LimitAS=), bash is
-    /// killed when that is used up, which is a crash like any other, with the next attempt to
-    /// follow; where it may not, the kernel ends whom it chooses. `| head -c 1000000` sets a limit.
+    /// **Nothing limits how much a command prints.** `yes` fills the memory with 300 MB a second on
+    /// a machine of 2020, until the waits are over or memory runs out. `| head -c 1000000` sets a
+    /// limit.
     ///
     /// Writes one line after every attempt, also a good one: "cmd: " with the command,
     /// " exitStatus: ", " exitCode: ", " error: " and " errorString: " with what QProcess says of
     /// each. Before it has ended, a process counts as a normal exit with code 0. Since the command
     /// is in the line, keep secrets out of it.
-    static bool executeCmd(const QString &command, QString &output);
+    static bool executeCmd(const QString &command, QString &output) noexcept;
 
     /// The name of the rpm package that owns a program, without white space around it; empty when
     /// the name is empty, when the query prints nothing (no such file, no rpm), or when bash cannot
@@ -111,12 +112,12 @@ public:
     ///   never has a blank in it; check for one.
     /// - When several packages own the file, such as one package in two architectures, their names
     ///   follow each other with nothing in between.
-    static QString getPackageNameByProcessName(const QString &processName);
+    static QString getPackageNameByProcessName(const QString &processName) noexcept;
 
     /// Whether the whole of \a text is an IPv4 address in dotted decimal: four numbers from 0 to
     /// 255, of one to three ASCII digits each, so leading zeros are allowed (and do not mean
     /// octal). No white space, no port, no prefix length, no IPv6.
-    static bool isValidIp(const QString &text);
+    static bool isValidIp(const QString &text) noexcept;
 
     /// Sets the proxy of \a socket, and nothing else in the process, from \a config:
     /// \code
@@ -138,14 +139,14 @@ public:
     /// Then, with the proxy set, writes one line, "network: " with one of "Set network proxy
     /// success!", "Socks network proxy data is empty!" and "Socks network proxy host data is
     /// empty!".
-    static void setSocksNetworkProxy(QTcpSocket &socket, const QJsonObject &config);
+    static void setSocksNetworkProxy(QTcpSocket &socket, const QJsonObject &config) noexcept;
 
     /// Whether two URLs are equal apart from "http://" against "https://", from upper and lower
     /// case **anywhere in them**, and from white space around them. Case is what QString::toLower()
     /// evens out, so that the two small sigmas differ. Nothing else is evened out: not a trailing
     /// slash, not a default port, not an escape. A text that begins with neither scheme
     /// is equal only to the very same text.
-    static bool compareUrlIgnoreHttpPrefix(const QString &first, const QString &second);
+    static bool compareUrlIgnoreHttpPrefix(const QString &first, const QString &second) noexcept;
 
     /// The date, "yyyy-MM-dd" in ASCII digits, on which the moment that lies \a timestamp
     /// **seconds** after 1970-01-01T00:00:00 UTC (before it, if negative) falls in this machine's
@@ -154,13 +155,13 @@ public:
     /// \a timestamp is converted as QVariant::toLongLong() does. A float or a double is rounded to
     /// the nearest second, a half up: 0.5 is 1, and 0.4 and -0.5 are zero. Text is decimal digits,
     /// with a sign or without, white space around them let through; a fraction or an exponent makes
-    /// it no number. true is 1. Empty when it is null, zero, not a number, or out of the range of
-    /// QDateTime: 2^63 milliseconds either side of 1970, the moment as well as its local time.
+    /// it no number. true is 1. Empty when it is null, zero, not a number, or 9e15 seconds (some
+    /// 285 million years) or more away from 1970.
     ///
     /// Milliseconds given by mistake are not noticed: they give a year of five or more digits. A
     /// year before 1 has a minus sign, and there is no year 0. Daylight saving is QDateTime's: none
     /// before 1970, where the zone's standard offset of today counts.
-    static QString getServerDateTime(const QVariant &timestamp);
+    static QString getServerDateTime(const QVariant &timestamp) noexcept;
 };
 
 } // namespace utility

@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <dlfcn.h>
+#include <poll.h>
 #include <signal.h> // NOLINT(modernize-deprecated-headers): kill is POSIX's
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,8 +24,28 @@
 
 using utility::Utils;
 
-// Not seen by these tests: that there is no wait for the start of its own beside the wait for the
-// end, and attempts after QProcess::ReadError and WriteError, which no command brings about.
+namespace {
+
+bool recordsWaits = false;
+// There is no use of it before main().
+QVector<qint64> waits; // clazy:exclude=non-pod-global-static
+
+} // namespace
+
+// Qt waits for a process by this function. The program's own comes before the C library's: a wait
+// with a time-out is noted, and over at once.
+extern "C" __attribute__((visibility("default"))) int
+ppoll(pollfd *fds, nfds_t nfds, const timespec *timeout, const sigset_t *ss)
+{
+    if (recordsWaits && timeout) {
+        waits += qRound64(double(timeout->tv_sec) + double(timeout->tv_nsec) / 1e9);
+        return 0;
+    }
+    return reinterpret_cast<decltype(&ppoll)>(dlsym(RTLD_NEXT, "ppoll"))(fds, nfds, timeout, ss);
+}
+
+// Not seen by these tests: attempts after QProcess::ReadError and WriteError, which no command
+// brings about.
 class ExecuteCmd : public QObject
 {
     Q_OBJECT
@@ -50,6 +72,7 @@ private Q_SLOTS:
     void aGrandchildThatHoldsTheOutputOpenDoesNotDelayTheCall();
     void linesAreWrittenOnlyWhenTheLevelIsOn();
     void noEventIsProcessedMeanwhile();
+    void anAttemptWaitsOnce();
 
 private:
     QTemporaryDir m_dir;
@@ -344,6 +367,20 @@ void ExecuteCmd::noEventIsProcessedMeanwhile()
     QVERIFY(!other.isActive());
     QTRY_COMPARE(fired.count(), 1);
     QTRY_VERIFY(other.isActive());
+}
+
+// Not for the start, and then for the end.
+void ExecuteCmd::anAttemptWaitsOnce()
+{
+    const QString command = QStringLiteral("exec sleep 60");
+    QString output;
+    LogCapture log;
+    waits.clear();
+    recordsWaits = true;
+    Utils::executeCmd(command, output);
+    recordsWaits = false;
+    QCOMPARE(waits, (QVector<qint64>{30, 45, 60}));
+    QCOMPARE(log.take().size(), 5); // three of executeCmd's, and two of Qt's in between
 }
 
 QTEST_GUILESS_MAIN(ExecuteCmd)

@@ -117,6 +117,8 @@ private Q_SLOTS:
     void takesAnyName();
     void takesARelativePath_data();
     void takesARelativePath();
+    void takesAResource();
+    void takesAPrefixOfTheSearchPaths();
     void doesNotDoWhatPermissionsForbid();
     void refusesAnEmptyPath();
     void refusesAPathWithANul();
@@ -458,11 +460,7 @@ void WholeFiles::takesARelativePath_data()
     QTest::newRow("here") << latin1("file");
     QTest::newRow("above") << latin1("../file");
     QTest::newRow("with a detour") << latin1("./../here/../file");
-    // These mean something else to Qt.
-    QTest::newRow("a leading colon") << latin1(":file");
-    QTest::newRow("only a colon") << latin1(":");
-    QTest::newRow("a search path's prefix") << latin1("prefix:file");
-    QTest::newRow("a search path's prefix and a folder") << latin1("prefix:folder/file");
+    QTest::newRow("a colon behind a folder") << latin1("./:file");
 }
 
 void WholeFiles::takesARelativePath()
@@ -470,11 +468,7 @@ void WholeFiles::takesARelativePath()
     QFETCH(QString, name);
     const QString absolute = path(latin1("here")) + QLatin1Char('/') + name;
 
-    QVERIFY(QDir().mkpath(path(latin1("elsewhere/folder"))));
-    QVERIFY(store(path(latin1("elsewhere/file")), "elsewhere"));
-    QVERIFY(store(path(latin1("elsewhere/folder/file")), "elsewhere"));
-    QDir::setSearchPaths(latin1("prefix"), {path(latin1("elsewhere"))});
-    QVERIFY(QDir().mkpath(path(latin1("here/prefix:folder"))));
+    QVERIFY(QDir().mkpath(path(latin1("here"))));
     const QString before = QDir::currentPath();
     QVERIFY(QDir::setCurrent(path(latin1("here"))));
     const bool none = FileManager::isFileExist(name);
@@ -489,7 +483,6 @@ void WholeFiles::takesARelativePath()
     const bool gone = !QFileInfo::exists(absolute);
     const bool made = FileManager::checkPath(name + latin1("/directory"));
     QVERIFY(QDir::setCurrent(before));
-    QDir::setSearchPaths(latin1("prefix"), {});
 
     // A line has the path as it was given.
     QCOMPARE(takeLines(), nonExistent(name) + openError(name, "No such file or directory"));
@@ -505,6 +498,36 @@ void WholeFiles::takesARelativePath()
     QVERIFY(gone);
     QVERIFY(made);
     QVERIFY(QFileInfo(absolute + latin1("/directory")).isDir());
+}
+
+void WholeFiles::takesAResource()
+{
+    const QString resource = latin1(":/resource");
+    QVERIFY(FileManager::isFileExist(resource));
+    QVERIFY(FileManager::checkPath(resource));
+    QVERIFY(FileManager::readFile(resource).contains("<qresource>"));
+    QVERIFY(!FileManager::removeFile(resource));
+    QVERIFY(!FileManager::isFileExist(latin1(":/absent")));
+    QCOMPARE(takeLines(), nonExistent(latin1(":/absent")));
+}
+
+void WholeFiles::takesAPrefixOfTheSearchPaths()
+{
+    const QString name = latin1("prefix:file");
+    const QString file = path(latin1("folder/file"));
+    QVERIFY(QDir().mkpath(path(latin1("folder"))));
+    QDir::setSearchPaths(latin1("prefix"), {path(latin1("folder"))});
+    QVERIFY(!FileManager::isFileExist(name));
+    QCOMPARE(takeLines(), nonExistent(name));
+    QVERIFY(store(file, "stored"));
+    QVERIFY(FileManager::isFileExist(name));
+    QVERIFY(FileManager::checkPath(name));
+    QCOMPARE(FileManager::readFile(name), QByteArray("stored"));
+    QVERIFY(FileManager::writeFile("written", name));
+    QCOMPARE(contentOf(file), QByteArray("written"));
+    QVERIFY(FileManager::removeFile(name));
+    QVERIFY(!QFileInfo::exists(file));
+    QDir::setSearchPaths(latin1("prefix"), {});
 }
 
 void WholeFiles::doesNotDoWhatPermissionsForbid()

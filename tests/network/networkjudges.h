@@ -7,8 +7,6 @@
 #include <QString>
 #include <QVector>
 
-#include <limits>
-
 /// Second answers to what the network helpers are asked, for the tests and the fuzz targets. They
 /// are found in another way than the helpers'.
 
@@ -139,17 +137,10 @@ inline QString dateOfDay(qint64 daysSince1970)
         .arg(ofMonth, 2, 10, QLatin1Char('0'));
 }
 
-/// What \a seconds since 1970 are a date of, for QDateTime's range; empty beyond it.
-/// \a offset is the zone's, in seconds east of UTC.
+/// What \a seconds since 1970 are a date of. \a offset is the zone's, in seconds east of UTC.
 inline QString dateOfMoment(qint64 seconds, qint64 offset)
 {
-    // The last second whose milliseconds fit into 64 bits; the first one is its negative.
-    constexpr qint64 furthest = std::numeric_limits<qint64>::max() / 1000;
-    constexpr qint64 secondsOfDay = 86400;
-    if (seconds < -furthest || seconds > furthest || seconds + offset < -furthest ||
-        seconds + offset > furthest)
-        return {};
-    return dateOfDay(floorDivided(seconds + offset, secondsOfDay));
+    return dateOfDay(floorDivided(seconds + offset, 86400));
 }
 
 #endif

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "atonce.h"
 #include "logcapture.h"
 #include "networkjudges.h"
 #include "testseed.h"
@@ -9,6 +10,8 @@
 
 #include <QRandomGenerator>
 #include <QtTest>
+
+#include <atomic>
 
 using utility::Utils;
 
@@ -68,8 +71,6 @@ private:
 
 } // namespace
 
-// Not seen by these tests: that each call builds an expression of its own, which lets threads call
-// at once without a lock.
 class Addresses : public QObject
 {
     Q_OBJECT
@@ -79,6 +80,7 @@ private Q_SLOTS:
     void table();
     void everyNumber();
     void randomTextsAgreeWithAPlainParser();
+    void threadsThatCallAtOnceShareNoExpression();
     void nothingIsLogged();
 };
 
@@ -144,6 +146,19 @@ void Addresses::randomTextsAgreeWithAPlainParser()
     }
     // Both answers are common.
     QVERIFY2(valid > count / 5 && valid < count * 4 / 5, qPrintable(QString::number(valid)));
+}
+
+void Addresses::threadsThatCallAtOnceShareNoExpression()
+{
+    constexpr int threads = 8;
+    constexpr int rounds = 5000;
+    std::atomic<int> good{0};
+    atOnce(threads, [&good](int thread) {
+        const QString address = QStringLiteral("10.0.%1.255").arg(thread);
+        for (int round = 0; round < rounds; ++round)
+            good += Utils::isValidIp(address) && !Utils::isValidIp(address + QLatin1Char('5'));
+    });
+    QCOMPARE(good.load(), threads * rounds);
 }
 
 void Addresses::nothingIsLogged()
