@@ -9,15 +9,19 @@
 #include <syncstatus/eventlogutils.h>
 
 #include <QByteArray>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLibrary>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QTemporaryFile>
 #include <QTest>
 
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -124,6 +128,11 @@ EventLogCalls *calls()
     return loaded ? static_cast<EventLogCalls *>(dlsym(loaded, "calls")) : nullptr;
 }
 
+void *entryPoint(const char *name)
+{
+    return loaded ? dlsym(loaded, name) : nullptr;
+}
+
 } // namespace
 
 /// Run once for each file that can be at the library's path, see CMakeLists.txt.
@@ -134,6 +143,8 @@ class TestEventLogUtils : public QObject
 private Q_SLOTS:
     void initTestCase();
     void getReturnsTheSameObjectAlways();
+    void entryPointsAreTheFieldsInOrder();
+    void entryPointsAreLookedUpInOrder() const;
     void theLibraryIsLoadedOnceAndStays();
     void theLibraryIsLoadedWithoutHints();
     void aLibraryThatIsInstalledLaterIsNotPickedUp() const;
@@ -149,6 +160,7 @@ private Q_SLOTS:
 
 private:
     std::vector<std::string> m_attemptsOfTheFirst;
+    EventLogUtils *const *m_instance = nullptr; // EventLogUtils::m_instance
     EventLogUtils *m_first = nullptr;
     int m_writtenBeforeInitSync = 0;
     int m_initializedBeforeInitSync = 0;
@@ -168,6 +180,10 @@ void TestEventLogUtils::initTestCase()
         QSKIP("AddressSanitizer needs a descriptor whenever a library is to be loaded");
 #endif
 
+    m_instance =
+        static_cast<EventLogUtils *const *>(dlsym(RTLD_DEFAULT, "_ZN13EventLogUtils10m_instanceE"));
+    QVERIFY(m_instance);
+    QCOMPARE(*m_instance, nullptr);
     DescriptorCapture standardOutput(STDOUT_FILENO);
     DescriptorCapture standardError(STDERR_FILENO);
     LogCapture log;
@@ -210,6 +226,39 @@ void TestEventLogUtils::getReturnsTheSameObjectAlways()
 {
     QCOMPARE(EventLogUtils::get(), m_first);
     QCOMPARE(EventLogUtils::get(), m_first);
+    QCOMPARE(*m_instance, m_first);
+}
+
+void TestEventLogUtils::entryPointsAreTheFieldsInOrder()
+{
+    std::array<void *, 2> fields{};
+    static_assert(sizeof(fields) == sizeof(EventLogUtils));
+    std::memcpy(fields.data(), m_first, sizeof(fields));
+    QCOMPARE(fields[0], entryPoint("Initialize"));
+    QCOMPARE(fields[1], entryPoint("WriteEventLog"));
+}
+
+// As the C library reports it for another process.
+void TestEventLogUtils::entryPointsAreLookedUpInOrder() const
+{
+    if (!calls())
+        return;
+    const QTemporaryDir folder;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LD_DEBUG"), QStringLiteral("symbols"));
+    environment.insert(QStringLiteral("LD_DEBUG_OUTPUT"), folder.filePath(QStringLiteral("log")));
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(QCoreApplication::applicationFilePath(),
+                  {QStringLiteral("getReturnsTheSameObjectAlways")});
+    QVERIFY(process.waitForFinished());
+    // The process's number is behind the name.
+    QFile log(folder.filePath(QDir(folder.path()).entryList(QDir::Files).value(0)));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    const QByteArray lookups = log.readAll();
+    const int initialize = lookups.indexOf("symbol=Initialize;");
+    QVERIFY(initialize >= 0);
+    QVERIFY(lookups.indexOf("symbol=WriteEventLog;") > initialize);
 }
 
 void TestEventLogUtils::theLibraryIsLoadedOnceAndStays()

@@ -66,6 +66,8 @@ private Q_SLOTS:
     void walkEndsAtFirstActivatedDevice();
     void onlyState100IsAnActivatedDevice_data();
     void onlyState100IsAnActivatedDevice();
+    void secondReadOfADevicesStateDecides_data();
+    void secondReadOfADevicesStateDecides();
     void noActivatedDeviceFallsBackToState();
     void noActivatedDeviceAndSiteStateIsOffline();
     void emptyDeviceListFallsBackToState();
@@ -170,6 +172,33 @@ void tst_MonitorEvaluation::onlyState100IsAnActivatedDevice()
     m_networkManager.setState(20);
     QCOMPARE(linesOfNewMonitor(), QStringList({primaryLine(connection()), deviceLine(device(1)),
                                                stateLine(state), errorLine(), answerLine(false)}));
+}
+
+void tst_MonitorEvaluation::secondReadOfADevicesStateDecides_data()
+{
+    QTest::addColumn<quint32>("first");
+    QTest::addColumn<quint32>("second");
+    QTest::newRow("activated in between") << 30U << 100U;
+    QTest::newRow("disconnected in between") << 100U << 30U;
+}
+
+// The first is the line's.
+void tst_MonitorEvaluation::secondReadOfADevicesStateDecides()
+{
+    QFETCH(quint32, first);
+    QFETCH(quint32, second);
+    m_networkManager.setConnectedDevices({30});
+    m_networkManager.setState(60);
+    m_networkManager.setAnswer(device(1), QStringLiteral("Get State"), QStringLiteral("v"),
+                               QStringLiteral("isSecond = os.environ.pop('READ', None)\n"
+                                              "if not isSecond: os.environ['READ'] = 'once'\n"
+                                              "ret = [dbus.UInt32(%2 if isSecond else %1)]")
+                                   .arg(first)
+                                   .arg(second));
+    QStringList lines({primaryLine(connection()), deviceLine(device(1)), stateLine(first)});
+    lines += second == 100 ? QStringList(answerLine(true))
+                           : QStringList({errorLine(), answerLine(false)});
+    QCOMPARE(linesOfNewMonitor(), lines);
 }
 
 void tst_MonitorEvaluation::noActivatedDeviceFallsBackToState()

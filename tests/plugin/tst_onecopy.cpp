@@ -3,15 +3,22 @@
 
 // An agent whose code links the library and that loads it as a plugin too: the two are one.
 
+#include "logcapture.h"
+
 #include <custompluginmanager/custompluginmanager.h>
 #include <custompluginmanager/pluginbase.h>
+#include <syncstatus/filemanager.h>
 #include <syncstatus/monitornetwork.h>
+#include <syncstatus/utils.h>
 
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonObject>
 #include <QLibrary>
+#include <QLoggingCategory>
 #include <QPluginLoader>
 #include <QSet>
+#include <QTcpSocket>
 #include <QTest>
 
 #include <utility>
@@ -36,6 +43,14 @@ QSet<QByteArray> mappedFiles(const char *name)
     return files;
 }
 
+int categories = 0; // of the library's name
+
+void countCategory(QLoggingCategory *category)
+{
+    if (!qstrcmp(category->categoryName(), "org.corvel.license.agent"))
+        ++categories;
+}
+
 } // namespace
 
 class OneCopyTest : public QObject
@@ -48,6 +63,7 @@ private Q_SLOTS:
 
     void pluginFileIsTheLinkedLibrary();
     void monitorIsTheSameFromBothSides();
+    void allLinesAreOfOneCategory();
     void registeredObjectLeavesWithThePlugin();
 
 private:
@@ -89,6 +105,30 @@ void OneCopyTest::monitorIsTheSameFromBothSides()
     QCOMPARE(fromPlugin, static_cast<QObject *>(MonitorNetwork::getInstance()));
     QCOMPARE(fromPlugin->metaObject(), &MonitorNetwork::staticMetaObject);
     QVERIFY(qobject_cast<MonitorNetwork *>(fromPlugin));
+}
+
+void OneCopyTest::allLinesAreOfOneCategory()
+{
+    LogCapture log;
+    m_plugin->extensionsInitialized();
+    MonitorNetwork::getInstance()->getNetworkState();
+    systemFileManager::FileManager::readFile(QStringLiteral("/nonexistent"));
+    QTcpSocket socket;
+    utility::Utils::setSocksNetworkProxy(socket, QJsonObject());
+    QStringList files;
+    const auto records = log.take();
+    for (const LogRecord &record : records) {
+        QCOMPARE(record.category, QStringLiteral("org.corvel.license.agent"));
+        files += QFileInfo(record.file).fileName();
+    }
+    files.removeDuplicates();
+    QCOMPARE(files, QStringList({QStringLiteral("syncstatusplugin.cpp"),
+                                 QStringLiteral("monitornetwork.cpp"),
+                                 QStringLiteral("filemanager.cpp"), QStringLiteral("utils.cpp")}));
+    // Qt shows a filter each category that there is.
+    categories = 0;
+    QLoggingCategory::installFilter(QLoggingCategory::installFilter(countCategory));
+    QCOMPARE(categories, 1);
 }
 
 void OneCopyTest::registeredObjectLeavesWithThePlugin()
