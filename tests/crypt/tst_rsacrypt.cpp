@@ -15,6 +15,7 @@
 #include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
+#include <openssl/rsa.h>
 #include <openssl/ui.h>
 #include <pty.h>
 #include <sys/wait.h>

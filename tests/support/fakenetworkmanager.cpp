@@ -153,9 +153,8 @@ void FakeNetworkManager::emitStates(const QVector<quint32> &states)
 void FakeNetworkManager::emitSignal(const QString &path, const QString &signature,
                                     const QVariantList &values)
 {
-    call(QStringLiteral("EmitSignalDetailed"),
-         {service(), QStringLiteral("StateChanged"), signature, QVariant(values),
-          QVariantMap{{QStringLiteral("path"), path}}});
+    call(QStringLiteral("EmitStateChanged"),
+         {QVariant::fromValue(QDBusObjectPath(path)), signature, QVariant(values)});
 }
 
 void FakeNetworkManager::call(const QString &method, const QVariantList &arguments)

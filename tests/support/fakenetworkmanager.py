@@ -65,6 +65,13 @@ class NetworkManager(DBusMockObject):
         for state in states:
             self.StateChanged(state)
 
+    @dbus.service.method(MOCK_IFACE, in_signature="osav")
+    def EmitStateChanged(self, path, signature, values):
+        """Emits StateChanged from any object, with values of any types."""
+        message = dbus.lowlevel.SignalMessage(path, NAME, "StateChanged")
+        message.append(*values, signature=signature)
+        self.connection.send_message(message)
+
     @dbus.service.method(MOCK_IFACE, in_signature="ossv")
     def SetProperty(self, path, interface, name, value):
         """Sets a property of any type, adding the object and the property as needed."""
