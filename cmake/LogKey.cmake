@@ -7,7 +7,8 @@
 #   -DSYNCSTATUS_LOG_KEY_PIECES=FILE   three lines, "3-1-…", "3-2-…" and "3-3-…" in this order, as the
 #                                      host's own splitting made them
 #   -DSYNCSTATUS_LOG_PUBLIC_KEY=FILE   an RSA public key as PEM, which syncstatus-logkey splits
-#   neither                            a pair made once for this build folder, for development
+#   neither                            a pair that openssl makes once for this build folder, for
+#                                      development
 #
 # With the first two the same inputs give the same library, bit for bit.
 set(SYNCSTATUS_LOG_KEY_PIECES "" CACHE FILEPATH "The log-encryption public key in three pieces")
@@ -16,6 +17,7 @@ set(SYNCSTATUS_LOG_PUBLIC_KEY "" CACHE FILEPATH "The log-encryption public key a
 set(log_key_dir ${PROJECT_BINARY_DIR}/logkey)
 set(log_key_header ${log_key_dir}/logkeypieces.h)
 unset(SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY CACHE)
+set(is_development_key OFF)
 
 foreach(input IN ITEMS SYNCSTATUS_LOG_KEY_PIECES SYNCSTATUS_LOG_PUBLIC_KEY)
   if(${input} AND (NOT EXISTS "${${input}}" OR IS_DIRECTORY "${${input}}"))
@@ -41,21 +43,42 @@ else()
     set(log_public_key ${log_key_dir}/public.pem)
     set(SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY ${log_key_dir}/private.pem CACHE INTERNAL
       "The private half of this build folder's development key; unset when the build is given a key")
+    set(is_development_key ON)
+    find_program(OPENSSL_EXECUTABLE openssl)
+    mark_as_advanced(OPENSSL_EXECUTABLE)
+    if(NOT OPENSSL_EXECUTABLE)
+      message(FATAL_ERROR
+        "There is no program openssl to make a development key with. Install openssl, or give a key "
+        "with -DSYNCSTATUS_LOG_PUBLIC_KEY=FILE or -DSYNCSTATUS_LOG_KEY_PIECES=FILE.")
+    endif()
+    # A private key that is there is kept: it may be the only one that reads a log. openssl makes its
+    # file readable by the owner only.
+    set(private_key ${SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY})
+    file(MAKE_DIRECTORY ${log_key_dir})
+    set(result 0)
+    if(NOT EXISTS ${private_key})
+      execute_process(
+        COMMAND ${OPENSSL_EXECUTABLE} genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:3072
+                -out ${private_key}.new
+        RESULT_VARIABLE result ERROR_VARIABLE said)
+      if(result EQUAL 0)
+        file(RENAME ${private_key}.new ${private_key})
+      endif()
+    endif()
+    if(result EQUAL 0 AND ${private_key} IS_NEWER_THAN ${log_public_key})
+      execute_process(
+        COMMAND ${OPENSSL_EXECUTABLE} pkey -in ${private_key} -pubout -out ${log_public_key}
+        RESULT_VARIABLE result ERROR_VARIABLE said)
+    endif()
+    if(NOT result EQUAL 0)
+      message(FATAL_ERROR "The development key ${private_key} could not be made: ${result} ${said}")
+    endif()
     message(WARNING
       "This build encrypts log text with a DEVELOPMENT KEY that it makes for itself.\n"
-      "Whoever can read ${SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY} can read the text, and nobody can once "
-      "this build folder is deleted. For a library that leaves this machine, make a pair with "
-      "`syncstatus-logkey generate`, keep its private half safe, and configure with "
-      "-DSYNCSTATUS_LOG_PUBLIC_KEY=FILE or -DSYNCSTATUS_LOG_KEY_PIECES=FILE.")
-    # The tool is no dependency here: a pair that is there is kept, whatever becomes of the tool.
-    add_custom_command(OUTPUT ${log_public_key} ${SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY}
-      COMMAND ${CMAKE_COMMAND}
-              -D TOOL=$<TARGET_FILE:syncstatus-logkey>
-              -D PRIVATE=${SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY}
-              -D PUBLIC=${log_public_key}
-              -P ${CMAKE_CURRENT_LIST_DIR}/DevelopmentLogKey.cmake
-      COMMENT "Looking for the development log key"
-      VERBATIM)
+      "Whoever can read ${private_key} can read the text, and nobody can once this build folder is "
+      "deleted. For a library that leaves this machine, make a pair with `openssl genpkey`, keep its "
+      "private half safe, and configure with -DSYNCSTATUS_LOG_PUBLIC_KEY=FILE or "
+      "-DSYNCSTATUS_LOG_KEY_PIECES=FILE.")
   endif()
   set(log_key_pieces ${log_key_dir}/pieces.txt)
   add_custom_command(OUTPUT ${log_key_pieces}
@@ -69,6 +92,7 @@ add_custom_command(OUTPUT ${log_key_header}
   COMMAND ${CMAKE_COMMAND}
           -D PIECES=${log_key_pieces}
           -D HEADER=${log_key_header}
+          -D DEVELOPMENT=${is_development_key}
           -P ${CMAKE_CURRENT_LIST_DIR}/LogKeyHeader.cmake
   DEPENDS ${log_key_pieces} ${CMAKE_CURRENT_LIST_DIR}/LogKeyHeader.cmake
   COMMENT "Writing the pieces of the log-encryption public key into a header"

@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 
 # Writes the three pieces in the file PIECES into the C++ header HEADER. Whether they join is for the
-# host that made them to say: the payload is its own, any printable ASCII without blanks.
+# host that made them to say: the payload is its own, any printable ASCII without blanks. With
+# DEVELOPMENT set, a mark follows the last one's NUL, for syncstatus-logkey to find in a library.
 file(READ "${PIECES}" text)
 # A text ends at a NUL for CMake, which would not see what follows.
 file(READ "${PIECES}" bytes HEX)
@@ -20,6 +21,9 @@ foreach(piece IN ITEMS one two three)
   string(REPLACE "\\" "\\\\" ${piece} "${${piece}}")
   string(REPLACE "\"" "\\\"" ${piece} "${${piece}}")
 endforeach()
+if(DEVELOPMENT)
+  string(APPEND three "\\0development key")
+endif()
 file(WRITE "${HEADER}"
 "// Made by the build from the pieces of the log-encryption public key. Do not edit.
 

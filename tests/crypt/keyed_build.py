@@ -11,6 +11,7 @@ The compiler is the one that CXX names.
 import os
 import pathlib
 import re
+import shutil
 import stat
 import subprocess
 import sys
@@ -46,7 +47,9 @@ class InFolder(unittest.TestCase):
 
     def pair(self):
         private, public = self.folder / "private.pem", self.folder / "public.pem"
-        self.succeed(KEY_TOOL, "generate", "--private", private, "--public", public)
+        self.succeed("openssl", "genpkey", "-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:3072",
+                     "-out", private)
+        self.succeed("openssl", "pkey", "-in", private, "-pubout", "-out", public)
         return private, public
 
 
@@ -88,48 +91,6 @@ class PiecesInAHeader(InFolder):
                 self.assertFalse((self.folder / "pieces.h").exists())
 
 
-class DevelopmentPair(InFolder):
-    """What the build does about its own pair each time that it looks for it."""
-
-    def setUp(self):
-        super().setUp()
-        self.private, self.public = self.folder / "private.pem", self.folder / "public.pem"
-
-    def look(self):
-        return ("cmake", "-D", f"TOOL={KEY_TOOL}", "-D", f"PRIVATE={self.private}",
-                "-D", f"PUBLIC={self.public}", "-P", SOURCE / "cmake/DevelopmentLogKey.cmake")
-
-    def made(self):
-        self.succeed(*self.look())
-        return self.private.read_text(), self.public.read_text()
-
-    def test_it_is_made_once(self):
-        pair = self.made()
-        self.assertEqual(self.made(), pair)
-
-    def test_a_private_half_is_not_lost_with_its_public_half(self):
-        private, public = self.made()
-        self.public.unlink()
-        self.fail_saying("The public half of the development log key is gone", *self.look())
-        self.assertEqual(self.private.read_text(), private)
-        self.assertFalse(self.public.exists())
-        # What the message says helps.
-        command = re.search("`(openssl .*)`", " ".join(run(*self.look()).stdout.split()))[1]
-        self.succeed("/bin/sh", "-c", command)
-        self.assertEqual(self.made(), (private, public))
-
-    def test_a_public_half_alone_is_replaced(self):
-        private, public = self.made()
-        self.private.unlink()
-        new_private, new_public = self.made()
-        self.assertNotEqual(new_private, private)
-        self.assertNotEqual(new_public, public)
-
-    def test_a_tool_that_fails_is_no_silence(self):
-        self.public = self.folder / "none/public.pem"
-        self.fail_saying("The development log key could not be made.", *self.look())
-
-
 class Builds(InFolder):
     def configure(self, name, *options, **more):
         return ("cmake", "-S", SOURCE, "-B", self.folder / name, "-G", "Ninja",
@@ -158,6 +119,19 @@ class Builds(InFolder):
                          *self.configure("build", f"-DSYNCSTATUS_LOG_KEY_PIECES={self.folder}/file",
                                          f"-DSYNCSTATUS_LOG_PUBLIC_KEY={self.folder}/file"))
 
+    def test_a_missing_openssl_is_named_when_configuring(self):
+        self.succeed(*self.configure("build"))
+        shutil.rmtree(self.folder / "build/logkey")
+        folder = os.path.dirname(shutil.which("openssl"))
+        no_openssl = ("-UOPENSSL_EXECUTABLE", f"-DCMAKE_IGNORE_PATH={folder};/usr/bin;/bin")
+        self.fail_saying("Install openssl, or give a key with -DSYNCSTATUS_LOG_PUBLIC_KEY=FILE",
+                         *self.configure("build", *no_openssl))
+        failing = "-DOPENSSL_EXECUTABLE=/bin/false"
+        self.fail_saying("could not be made", *self.configure("build", failing))
+        self.assertEqual(os.listdir(self.folder / "build/logkey"), [])
+        _, public = self.pair()
+        self.succeed(*self.configure("build", *no_openssl, f"-DSYNCSTATUS_LOG_PUBLIC_KEY={public}"))
+
     def test_a_file_is_found_from_where_cmake_is_run(self):
         (self.folder / "file").write_text("3-1-a\n3-2-b\n3-3-c\n")
         self.succeed(*self.configure("build", "-DSYNCSTATUS_LOG_KEY_PIECES=file"), cwd=self.folder)
@@ -171,17 +145,17 @@ class Builds(InFolder):
         header = "logkey/logkeypieces.h"
 
         # Without a key, one for development.
-        said = " ".join(self.succeed(*self.configure("one")).split())
-        self.assertIn("DEVELOPMENT KEY", said)
         development = self.folder / "one/logkey/private.pem"
-        self.assertIn(f"SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY:INTERNAL={development}\n",
-                      self.cache("one"))
-        self.assertIn(str(development), said)
         old_umask = os.umask(0)
         self.addCleanup(os.umask, old_umask)
-        self.succeed(*self.build("one", header))
+        said = " ".join(self.succeed(*self.configure("one")).split())
         os.umask(old_umask)
         self.assertEqual(stat.S_IMODE(development.stat().st_mode), 0o600)
+        self.assertIn("DEVELOPMENT KEY", said)
+        self.assertIn(str(development), said)
+        self.assertIn(f"SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY:INTERNAL={development}\n",
+                      self.cache("one"))
+        self.succeed(*self.build("one", header))
         pieces = (self.folder / "one/logkey/pieces.txt").read_text()
         self.succeed(KEY_TOOL, "check", self.folder / "one/logkey/pieces.txt")
 
@@ -190,6 +164,12 @@ class Builds(InFolder):
         self.succeed(*self.configure("one", "-DSYNCSTATUS_WERROR=ON"))
         (self.folder / "one" / header).unlink()
         self.succeed(*self.build("one", header))
+        self.assertEqual(development.read_text(), key)
+        public_half = development.with_name("public.pem")
+        public_key = public_half.read_text()
+        public_half.unlink()
+        self.succeed(*self.configure("one"))
+        self.assertEqual(public_half.read_text(), public_key)
         self.assertEqual(development.read_text(), key)
         self.assertEqual((self.folder / "one/logkey/pieces.txt").read_text(), pieces)
 

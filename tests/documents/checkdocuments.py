@@ -169,8 +169,9 @@ class ShellBlocks(unittest.TestCase):
         """What the page takes for there: a log of the key that its first block has made, and one of
         an old and a new key."""
         for name in ("old", "new"):
-            command = ["syncstatus-logkey", "generate", "--private", f"{name}.pem", "--public", f"{name}-public.pem"]
-            subprocess.run(command, cwd=self.sources, env=self.environment, check=True)
+            for command in (["genpkey", "-algorithm", "RSA", "-out", f"{name}.pem"],
+                            ["pkey", "-in", f"{name}.pem", "-pubout", "-out", f"{name}-public.pem"]):
+                subprocess.run(["openssl", *command], cwd=self.sources, check=True)
         with open(f"{self.sources}/agent.log", "w", encoding="utf-8") as file:
             file.write(self.encrypted("log-key-public.pem", "signed in: Grüße"))
         with open(f"{self.sources}/rotated.log", "w", encoding="utf-8") as file:

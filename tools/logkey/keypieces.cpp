@@ -5,7 +5,25 @@
 
 #include <custompluginmanager/secretkeysplit.h>
 
+#include <QRegularExpression>
 #include <QStringList>
+
+QByteArray piecesInLibrary(const QByteArray &library, bool *isDevelopmentKey)
+{
+    const QString bytes = QString::fromLatin1(library.constData(), library.size());
+    QByteArray pieces;
+    for (int i = 1; i <= keyPieceCount; ++i) {
+        // A text as LogKeyHeader.cmake writes it, with a mark behind the NUL of the last.
+        const QRegularExpression text(
+            QStringLiteral("%1-%2-[!-~]+\\x00(development key\\x00)?").arg(keyPieceCount).arg(i));
+        const QRegularExpressionMatch match = text.match(bytes);
+        if (!match.hasMatch())
+            return {};
+        pieces += match.captured().section(QChar(0), 0, 0).toLatin1() + '\n';
+        *isDevelopmentKey = match.capturedLength(1) > 0;
+    }
+    return pieces;
+}
 
 QByteArray joinPieces(QByteArray content, QString *error)
 {

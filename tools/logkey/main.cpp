@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "keypieces.h"
-#include "newfile.h"
 #include "rsakey.h"
 
 #include <custompluginmanager/secretkeysplit.h>
@@ -10,8 +9,9 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
 #include <QStringList>
-#include <QVector>
 
 #include <cerrno>
 #include <cstdio>
@@ -20,17 +20,15 @@ namespace {
 
 // What the process ends with; --help repeats them.
 constexpr int success = 0;
-constexpr int usageError = 1;
-constexpr int failure = 2;
+constexpr int failure = 1;
+constexpr int usageError = 2;
 
-constexpr int defaultBits = 3072;
 // What is too weak today (NIST SP 800-131A).
 constexpr int fewestBits = 2048;
-// OPENSSL_RSA_MAX_MODULUS_BITS: what OpenSSL computes with.
-constexpr int mostBits = 16384;
 
-// No key is longer; a wrong file, a device say, can be.
-constexpr int largestInput = 1024 * 1024;
+// Of which a built library with its debugging information stays far below. A wrong file, a device
+// say, can have no end.
+constexpr int largestInput = 256 * 1024 * 1024;
 
 void complain(const QString &text)
 {
@@ -65,70 +63,50 @@ bool readFile(const QString &path, QByteArray *content, QString *error)
     if (file.error() != QFileDevice::NoError)
         *error = file.errorString();
     else if (content->size() > largestInput)
-        *error = QStringLiteral("too long for a key");
+        *error = QStringLiteral("too long");
     else
         return true;
     return false;
 }
 
-void warnOfFewBits(const RsaKey &key)
+/// Which key it is, in a line; empty on failure.
+QByteArray describe(const RsaKey &key, QString *error)
 {
     const int bits = EVP_PKEY_bits(key.get());
     if (bits < fewestBits)
-        complain(QStringLiteral("warning: a key of %1 bits can be broken; use %2 or more")
-                     .arg(bits)
-                     .arg(defaultBits));
+        complain(
+            QStringLiteral("warning: a key of %1 bits can be broken; use 3072 or more").arg(bits));
+    const QByteArray fingerprint = publicKeyFingerprint(key, error);
+    if (fingerprint.isEmpty())
+        return {};
+    return "RSA public key of " + QByteArray::number(bits) + " bits, SHA-256 " + fingerprint;
+}
+
+bool writeFile(const QString &path, bool replace, const QByteArray &text, QString *error)
+{
+    const QFileInfo target(path);
+    // A symbolic link that leads nowhere takes the name as well.
+    if (!replace && (target.exists() || target.isSymLink())) {
+        *error = QStringLiteral("exists already (--force replaces it)");
+        return false;
+    }
+    // A device or a pipe is not replaced by a file.
+    if (target.exists() && !target.isFile()) {
+        *error = QStringLiteral("is no regular file");
+        return false;
+    }
+    QSaveFile file(path);
+    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.commit())
+        return true;
+    *error = file.errorString();
+    return false;
 }
 
 const QString forceOption = QStringLiteral("force");
-const QString bitsOption = QStringLiteral("bits");
-const QString privateOption = QStringLiteral("private");
-const QString publicOption = QStringLiteral("public");
 const QString outputOption = QStringLiteral("output");
 
-int generate(const QCommandLineParser &parser)
+int split(const QString &path, const QCommandLineParser &parser)
 {
-    bool isNumber = false;
-    const int bits = parser.value(bitsOption).toInt(&isNumber);
-    if (!isNumber || bits < fewestBits || bits > mostBits)
-        return wrongCommandLine(
-            QStringLiteral("--bits takes a number from %1 to %2.").arg(fewestBits).arg(mostBits));
-    const QString privatePath = parser.value(privateOption);
-    const QString publicPath = parser.value(publicOption);
-    if (privatePath.isEmpty() || publicPath.isEmpty())
-        return wrongCommandLine(QStringLiteral("generate needs --private and --public."));
-
-    NewFile privateFile(privatePath, parser.isSet(forceOption));
-    NewFile publicFile(publicPath, parser.isSet(forceOption));
-    if (privateFile.isSameAs(publicFile))
-        return wrongCommandLine(QStringLiteral("--private and --public are the same file."));
-    if (!privateFile.open())
-        return fail(privateFile.errorString());
-    if (!publicFile.open())
-        return fail(publicFile.errorString());
-
-    QString error;
-    const RsaKey key = generateRsaKey(bits, &error);
-    if (!key || !writePrivateKey(key, privateFile.descriptor(), &error))
-        return fail(error);
-    const QByteArray publicPem = publicKeyPem(key, &error);
-    if (publicPem.isEmpty())
-        return fail(error);
-    // The public file first: whatever fails, either the new pair is complete or an old private key
-    // is still there.
-    if (!publicFile.write(publicPem) || !publicFile.publish() || !publicFile.commit())
-        return fail(publicFile.errorString());
-    if (!privateFile.commit()) {
-        // Left alone, it would be built into a library whose text nobody can read.
-        QFile::remove(publicPath);
-        return fail(privateFile.errorString());
-    }
-    return success;
-}
-
-int split(const QCommandLineParser &parser)
-{
-    const QString path = parser.positionalArguments().at(1);
     QByteArray content;
     QString error;
     if (!readFile(path, &content, &error))
@@ -136,84 +114,70 @@ int split(const QCommandLineParser &parser)
     const RsaKey key = readPublicKey(content, &error);
     if (!key)
         return fail(path + QLatin1String(": ") + error);
-    warnOfFewBits(key);
-
+    const QByteArray description = describe(key, &error);
     // Written afresh: what else the file holds stays out of the library.
     const QByteArray pem = publicKeyPem(key, &error);
-    if (pem.isEmpty())
+    if (description.isEmpty() || pem.isEmpty())
         return fail(error);
+
     const QStringList pieces = SecretkeySplit::splitSecretKey(pem, keyPieceCount);
     const QByteArray text = pieces.join(QLatin1Char('\n')).toLatin1() + '\n';
-    if (!parser.isSet(outputOption))
-        return print(text);
-
-    NewFile output(parser.value(outputOption), parser.isSet(forceOption));
-    if (!output.open() || !output.write(text) || !output.publish() || !output.commit())
-        return fail(output.errorString());
+    const QString output = parser.value(outputOption);
+    if (output.isEmpty()) {
+        if (print(text) != success)
+            return failure;
+    } else if (!writeFile(output, parser.isSet(forceOption), text, &error)) {
+        return fail(output + QLatin1String(": ") + error);
+    }
+    // Not on standard output, where the pieces may be.
+    std::fprintf(stderr, "%s\n", description.constData());
     return success;
 }
 
-int check(const QCommandLineParser &parser)
+int check(const QString &path)
 {
-    const QString path = parser.positionalArguments().at(1);
     QByteArray content;
     QString error;
     if (!readFile(path, &content, &error))
         return fail(path + QLatin1String(": ") + error);
+    bool isDevelopmentKey = false;
+    if (content.startsWith("\x7f"
+                           "ELF")) {
+        content = piecesInLibrary(content, &isDevelopmentKey);
+        if (content.isEmpty())
+            return fail(path + QLatin1String(": a program or library that carries no pieces"));
+    }
     const QByteArray pem = joinPieces(content, &error);
     if (pem.isEmpty())
         return fail(path + QLatin1String(": ") + error);
     const RsaKey key = readLibraryKey(pem, &error);
     if (!key)
         return fail(path + QLatin1String(": the pieces join, but to no key: ") + error);
-    warnOfFewBits(key);
-    const QByteArray fingerprint = publicKeyFingerprint(key, &error);
-    if (fingerprint.isEmpty())
+    const QByteArray description = describe(key, &error);
+    if (description.isEmpty())
         return fail(error);
-    return print("RSA public key of " + QByteArray::number(EVP_PKEY_bits(key.get())) +
-                 " bits, SHA-256 " + fingerprint + '\n');
+    return print(description + (isDevelopmentKey ? ", a development key\n" : "\n"));
 }
-
-struct Command
-{
-    QString name;
-    /// What it takes behind its name, besides options: "" for nothing.
-    QString argument;
-    QStringList options;
-    int (*run)(const QCommandLineParser &parser);
-};
 
 int runCommand(const QCommandLineParser &parser)
 {
-    const QVector<Command> commands = {
-        {QStringLiteral("generate"),
-         QString(),
-         {privateOption, publicOption, bitsOption, forceOption},
-         generate},
-        {QStringLiteral("split"), QStringLiteral("PUBLIC_KEY"), {outputOption, forceOption}, split},
-        {QStringLiteral("check"), QStringLiteral("PIECES"), {}, check},
-    };
     const QStringList arguments = parser.positionalArguments();
-    if (arguments.isEmpty())
-        return wrongCommandLine(QStringLiteral("Give a command: generate, split or check."));
-    for (const Command &command : commands) {
-        if (command.name != arguments.first())
-            continue;
-        const QStringList given = parser.optionNames();
-        for (const QString &option : given) {
-            if (!command.options.contains(option))
-                return wrongCommandLine(
-                    QStringLiteral("%1 takes no --%2.").arg(command.name, option));
-        }
-        if (command.argument.isEmpty() && arguments.size() != 1)
-            return wrongCommandLine(
-                QStringLiteral("%1 takes nothing but options.").arg(command.name));
-        if (!command.argument.isEmpty() && arguments.size() != 2)
-            return wrongCommandLine(
-                QStringLiteral("%1 takes one argument, %2.").arg(command.name, command.argument));
-        return command.run(parser);
-    }
-    return wrongCommandLine(QStringLiteral("There is no command \"%1\".").arg(arguments.first()));
+    const QString command = arguments.value(0);
+    if (command.isEmpty())
+        return wrongCommandLine(QStringLiteral("Give a command: split or check."));
+    if (command != QLatin1String("split") && command != QLatin1String("check"))
+        return wrongCommandLine(QStringLiteral("There is no command \"%1\".").arg(command));
+    const bool isSplit = command == QLatin1String("split");
+    const QStringList options = parser.optionNames();
+    if (!isSplit && !options.isEmpty())
+        return wrongCommandLine(QStringLiteral("check takes no --%1.").arg(options.first()));
+    if (parser.isSet(outputOption) && parser.value(outputOption).isEmpty())
+        return wrongCommandLine(QStringLiteral("--output needs the name of a file."));
+    if (arguments.size() != 2)
+        return wrongCommandLine(
+            QStringLiteral("%1 takes one argument, %2.")
+                .arg(command, isSplit ? QLatin1String("PUBLIC_KEY") : QLatin1String("FILE")));
+    return isSplit ? split(arguments.at(1), parser) : check(arguments.at(1));
 }
 
 } // namespace
@@ -231,42 +195,28 @@ int main(int argc, char *argv[])
     const QString file = QStringLiteral("file");
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Makes the key pair of encrypted log text, and of its public half the pieces that the\n"
-        "library is built with.\n\n"
-        "  syncstatus-logkey generate --private FILE --public FILE [--bits NUMBER] [--force]\n"
-        "      Makes an RSA pair. Both files are PEM; the private one has no passphrase.\n"
+        "Makes of the public key of encrypted log text the pieces that the library is built with,\n"
+        "and tells which key a library carries.\n\n"
         "  syncstatus-logkey split [--output FILE] [--force] PUBLIC_KEY\n"
-        "      Splits an RSA public key (PEM) into three pieces, one a line.\n"
-        "  syncstatus-logkey check PIECES\n"
-        "      Joins the pieces in a file, as a build takes them and the library joins them,\n"
-        "      and shows which key they are, or why they are none.\n\n"
+        "      Splits an RSA public key (PEM) into three pieces, one a line. Standard error says\n"
+        "      which key it is. The same key always gives the same pieces.\n"
+        "  syncstatus-logkey check FILE\n"
+        "      Joins the pieces in FILE, a built library or a file of pieces, as the library\n"
+        "      joins them. Shows which key they are, or why they are none.\n\n"
         "Exit status:\n"
         "  0  done\n"
-        "  1  the command line is wrong; nothing was done\n"
-        "  2  it could not be done, or the pieces are no key"));
+        "  1  it could not be done, or the pieces are no key\n"
+        "  2  the command line is wrong; nothing was done"));
     parser.addOptions(
         {help,
          version,
-         {privateOption,
-          QStringLiteral("generate: write the private key to <file>, which is its owner's alone "
-                         "(mode 0600)."),
-          file},
-         {publicOption, QStringLiteral("generate: write the public key to <file> (mode 0644)."),
-          file},
-         {bitsOption,
-          QStringLiteral("generate: make a key of <number> bits, %1 to %2. Without it: %3.")
-              .arg(fewestBits)
-              .arg(mostBits)
-              .arg(defaultBits),
-          QStringLiteral("number"), QString::number(defaultBits)},
          {outputOption,
-          QStringLiteral("split: write the pieces to <file> (mode 0644), not to standard output."),
-          file},
-         {forceOption, QStringLiteral("generate, split: replace files that exist.")}});
-    parser.addPositionalArgument(QStringLiteral("command"),
-                                 QStringLiteral("generate, split or check"));
-    parser.addPositionalArgument(file, QStringLiteral("split: the public key; check: the pieces"),
-                                 QStringLiteral("[file]"));
+          QStringLiteral("split: write the pieces to <file>, not to standard output."), file},
+         {forceOption, QStringLiteral("split: replace <file> if it exists.")}});
+    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("split or check"));
+    parser.addPositionalArgument(
+        file, QStringLiteral("split: the public key; check: the library or the pieces"),
+        QStringLiteral("[file]"));
     const bool complete = parser.parse(QCoreApplication::arguments());
     if (parser.isSet(help))
         return print(parser.helpText().toLocal8Bit());

@@ -42,18 +42,6 @@ QString opensslError(const QString &failure)
 
 } // namespace
 
-RsaKey generateRsaKey(int bits, QString *error)
-{
-    const std::unique_ptr<EVP_PKEY_CTX, ContextDeleter> context(
-        EVP_PKEY_CTX_new_id(EVP_PKEY_RSA, nullptr));
-    EVP_PKEY *key = nullptr;
-    if (!context || EVP_PKEY_keygen_init(context.get()) <= 0 ||
-        EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), bits) <= 0 ||
-        EVP_PKEY_keygen(context.get(), &key) <= 0)
-        *error = opensslError(QStringLiteral("OpenSSL cannot make a key of %1 bits").arg(bits));
-    return RsaKey(key);
-}
-
 RsaKey readPublicKey(const QByteArray &pem, QString *error)
 {
     const Bio bio(BIO_new_mem_buf(pem.constData(), pem.size()));
@@ -148,16 +136,6 @@ QByteArray publicKeyPem(const RsaKey &key, QString *error)
     char *text = nullptr;
     const long size = BIO_get_mem_data(bio.get(), &text);
     return {text, int(size)};
-}
-
-bool writePrivateKey(const RsaKey &key, int descriptor, QString *error)
-{
-    const Bio bio(BIO_new_fd(descriptor, BIO_NOCLOSE));
-    if (bio && PEM_write_bio_PKCS8PrivateKey(bio.get(), key.get(), nullptr, nullptr, 0, nullptr,
-                                             nullptr) == 1)
-        return true;
-    *error = opensslError(QStringLiteral("OpenSSL cannot write the private key"));
-    return false;
 }
 
 QByteArray publicKeyFingerprint(const RsaKey &key, QString *error)

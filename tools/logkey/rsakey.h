@@ -16,15 +16,12 @@ struct KeyDeleter
     void operator()(EVP_PKEY *key) const { EVP_PKEY_free(key); }
 };
 
-/// An RSA key, public or a pair.
+/// An RSA public key.
 using RsaKey = std::unique_ptr<EVP_PKEY, KeyDeleter>;
 
-/// A new pair with a modulus of \a bits bits; takes seconds to minutes when they are many. Null on
-/// failure, with the reason in \a error, as with all operations here.
-RsaKey generateRsaKey(int bits, QString *error);
-
 /// The first key in \a pem, which must be an RSA public key: PKCS#1 ("RSA PUBLIC KEY") or
-/// SubjectPublicKeyInfo ("PUBLIC KEY"). Everything else is refused, a private key above all.
+/// SubjectPublicKeyInfo ("PUBLIC KEY"). Everything else is refused, a private key above all. Null
+/// on failure, with the reason in \a error, as with all operations here.
 RsaKey readPublicKey(const QByteArray &pem, QString *error);
 
 /// The key that the library reads from \a pem, the text that its pieces join to, found as
@@ -33,15 +30,11 @@ RsaKey readPublicKey(const QByteArray &pem, QString *error);
 /// private key.
 RsaKey readLibraryKey(const QByteArray &pem, QString *error);
 
-/// The public half of \a key as SubjectPublicKeyInfo PEM. Empty on failure.
+/// \a key as SubjectPublicKeyInfo PEM. Empty on failure.
 QByteArray publicKeyPem(const RsaKey &key, QString *error);
 
-/// Writes the private half of \a key as PKCS#8 PEM, without a passphrase, to the open file
-/// \a descriptor, straight from OpenSSL's memory.
-bool writePrivateKey(const RsaKey &key, int descriptor, QString *error);
-
-/// The SHA-256 digest of the public half's SubjectPublicKeyInfo DER, in hexadecimal: what
-/// `openssl pkey -pubin -in FILE -outform DER | sha256sum` prints. Empty on failure.
+/// The SHA-256 digest of \a key's SubjectPublicKeyInfo DER in hexadecimal, as
+/// `openssl pkey -pubin -outform DER | openssl dgst -sha256` prints it. Empty on failure.
 QByteArray publicKeyFingerprint(const RsaKey &key, QString *error);
 
 #endif
