@@ -3,7 +3,7 @@
 
 # What `cmake --install` puts where, in four components:
 #   runtime   the shared libraries, and the plugin in the agent's plugin folder
-#   devel     headers, CMake and pkg-config files
+#   devel     headers, CMake and pkg-config files, and the examples
 #   agent     the reference agent
 #   tools     syncstatus-logkey and syncstatus-logread
 # Everything finds everything else relative to itself, so that an installed tree can be moved; the
@@ -19,7 +19,7 @@ file(RELATIVE_PATH libdir_from_bindir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTA
 set_target_properties(syncstatus-agent syncstatus-logkey PROPERTIES
   INSTALL_RPATH $ORIGIN/${libdir_from_bindir})
 
-install(TARGETS syncstatus custompluginmanager EXPORT SyncStatusTargets
+install(TARGETS syncstatus custompluginmanager syncstatus_for_agents EXPORT SyncStatusTargets
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT devel)
 # The plugin is a link to the library: an agent that both links and loads it has one copy.
 file(RELATIVE_PATH to_library ${SYNCSTATUS_FULL_PLUGIN_DIR}
@@ -52,9 +52,15 @@ foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
   file(RELATIVE_PATH SYNCSTATUS_PC_${dir} ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_${dir}})
 endforeach()
 file(RELATIVE_PATH SYNCSTATUS_PC_PLUGIN_DIR ${CMAKE_INSTALL_PREFIX} ${SYNCSTATUS_FULL_PLUGIN_DIR})
-configure_file(cmake/syncstatus.pc.in ${PROJECT_BINARY_DIR}/syncstatus.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/syncstatus.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
+foreach(module IN ITEMS syncstatus syncstatus-agent)
+  configure_file(cmake/${module}.pc.in ${PROJECT_BINARY_DIR}/${module}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${module}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devel)
+endforeach()
+install(DIRECTORY examples/agent examples/ownhost examples/serviceplugin
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT devel)
+install(PROGRAMS examples/check-host
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT devel)
 
 install(TARGETS syncstatus-agent RUNTIME COMPONENT agent)
 install(FILES docs/man/syncstatus-agent.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT agent)
