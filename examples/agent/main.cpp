@@ -10,6 +10,7 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QFileInfo>
 #include <QPluginLoader>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -24,7 +25,7 @@ int main(int argc, char *argv[])
     if (arguments.size() != 3)
         qFatal("usage: agent PLUGIN INI-FILE");
 
-    QPluginLoader loader(arguments[1]);
+    QPluginLoader loader(QFileInfo(arguments[1]).absoluteFilePath());
     auto *plugin = qobject_cast<PluginBase *>(loader.instance());
     if (!plugin)
         qFatal("%s", qPrintable(loader.errorString()));

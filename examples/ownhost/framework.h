@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// The framework of this agent. Names, types and order are fixed: libsyncstatus.so expects them.
-// What has no body here must have it in a source file.
+// libsyncstatus.so expects these names, types and orders, and the bodies in a source file.
 
 #pragma once
 #include <QCommandLineOption>

@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QFileInfo>
 #include <QPluginLoader>
 #include <QTimer>
 
@@ -58,11 +59,11 @@ QByteArray SecretkeySplit::recoverSecretKey(const QStringList &pieces)
 int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
-    QPluginLoader loader(QCoreApplication::arguments().value(1));
+    QPluginLoader loader(QFileInfo(QCoreApplication::arguments().value(1)).absoluteFilePath());
     auto *plugin = qobject_cast<PluginBase *>(loader.instance());
     if (!plugin)
         qFatal("%s", qPrintable(loader.errorString()));
-    plugin->initialize(nullptr);
+    plugin->initialize(nullptr); // takes an error text, or null
     plugin->extensionsInitialized();
     QTimer::singleShot(0, plugin, [plugin] {
         plugin->delayedInitialize();
