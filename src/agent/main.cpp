@@ -90,8 +90,6 @@ void writeToStandardError(QtMsgType type, const QMessageLogContext &context, con
 
 QString versionText()
 {
-    // Asking libcrypto is also what makes the linker keep it, whatever its defaults: the library
-    // calls it without linking it, and finds it in the process.
     return QStringLiteral("%1 %2 (Qt %3, %4)\n")
         .arg(QCoreApplication::applicationName(), QCoreApplication::applicationVersion(),
              QLatin1String(qVersion()), QLatin1String(OpenSSL_version(OPENSSL_VERSION)));
