@@ -9,6 +9,9 @@ Usage: checkinstructions.py PROGRAM RECORD [--update]
 An operation may take MARGIN more than is recorded; what a processor's own instructions change is
 less. The counts are those of one compiler, its options, Qt and C library; with others, and without
 valgrind, there is nothing to compare (exit status 77). --update writes the record anew.
+
+A text that is ten times as long may take ten times as many instructions, and GROWTH_MARGIN more,
+on any machine with valgrind.
 """
 
 import glob
@@ -20,6 +23,7 @@ import sys
 import tempfile
 
 MARGIN = 0.03
+GROWTH_MARGIN = 0.1
 SLACK = 2  # instructions; what the margin is not for the shortest operations
 # Nothing else is passed on: a look for a variable goes through every one, and a path's length is work too.
 ENVIRONMENT = {
@@ -63,6 +67,20 @@ def count(program):
     return result.stdout.strip(), counts
 
 
+def check_growth(counts):
+    """Takes the counts of long texts out of counts, and compares those of each two lengths."""
+    long_texts = {name: counts.pop(name) for name in list(counts) if "kilobytes: " in name}
+    fails = False
+    for name in sorted(long_texts):
+        if name.endswith(" 100"):
+            growth = long_texts[name + "0"] / long_texts[name]
+            fail = growth > 10 * (1 + GROWTH_MARGIN)
+            fails |= fail
+            print(f"{'FAIL' if fail else '    '} {growth:6.2f} times the instructions for 1000: {name}")
+    if fails:
+        sys.exit("The instructions grow faster than the text.")
+
+
 def read(record):
     with open(record, encoding="utf-8") as file:
         lines = [line.rstrip("\n") for line in file if not line.startswith("#")]
@@ -76,6 +94,7 @@ def main():
     made_with, counts = count(program)
     if not counts:
         skip("valgrind's headers were not there when this was built")
+    check_growth(counts)
     if "--update" in options:
         with open(record, "w", encoding="utf-8") as file:
             file.write(f"{HEAD}{made_with}\n")

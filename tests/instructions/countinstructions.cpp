@@ -3,11 +3,13 @@
 
 // Usage: valgrind --tool=callgrind countinstructions
 //
-// Does each small operation of the library once, with a profile of its own that bears its name.
+// Does each small operation of the library once, with a profile of its own that bears its name, and
+// each operation with a key on long texts that are no key.
 // Prints what the counts depend on.
 
 #include <syncstatus/filemanager.h>
 #include <syncstatus/monitornetwork.h>
+#include <syncstatus/rsacrypt.h>
 #include <syncstatus/utils.h>
 
 #include <QCoreApplication>
@@ -27,6 +29,7 @@
 
 #include <cstdio>
 
+using logEncryption::RsaCrypt;
 using systemFileManager::FileManager;
 using utility::Utils;
 
@@ -118,6 +121,20 @@ int main(int argc, char **argv)
                                           QStringLiteral("https://www.example.com/"));
     });
     count("getServerDateTime", [] { Utils::getServerDateTime(1'700'000'000); });
+
+    for (const QByteArray part : {"-----BEGIN ", "-----BEGIN PUBLIC KEY"}) {
+        for (const int kilobytes : {100, 1000}) {
+            const QByteArray key = part.repeated(kilobytes * 1000 / part.size());
+            const auto countWithKey = [&](const char *name, auto operation) {
+                const QByteArray whole = QByteArray(name) + " with a key text of \"" + part +
+                                         "\", kilobytes: " + QByteArray::number(kilobytes);
+                count(whole.constData(), [&] { operation("x", key); });
+            };
+            countWithKey("rsaPublicKeyEncrypt", RsaCrypt::rsaPublicKeyEncrypt);
+            countWithKey("rsaPrivateKeyDecrypt", RsaCrypt::rsaPrivateKeyDecrypt);
+            countWithKey("rsaPublicKeyDecrypt", RsaCrypt::rsaPublicKeyDecrypt);
+        }
+    }
     return 0;
 }
 
