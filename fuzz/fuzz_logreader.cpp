@@ -101,7 +101,7 @@ int paddingDue(int length)
 }
 
 /// \a text with each byte escaped that is not part of a character which Qt can decode and which is
-/// no control character.
+/// no control character, bidirectional ones included.
 QByteArray printable(const QByteArray &text)
 {
     QByteArray shown;
@@ -111,7 +111,11 @@ QByteArray printable(const QByteArray &text)
             // Behind another character, because a byte-order mark at the beginning is left out.
             const QByteArray character = 'x' + text.mid(i, size);
             const QVector<uint> decoded = QString::fromUtf8(character).toUcs4();
-            if (decoded.size() == 2 && QString::fromUcs4(decoded.data(), 2).toUtf8() == character &&
+            const auto isBidirectional = [](uint c) {
+                return (c >= 0x202a && c <= 0x202e) || (c >= 0x2066 && c <= 0x2069);
+            };
+            if (decoded.size() == 2 && !isBidirectional(decoded[1]) &&
+                QString::fromUcs4(decoded.data(), 2).toUtf8() == character &&
                 (decoded[1] == '\t' || QChar::category(decoded[1]) != QChar::Other_Control))
                 break;
         }

@@ -23,9 +23,8 @@ namespace {
 
 // What the process ends with; --help repeats them.
 constexpr int success = 0;
-constexpr int usageError = 1;
-constexpr int cannotWrite = 1;
-constexpr int nothingRuns = 2;
+constexpr int failure = 1;
+constexpr int usageError = 2;
 
 /// Whoever read standard output has closed the pipe.
 bool readerGone = false;
@@ -67,7 +66,7 @@ void say(const QString &line)
         return;
     print(line.toLocal8Bit() + '\n');
     if (readerGone)
-        QCoreApplication::exit(cannotWrite); // of no effect before exec(): main() looks by itself
+        QCoreApplication::exit(failure); // of no effect before exec(): main() looks by itself
 }
 
 /// Writing to a pipe that nobody reads is to fail, not to end the process amid the plugins' work.
@@ -176,6 +175,8 @@ int wrongCommandLine(const QCommandLineParser &parser)
 int main(int argc, char *argv[])
 {
     occupyStandardDescriptors(); // before anything is opened
+    // Where the caller ignored it, QProcess could not learn how a command has ended.
+    (void)std::signal(SIGCHLD, SIG_DFL);
     qInstallMessageHandler(writeToStandardError);
     QCoreApplication::setApplicationName(QStringLiteral("syncstatus-agent"));
     QCoreApplication::setApplicationVersion(QStringLiteral(SYNCSTATUS_VERSION));
@@ -188,8 +189,8 @@ int main(int argc, char *argv[])
                                      QStringLiteral("Show the version and end."));
     const QCommandLineOption pluginDir(
         QStringLiteral("plugin-dir"),
-        QStringLiteral("Look for plugins in <directory>; may be given several times. Without "
-                       "it: %1.")
+        QStringLiteral("Look for plugins in <directory>, and no longer in the default, %1; may "
+                       "be given several times.")
             .arg(installedPluginDir()),
         QStringLiteral("directory"));
     const QCommandLineOption list(
@@ -211,16 +212,16 @@ int main(int argc, char *argv[])
         "Events go to standard output, diagnostics to standard error.\n\n"
         "Exit status:\n"
         "  0  stopped by SIGTERM or SIGINT; or all that was asked for is shown\n"
-        "  1  the command line is wrong, what was asked for cannot be written, or nobody\n"
+        "  1  no plugin could be started, what was asked for cannot be written, or nobody\n"
         "     reads standard output any more\n"
-        "  2  no plugin could be started"));
+        "  2  the command line is wrong"));
     parser.addOptions({help, version, pluginDir, list, enable, disable});
 
     // Plugins add options of their own, so what is unknown is found out later. Until then an
     // unknown option is passed over.
     const bool complete = parser.parse(QCoreApplication::arguments());
     if (parser.isSet(version))
-        return print(versionText().toLocal8Bit()) ? success : usageError;
+        return print(versionText().toLocal8Bit()) ? success : failure;
     for (const QCommandLineOption *option : {&pluginDir, &enable, &disable}) {
         if (!checkValues(parser, *option))
             return usageError;
@@ -252,7 +253,7 @@ int main(int argc, char *argv[])
     if (parser.isSet(list)) {
         if (!complete || !parser.positionalArguments().isEmpty())
             return wrongCommandLine(parser);
-        return print(QJsonDocument(host.list()).toJson()) ? success : usageError;
+        return print(QJsonDocument(host.list()).toJson()) ? success : failure;
     }
 
     // From here on code of the plugins runs.
@@ -261,7 +262,7 @@ int main(int argc, char *argv[])
     host.load();
     host.addCommandOptions(parser);
     if (parser.isSet(help))
-        return print(parser.helpText().toLocal8Bit()) ? success : usageError;
+        return print(parser.helpText().toLocal8Bit()) ? success : failure;
     if (!parser.parse(QCoreApplication::arguments()) || !parser.positionalArguments().isEmpty())
         return wrongCommandLine(parser);
     host.parseArgumentOptions(QCoreApplication::arguments());
@@ -279,11 +280,12 @@ int main(int argc, char *argv[])
         QCoreApplication::quit();
     });
     if (!host.initialize()) {
-        qCCritical(hostLog) << "no plugin could be started";
-        return nothingRuns;
+        qCCritical(hostLog).noquote()
+            << "no plugin could be started; looked in" << directories.join(QLatin1String(", "));
+        return failure;
     }
     stopSignals.deliver();
-    const int status = readerGone ? cannotWrite : QCoreApplication::exec();
+    const int status = readerGone ? failure : QCoreApplication::exec();
     host.shutdown();
     return status;
 }

@@ -79,12 +79,13 @@ public:
     ~PluginHost() override;
 
     /// Adds every file "*.so" of \a directory, from its metadata: nothing is loaded, none of its
-    /// code runs. A file is Invalid when it is no plugin, is made for another interface than
-    /// CUSTOMPLUGINMANAGER_PLUGIN_IID, has no name, or has the name of one that was found before.
-    /// A plugin whose "DisabledByDefault" is the JSON boolean true is not enabled; any value that
-    /// is no boolean is warned about and disables nothing. A directory that was looked into before,
-    /// under whatever name, is not looked into again. One that is missing or cannot be read is
-    /// warned about.
+    /// code runs. Qt reads each file, and a damaged library can crash it: the directory must be as
+    /// trusted as the agent's program. A file is Invalid when it is no plugin, is made for another
+    /// interface than CUSTOMPLUGINMANAGER_PLUGIN_IID, has no name, or has the name of one that was
+    /// found before. A plugin whose "DisabledByDefault" is the JSON boolean true is not enabled;
+    /// any value that is no boolean is warned about and disables nothing. A directory that was
+    /// looked into before, under whatever name, is not looked into again. One that is missing or
+    /// cannot be read is warned about.
     void find(const QString &directory);
 
     /// Everything that was found, Invalid files included.

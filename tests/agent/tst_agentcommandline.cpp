@@ -66,6 +66,7 @@ private Q_SLOTS:
 
     void looksIntoEachDirectoryInTurn();
     void looksIntoADirectoryOnce();
+    void looksIntoTheBuildFolderItRunsFrom();
     void looksIntoTheInstalledDirectoryByDefault();
     void saysWhatIsWrongWithADirectory();
     void saysThatADirectoryCannotBeRead();
@@ -226,7 +227,7 @@ void AgentCommandLine::refusesAWrongCommandLine()
     QFETCH(QStringList, errors);
     const PluginFolder folder({s("first")});
     AgentProcess agent;
-    QCOMPARE(agent.run(pluginDir(folder, arguments)), 1);
+    QCOMPARE(agent.run(pluginDir(folder, arguments)), 2);
     QCOMPARE(agent.errors(), agentMessages(errors));
     QVERIFY(!agent.output().contains(s("first: initialize")));
 }
@@ -236,7 +237,7 @@ void AgentCommandLine::whatIsNoPluginHasNoName()
     PluginFolder folder({s("first")});
     folder.write(s("text.so"), "This is not a library.\n");
     AgentProcess agent;
-    QCOMPARE(agent.run(pluginDir(folder, {s("--enable"), QString()})), 1);
+    QCOMPARE(agent.run(pluginDir(folder, {s("--enable"), QString()})), 2);
     QCOMPARE(agent.errors().mid(1), agentMessages({s("no plugin is named \"\"")}));
 }
 
@@ -268,6 +269,15 @@ void AgentCommandLine::looksIntoADirectoryOnce()
              0);
     QCOMPARE(enabledOf(parsed(agent.output())), QStringList({s("First yes"), s("Foreign no")}));
     QCOMPARE(agent.errors().size(), 1); // about the foreign one
+}
+
+void AgentCommandLine::looksIntoTheBuildFolderItRunsFrom()
+{
+    AgentProcess agent;
+    QCOMPARE(agent.run({s("--list")}), 0);
+    QCOMPARE(enabledOf(parsed(agent.output())),
+             QStringList({s("ServicePlugin yes"), s("SyncStatus yes")}));
+    QCOMPARE(agent.errors(), QStringList());
 }
 
 void AgentCommandLine::looksIntoTheInstalledDirectoryByDefault()
@@ -320,10 +330,10 @@ void AgentCommandLine::saysWhatIsWrongWithADirectory()
                   s("plugin directory ") + folder.file(s("file")) + s(" is not a directory")}));
 
     AgentProcess alone;
-    QCOMPARE(alone.run({s("--plugin-dir"), s("/nonexistent/plugins")}), 2);
+    QCOMPARE(alone.run({s("--plugin-dir"), s("/nonexistent/plugins")}), 1);
     QCOMPARE(alone.errors(),
              agentMessages({s("plugin directory /nonexistent/plugins does not exist"),
-                            s("no plugin could be started")}));
+                            s("no plugin could be started; looked in /nonexistent/plugins")}));
 }
 
 void AgentCommandLine::saysThatADirectoryCannotBeRead()
@@ -348,10 +358,10 @@ void AgentCommandLine::saysThatADirectoryCannotBeRead()
                                   QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     if (readable)
         QSKIP("this user reads any directory, and setpriv could not take that away");
-    QCOMPARE(status, 2);
+    QCOMPARE(status, 1);
     QCOMPARE(agent.errors(),
              agentMessages({s("plugin directory ") + folder.path() + s(" cannot be read"),
-                            s("no plugin could be started")}));
+                            s("no plugin could be started; looked in ") + folder.path()}));
 }
 
 void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
@@ -419,7 +429,7 @@ void AgentCommandLine::doesNotKnowTheOptionsOfADisabledPlugin()
     const PluginFolder folder({s("first"), s("second")});
     AgentProcess agent;
     agent.setBehaviour(s("first.commandOptions=offer-greeting"));
-    QCOMPARE(agent.run(pluginDir(folder, {s("--disable"), s("First"), s("--greeting=hello")})), 1);
+    QCOMPARE(agent.run(pluginDir(folder, {s("--disable"), s("First"), s("--greeting=hello")})), 2);
     QCOMPARE(agent.errors(), agentMessages({s("Unknown option 'greeting'. (see --help)")}));
 }
 
@@ -500,14 +510,15 @@ void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve_data()
     QTest::addColumn<QStringList>("messages");
     const QStringList found({s("warning: String: \"DisabledByDefault\" is not a boolean, ignored"),
                              s("debug: String: Found"), s("debug: First: Found")});
-    const QStringList missing({s("--plugin-dir"), s("/nonexistent")});
-    const QStringList noDirectory(s("warning: plugin directory /nonexistent does not exist"));
+    const QStringList missing({s("--plugin-dir"), s("/nonexistent/plugins")});
+    const QStringList noDirectory(
+        s("warning: plugin directory /nonexistent/plugins does not exist"));
     QTest::newRow("what goes wrong with a plugin and the agent goes on, and when it cannot")
         << QStringList({s("--disable"), s("String")}) << QString()
         << found + QStringList({s("debug: First: Loaded"),
                                 s("warning: First: its option is taken already: list"),
                                 s("warning: First: initialize: no luck"),
-                                s("critical: no plugin could be started")});
+                                s("critical: no plugin could be started; looked in FOLDER")});
     QTest::newRow("directory") << missing + QStringList(s("--list")) << QString()
                                << found + noDirectory;
     QTest::newRow("unknown name") << QStringList({s("--enable"), s("Nobody")}) << QString()
@@ -534,7 +545,7 @@ void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve()
     if (!outputFile.isEmpty())
         agent.setOutputFile(outputFile);
     agent.run(pluginDir(folder, arguments));
-    QCOMPARE(agent.errors(), messages);
+    QCOMPARE(agent.errors(), messages.replaceInStrings(s("FOLDER"), folder.path()));
 }
 
 // Before anything is loaded, so that nothing has to be put right.

@@ -74,6 +74,7 @@ private Q_SLOTS:
     void refusesADamagedLibrary_data();
     void refusesADamagedLibrary();
     void doesNotWaitForAPipe();
+    void runsACommandOnceWhereItsCallerIgnoresChildren();
     void endsWhenNothingRuns_data();
     void endsWhenNothingRuns();
 };
@@ -650,6 +651,22 @@ void AgentLifecycle::doesNotWaitForAPipe()
     QCOMPARE(agent.errors(), agentMessages({folder.file(s("pipe.so")) + s(": not a file")}));
 }
 
+void AgentLifecycle::runsACommandOnceWhereItsCallerIgnoresChildren()
+{
+    const PluginFolder folder({s("command")});
+    AgentProcess agent;
+    agent.setEnvironment(s("TEST_COMMAND"),
+                         s("echo ran >>'%1'; echo done").arg(folder.file(s("ran"))));
+    agent.start(QStringList({s("--ignore-signal=CHLD"), s(AGENT_PROGRAM)}) + pluginDir(folder),
+                s("env"));
+    QVERIFY(agent.waitFor(s("command: \"done\"")));
+    QVERIFY(agent.waitUntilUp());
+    QCOMPARE(agent.terminate(), 0);
+    QFile ran(folder.file(s("ran")));
+    QVERIFY(ran.open(QIODevice::ReadOnly));
+    QCOMPARE(ran.readAll(), QByteArray("ran\n"));
+}
+
 void AgentLifecycle::endsWhenNothingRuns_data()
 {
     QTest::addColumn<QStringList>("libraries");
@@ -672,8 +689,10 @@ void AgentLifecycle::endsWhenNothingRuns()
     const PluginFolder folder(libraries);
     AgentProcess agent;
     agent.setBehaviour(behaviour);
-    QCOMPARE(agent.run(pluginDir(folder)), 2);
-    QCOMPARE(agent.errors(), agentMessages(errors + QStringList(s("no plugin could be started"))));
+    QCOMPARE(agent.run(pluginDir(folder)), 1);
+    QCOMPARE(agent.errors(),
+             agentMessages(errors + QStringList(s("no plugin could be started; looked in ") +
+                                                folder.path())));
 }
 
 QTEST_GUILESS_MAIN(AgentLifecycle)

@@ -552,12 +552,12 @@ void TestLogReader::onATerminalControlCharactersAreShown_data()
         << QByteArray("\x1b]0;title\x07\x1b[2J") << QByteArray(R"(\x1b]0;title\x07\x1b[2J)");
     QTest::newRow("line ends") << QByteArray("a\r\nb\n") << QByteArray(R"(a\x0d\x0ab\x0a)");
     QTest::newRow("NUL and DEL") << QByteArray("\0\x7f", 2) << QByteArray(R"(\x00\x7f)");
-    const auto addEscaped = [](const char *name, const QByteArray &bytes) {
+    const auto addEscaped = [](const QByteArray &name, const QByteArray &bytes) {
         QByteArray shown;
         for (const char c : bytes)
             shown += "\\x" + QByteArray(1, c).toHex();
-        QTest::newRow(name) << "a" + bytes + "b"
-                            << "a" + shown + "b";
+        QTest::newRow(name.constData()) << "a" + bytes + "b"
+                                        << "a" + shown + "b";
     };
     addEscaped("eight-bit control characters in UTF-8", "\xc2\x80\xc2\x9b\xc2\x9f");
     addEscaped("eight-bit control characters", "\x80\x9b\x9f");
@@ -568,6 +568,10 @@ void TestLogReader::onATerminalControlCharactersAreShown_data()
     addEscaped("surrogates", "\xed\xa0\x9b");
     addEscaped("beyond Unicode", "\xf4\x90\x9b\x9b\xf5\x80\x9b\x9b");
     addEscaped("characters cut off", "\xc3\xe2\x82\xf0\x9f\x98");
+    for (const QByteArray controls : {"\u202a\u202b\u202c\u202d\u202e", "\u2066\u2067\u2068\u2069"})
+        addEscaped("bidirectional controls " + controls.toHex(), controls);
+    QTest::newRow("beside the bidirectional controls")
+        << QByteArray("\u2029\u202f\u2065\u206a") << QByteArray("\u2029\u202f\u2065\u206a");
     QTest::newRow("after whole characters") << QByteArray("\xc3\x9b\x9b\xe2\x82\xac\x9b")
                                             << QByteArray("\xc3\x9b\\x9b\xe2\x82\xac\\x9b");
     QTest::newRow("in a character cut off")

@@ -50,7 +50,7 @@ std::size_t paddingDue(std::size_t length)
 enum class Utf8State { Bad, Begun, Whole };
 
 /// Whether \a bytes, at least one, are a character in UTF-8 (The Unicode Standard, table 3-7) that
-/// is no control character but the tab, or the beginning of one.
+/// is no control character but the tab and no bidirectional control, or the beginning of one.
 Utf8State utf8State(std::string_view bytes)
 {
     const auto byte = [bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
@@ -71,6 +71,10 @@ Utf8State utf8State(std::string_view bytes)
         if (byte(i) < 0x80 || byte(i) > 0xbf)
             return Utf8State::Bad;
     }
+    // Bidirectional controls, which can reorder what a person reads.
+    if (bytes.size() == 3 &&
+        ((bytes >= "\u202a" && bytes <= "\u202e") || (bytes >= "\u2066" && bytes <= "\u2069")))
+        return Utf8State::Bad;
     const std::size_t size = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
     return bytes.size() < size ? Utf8State::Begun : Utf8State::Whole;
 }

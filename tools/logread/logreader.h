@@ -49,8 +49,9 @@ public:
     /// How plain text is given.
     enum class PlainText {
         Exact,     ///< byte for byte
-        Printable, ///< control characters, but the tab, and bytes that are not UTF-8 as \xHH, so
-                   ///< that a text of unknown origin does nothing to a terminal, which takes UTF-8
+        Printable, ///< control characters but the tab, bidirectional controls (U+202A to U+202E
+                   ///< and U+2066 to U+2069) and bytes that are not UTF-8 as \xHH, so that a text
+                   ///< of unknown origin does nothing to a terminal, which takes UTF-8
     };
 
     /// The reader decrypts with \a key, as BlockDecryptor says, and gives its output in pieces of

@@ -41,9 +41,9 @@ cases that cannot be told: a cut within its first 64 characters, and one exactly
 at the end of a block where base64 has no padding (that of a 3072-bit key never
 has any).
 
-On a terminal, control characters in decrypted texts, and bytes that are not
-UTF-8, are shown as \x1b and the like; into a file or a pipe every byte of them
-is written as it is.
+On a terminal, control characters in decrypted texts, bidirectional ones too,
+and bytes that are not UTF-8, are shown as \x1b and the like; into a file or a
+pipe every byte of them is written as it is.
 
 Exit status: 0 if all encrypted texts were read (or there were none), 1 if some
 were not, 2 if the command line is wrong, the key cannot be used, a log cannot
