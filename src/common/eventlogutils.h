@@ -10,56 +10,42 @@
 
 #include <string>
 
-/// The process's way into the platform's event log, for event records, not diagnostic lines.
+/// Writes records to the platform's event log, through "/usr/lib64/libcorvel-event-log.so". Without
+/// that library, or one of its functions, everything works and does nothing.
 ///
-/// The platform's library, "/usr/lib64/libcorvel-event-log.so", is loaded at run time by the first
-/// get(). Where it is missing, cannot be loaded or lacks an entry point, everything here still
-/// works and what needs the missing part does nothing. That is settled once for the life of the
-/// process: a library that is installed later is not picked up, and one that could not be loaded
-/// because the process had no file descriptor or memory left stays out. Make the first call early.
+/// \code
+/// EventLogUtils::get()->initSync();
+/// EventLogUtils::get()->writeLogs(R"({"tid":7,"version":"1.0"})");
+/// \endcode
 ///
-/// Two entry points are used, each if it is there. They may return nothing or a scalar (a number, a
-/// boolean, a pointer), which is not looked at; a class would need a place to be returned in:
-/// "Initialize", a function of the application's name (`std::string &`) and a boolean, and
-/// "WriteEventLog", a function of the record (`const std::string &`). The platform's library must
-/// therefore use the same `std::string` as this one (libstdc++'s, with the C++11 ABI setting that
-/// this library was built with).
+/// - Threads: the first get() in the main thread, beside no other. The other operations call the
+///   platform's library in the caller's thread, without a lock.
+/// - Blocking: the first get() while the library loads; the others as long as the library does.
+/// - Failure: none is reported. The first get() decides for the life of the process whether the
+///   library is used: call it early.
+/// - Logging: none.
 ///
-/// Logging: none, whatever is missing or fails. (Qt itself reports what it loads, and what it fails
-/// to load, when the environment variable QT_DEBUG_PLUGINS is set.)
-///
-/// Threads: get() takes no lock; make its first call where no other can run at the same time, which
-/// is the agent's main thread. initSync() and writeLogs() call the platform's library on the
-/// caller's thread without a lock; whether it may be entered from several threads at once is that
-/// library's business.
-///
-/// Blocking: the first get() for as long as the loading of the library takes; initSync() and
-/// writeLogs() for as long as the platform's library takes.
+/// The platform's library must use the same std::string (libstdc++, C++11 ABI) as this one.
 class SYNCSTATUS_EXPORT EventLogUtils
 {
 public:
-    /// The one object, made by the first call; never null, never destroyed, not the caller's to
-    /// delete.
+    /// The one object, made by the first call. Never null, never destroyed. Do not delete it.
     static EventLogUtils *get() noexcept;
 
-    /// Initialises the platform's library for synchronous writing: calls "Initialize" with the name
-    /// under which the agent's events are filed, "org.corvel.license.agent" (the same as the
-    /// logging category of the agent's diagnostic lines), and true. writeLogs() does not depend on
-    /// it having been called.
+    /// Calls the library's "Initialize" for synchronous writing, with the name
+    /// "org.corvel.license.agent" for the agent's events. writeLogs() does not need it.
     void initSync() noexcept;
 
-    /// Hands one record to "WriteEventLog": the very object \a record, neither copied nor looked
-    /// into; any bytes and any length. The platform expects a compact JSON object in UTF-8 with an
-    /// integer "tid", the kind of event, and a string "version", the version of the record;
-    /// composing it is the caller's business. A record that the platform refuses is lost without
-    /// notice.
+    /// Passes \a record unchanged to the library's "WriteEventLog". The platform expects a compact
+    /// JSON object in UTF-8 with an integer "tid", the kind of event, and a string "version". A
+    /// record that the platform refuses is lost.
     void writeLogs(const std::string &record) noexcept;
 
 private:
     EventLogUtils();
     Q_DISABLE_COPY(EventLogUtils)
 
-    // Which scalar they return, if any, differs between platforms and is never looked at.
+    // Their result, void or a scalar, is ignored.
     using Initialize = void (*)(std::string &applicationName, bool synchronous);
     using WriteEventLog = void (*)(const std::string &record);
 
