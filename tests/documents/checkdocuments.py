@@ -79,6 +79,29 @@ class Links(unittest.TestCase):
                     self.assertTrue(os.path.exists(os.path.join(SOURCE, path)))
 
 
+class Headers(unittest.TestCase):
+    def test_the_example_of_each_public_header_compiles(self):
+        flags = output("pkg-config", "--cflags", "Qt5Core", "Qt5Network").split()
+        headers = glob.glob(f"{BUILD}/include/syncstatus/*[a-z].h")
+        headers = [header for header in headers if not header.endswith("_export.h")]
+        self.assertEqual(len(headers), 5)
+        for header in headers:
+            with self.subTest(header=os.path.basename(header)):
+                with open(header, encoding="utf-8") as file:
+                    example = re.search(r"/// \\code\n(.*?)/// \\endcode", file.read(), re.DOTALL)[1]
+                program = (
+                    f"#include <{header}>\n#include <QCoreApplication>\n#include <QDebug>\n"
+                    "namespace systemFileManager {}\nnamespace utility {}\nnamespace logEncryption {}\n"
+                    "using namespace systemFileManager;\nusing namespace utility;\nusing namespace logEncryption;\n"
+                    "void example()\n{\n" + re.sub(r"^/// ?", "", example, flags=re.MULTILINE) + "}\n"
+                )
+                command = ["c++", "-std=c++17", "-fPIC", "-fsyntax-only", "-Wall", "-x", "c++", "-", "-I", f"{BUILD}/include"]
+                result = subprocess.run(
+                    command + flags, input=program, stderr=subprocess.PIPE, text=True, check=False
+                )
+                self.assertEqual(result.returncode, 0, result.stderr)
+
+
 class LogLines(unittest.TestCase):
     def test_each_line_of_the_library_is_explained(self):
         text = read("docs/troubleshooting.md")

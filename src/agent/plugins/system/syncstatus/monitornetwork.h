@@ -32,7 +32,7 @@ class MonitorNetworkPrivate;
 ///   monitor stays silent for its life. It follows a NetworkManager that restarts later.
 /// - Logging: warnings of the category "org.corvel.license.agent", each after "codestack: ".
 ///
-/// The requests, the lines and what happens without a bus: docs/connectivity.md.
+/// What it asks: docs/architecture.md. Without a bus, or with a slow one: docs/robustness.md.
 class SYNCSTATUS_EXPORT MonitorNetwork : public QObject
 {
     Q_OBJECT
