@@ -31,9 +31,8 @@ struct Plugin
     Q_GADGET
 
 public:
-    /// How far the file has come. It moves from one state to the next, in this order, and never
-    /// back. One that fails stays in the state that it had reached, with `error` set, and takes no
-    /// part in what follows until the agent stops.
+    /// How far the file has come. It moves through the states in this order, never back. A plugin
+    /// that fails stays in its state, with `error` set, until the agent stops.
     enum class State {
         Invalid,               ///< No plugin of this agent; `error` says why. None of it was run.
         Found,                 ///< The metadata is read. None of its code has run.
@@ -56,19 +55,19 @@ public:
     custompluginmanager::PluginBase *object = nullptr;
 };
 
-/// Finds the plugins of an agent, takes them through their lifecycle and puts them away again.
+/// Finds the plugins of an agent, drives them through their lifecycle and deletes them.
 ///
 /// Call in this order, from the main thread: find() for each directory, setEnabled(), load(),
 /// addCommandOptions(), parseArgumentOptions(), initialize(), then run the event loop, shutdown().
-/// None of them has to be called for the later ones to be safe.
+/// Each of them is optional.
 ///
-/// Everywhere the order is that of finding: directory by directory as they were given, in each by
-/// file name. shutdown() alone goes the other way round.
+/// Plugins are handled in the order of finding: the directories as given, and the files of each by
+/// name. Only shutdown() uses the reverse order.
 ///
-/// One plugin's failure stays its own: a loader error, an exception out of its constructor or out
-/// of any operation, or initialize() returning false is put into Plugin::error and logged as a
-/// warning of the category "syncstatus.agent", and the others go on. States that are reached are
-/// logged there at debug level, which is off unless QT_LOGGING_RULES turns it on.
+/// A plugin that fails does not stop the others. It fails if the loader refuses it, if an operation
+/// throws, or if initialize() returns false. Plugin::error has the reason, and so has a warning of
+/// the category "syncstatus.agent". That category logs each state at debug level, which is off by
+/// default.
 class PluginHost : public QObject
 {
     Q_OBJECT
@@ -78,14 +77,14 @@ public:
     /// Does what shutdown() does, where that was not called.
     ~PluginHost() override;
 
-    /// Adds every file "*.so" of \a directory, from its metadata: nothing is loaded, none of its
-    /// code runs. Qt reads each file, and a damaged library can crash it: the directory must be as
-    /// trusted as the agent's program. A file is Invalid when it is no plugin, is made for another
-    /// interface than CUSTOMPLUGINMANAGER_PLUGIN_IID, has no name, or has the name of one that was
-    /// found before. A plugin whose "DisabledByDefault" is the JSON boolean true is not enabled;
-    /// any value that is no boolean is warned about and disables nothing. A directory that was
-    /// looked into before, under whatever name, is not looked into again. One that is missing or
-    /// cannot be read is warned about.
+    /// Adds every file "*.so" of \a directory, from its metadata. Runs no code of it. Warns about a
+    /// directory that is missing or cannot be read, and ignores one that it has seen.
+    ///
+    /// Qt reads each file, and a damaged library can crash it: the directory must be as trusted as
+    /// the agent's program. A file is Invalid if it is no plugin, has another interface than
+    /// CUSTOMPLUGINMANAGER_PLUGIN_IID, has no name, or repeats the name of one found before. A
+    /// plugin is not enabled if its "DisabledByDefault" is true; a value that is no boolean gives a
+    /// warning.
     void find(const QString &directory);
 
     /// Everything that was found, Invalid files included.
@@ -110,19 +109,20 @@ public:
     /// Hands the whole command line, the program's name first, to each plugin that offers options.
     void parseArgumentOptions(const QStringList &arguments);
 
-    /// The first phase for all plugins, then the second for those that came through it; in between
-    /// the plugin objects of the others are deleted, so that nobody finds what they have offered in
-    /// the registry. The third follows from the event loop: one plugin at a time,
-    /// DELAYED_INITIALIZE_INTERVAL milliseconds before each, so that other events get their turn in
-    /// between. Returns whether any plugin came through the first two.
+    /// Runs the first phase of all plugins, then the second. Between them it deletes the plugin
+    /// objects that failed, so that nobody finds their objects in the registry. Returns whether any
+    /// plugin came through both.
+    ///
+    /// The third phase follows from the event loop, one plugin at a time, with a pause of
+    /// DELAYED_INITIALIZE_INTERVAL milliseconds before each.
     bool initialize();
 
-    /// The next third phase does not begin. For a caller that leaves the event loop: what is due
-    /// in the loop's last turn would still be done.
+    /// Stops further third phases, for a caller that leaves the event loop: its last turn would
+    /// still run one.
     void cancelDelayedInitialize();
 
-    /// Tells every plugin that was initialised, also one that failed later, then deletes all plugin
-    /// objects; each in reverse order. A third phase that is still going on ends where it is.
+    /// Tells every plugin that was initialised, then deletes all plugin objects, each in reverse
+    /// order. A third phase that is still running is not ended.
     void shutdown();
 
 Q_SIGNALS:

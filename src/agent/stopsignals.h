@@ -8,11 +8,11 @@
 
 class QSocketNotifier;
 
-/// Turns SIGTERM and SIGINT into a Qt signal of the event loop.
+/// Turns SIGTERM and SIGINT into a Qt signal of the event loop. A process has one object of this
+/// class.
 ///
-/// Until hold() they do what they do by default: end the process at once. From then on a signal is
-/// kept until deliver(). A second one of its kind ends the process at once: what is to stop in good
-/// order may hang. There is one object of this class in a process.
+/// Before hold() both end the process at once. After it a signal is kept until deliver(). A second
+/// one of its kind ends the process at once, because an orderly stop may hang.
 class StopSignals : public QObject
 {
     Q_OBJECT

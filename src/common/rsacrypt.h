@@ -27,9 +27,9 @@ namespace logEncryption {
 /// bytes and carries up to K - 11 bytes of text, with PKCS#1 v1.5 padding. Nothing protects the
 /// order or the number of blocks.
 ///
-/// Keys are PEM text and are trusted: an RSA key of any length, PKCS#1 or X.509 if it is public,
-/// PKCS#1 or PKCS#8 if it is private, and without a passphrase. A public key's text that holds
-/// "BEGIN RSA PUBLIC KEY" anywhere is read as PKCS#1.
+/// Keys are RSA keys of any length, as trusted PEM text without a passphrase. A public key is
+/// PKCS#1 or X.509, a private key PKCS#1 or PKCS#8. A public key's text that holds "BEGIN RSA
+/// PUBLIC KEY" anywhere is read as PKCS#1.
 ///
 /// **The host brings libcrypto**, 1.1 or 3. Without it the first call ends the process. Long texts
 /// and damaged blocks: docs/encrypted-log-text.md.

@@ -14,13 +14,22 @@
 
 namespace custompluginmanager {
 
-/// The registry of implementation objects, through which plugins find one another by name.
+/// The registry of implementation objects. Plugins find one another's objects in it by name.
 ///
-/// The registry owns nothing. An object leaves it by removePluginImplement() or by being destroyed.
-/// All operations may be called from any thread; what a caller does with an object that it got here
-/// is between it and the object's owner, who may delete it at any time in another thread.
+/// \code
+/// static QObject service;
+/// service.setObjectName("Service");
+/// custompluginmanager::CustomPluginManager::addPluginImplement(&service);
+/// QObject *found = custompluginmanager::CustomPluginManager::getPluginImpByName("Service");
+/// \endcode
 ///
-/// Warnings go to the logging category "custompluginmanager".
+/// - Threads: any. The owner of an object may delete it while another thread uses it; the registry
+///   does not protect against that.
+/// - Blocking: none.
+/// - Failure: a null pointer, or a warning.
+/// - Logging: warnings of the category "custompluginmanager".
+///
+/// The registry owns nothing. An object leaves it when it is removed or destroyed.
 class CUSTOMPLUGINMANAGER_EXPORT CustomPluginManager : public QObject
 {
     Q_OBJECT
@@ -29,12 +38,11 @@ public:
     /// The registry, made by the first call. It lives until the process ends.
     static CustomPluginManager *instance();
 
-    /// Adds \a object under the object name that it has now. An object that is in the registry
-    /// already is held once and warned about, as are a null pointer and an object without a name,
-    /// which are not added. When two objects have one name, the first is the one that is found, and
-    /// a warning says so.
+    /// Adds \a object under its present object name. A null pointer, or an object without a name,
+    /// is not added. An object that is there already stays there once. If two objects have one
+    /// name, the first one is found. Each of these cases logs a warning.
     static void addPluginImplement(QObject *object);
-    /// Takes \a object out of the registry. Does nothing when it is not in it.
+    /// Removes \a object. Does nothing if the registry does not have it.
     static void removePluginImplement(QObject *object);
     /// The object that was added under \a name (case-sensitive), or null.
     static QObject *getPluginImpByName(const QString &name);

@@ -19,9 +19,8 @@
 
 namespace custompluginmanager {
 
-/// The keys of a plugin's metadata: "MetaData" is Qt's own key of the plugin's JSON object, the
-/// others are keys of that object. Name, Version, Category and Description are strings,
-/// DisabledByDefault is a boolean.
+/// The keys of a plugin's metadata. "MetaData" is Qt's key of the plugin's own JSON object; the
+/// others are keys of that object. "DisabledByDefault" is a boolean, the others are strings.
 constexpr char PLUGIN_METADATA[] = "MetaData";
 constexpr char PLUGIN_NAME[] = "Name";
 constexpr char PLUGIN_VERSION[] = "Version";
@@ -32,11 +31,24 @@ constexpr char PLUGIN_CATEGORY[] = "Category";
 /// The pause before each plugin's delayedInitialize(), in milliseconds.
 constexpr int DELAYED_INITIALIZE_INTERVAL = 20;
 
-/// The base class of every plugin object. The agent makes it without a parent, calls everything
-/// here from its main thread, and deletes it.
+/// The base class of every plugin object. The agent makes it without a parent, drives it through
+/// three phases and deletes it.
 ///
-/// The order of the virtual operations is part of the binary interface: plugins are built apart
-/// from the agent. Do not reorder them, and add only at the end.
+/// \code
+/// class Service : public custompluginmanager::PluginBase
+/// {
+///     bool initialize(QString *) override { return true; }
+///     void extensionsInitialized() override {}
+///     bool delayedInitialize() override { return false; }
+/// };
+/// \endcode
+///
+/// - Threads: the agent calls everything from its main thread.
+/// - Blocking: an operation that blocks delays the agent; only delayedInitialize() may take time.
+/// - Failure: initialize() returns false. The agent also survives an exception.
+///
+/// **The order of the virtual operations is part of the binary interface.** Add new ones at the
+/// end.
 class CUSTOMPLUGINMANAGER_EXPORT PluginBase : public QObject
 {
     Q_OBJECT
@@ -45,15 +57,16 @@ public:
     PluginBase();
     ~PluginBase() override;
 
-    /// First phase: adds what other plugins are to find to the registry. Other plugins may not have
-    /// been initialised yet. On failure returns false and says why in \a errorString (may be null);
-    /// the plugin object is then deleted before the second phase, and what it has added to the
-    /// registry has to go with it.
+    /// First phase: adds objects for other plugins to the registry. Other plugins may not have been
+    /// initialised yet.
+    ///
+    /// Returns false on failure and gives the reason in \a errorString, which may be null. The
+    /// agent then deletes the plugin object, which must remove its objects from the registry.
     virtual bool initialize(QString *errorString) = 0;
-    /// Second phase: every plugin has been through initialize(); looks up what others offer.
+    /// Second phase: looks up the objects of other plugins. All plugins have been initialised.
     virtual void extensionsInitialized() = 0;
-    /// Third phase, from the event loop once the agent is up: the place for what takes time.
-    /// Returns whether it did anything that did.
+    /// Third phase, from the event loop: the place for work that takes time. Returns whether it did
+    /// such work.
     virtual bool delayedInitialize() = 0;
     /// Whether \a data is accepted; may change it. The default accepts nothing.
     virtual bool verify(QByteArray &data)
@@ -61,17 +74,17 @@ public:
         Q_UNUSED(data)
         return false;
     }
-    /// The options that the plugin adds to the agent's command line. Asked for before initialize().
+    /// The options that the plugin adds to the agent's command line. Called before initialize().
     virtual QList<QCommandLineOption> commandOptions() { return {}; }
-    /// Is given the agent's command line, the program's name first, when the plugin has options of
-    /// its own; the agent has checked it. Returns whether it took any argument.
+    /// Receives the agent's checked command line, the program's name first, if the plugin has
+    /// options. Returns whether it used any argument.
     virtual bool parseArgumentOptions(const QStringList &arguments)
     {
         Q_UNUSED(arguments)
         return false;
     }
-    /// The agent is about to stop: plugins are told in the reverse order of their initialisation,
-    /// before any of them is deleted. The default does nothing.
+    /// The agent is about to stop. Called in the reverse order of initialisation, before any plugin
+    /// object is deleted. The default does nothing.
     virtual void aboutToShutdown();
 
 private:

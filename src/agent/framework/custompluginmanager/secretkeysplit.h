@@ -9,37 +9,40 @@
 #include <QByteArray>
 #include <QStringList>
 
-/// Splits a secret into pieces that only together give it back (n of n), and joins them.
+/// Splits a secret into pieces, and joins them. Only all pieces together give the secret.
 ///
-/// A piece is one line of plain ASCII, "N-i-payload": the number of pieces, a hyphen, the piece's
-/// own number counted from 1, a hyphen, and the payload, for instance "3-1-90c1…". Both numbers are
-/// decimal, without sign or leading zeros. The payload is lower-case hexadecimal and holds no
-/// hyphen. It is as many bytes as the secret and 32 more: the exclusive or of the payloads of all N
-/// pieces is the secret's SHA-256 digest followed by the secret.
+/// \code
+/// const QStringList pieces = SecretkeySplit::splitSecretKey("a secret", 3);
+/// const QByteArray secret = SecretkeySplit::recoverSecretKey(pieces);
+/// \endcode
 ///
-/// All pieces but the last are masks made from the secret: HMAC-SHA-256, keyed with the secret,
-/// over "N-i-b" with b counting blocks of 32 bytes from 0. The same secret and number of pieces
-/// give the same pieces, so a build can be repeated bit for bit. In return any single piece lets
-/// its holder test a guess of the secret. Split only what cannot be guessed, such as a key; never a
-/// password.
+/// - Threads: any, several at once.
+/// - Blocking: computes only.
+/// - Failure: an empty result.
+/// - Logging: none.
 ///
-/// All pieces together are the secret. In one file or program they hide it from a search for its
-/// text only. The digest refuses pieces that do not belong together; it is no signature.
+/// A piece is one line of ASCII, "N-i-payload", for instance "3-1-90c1…": the number of pieces, the
+/// piece's number from 1, and the payload in lower-case hexadecimal. The exclusive or of all
+/// payloads is the secret's SHA-256 digest, followed by the secret.
 ///
-/// No operation keeps or logs anything; all may be called from any thread. They hold everything in
-/// memory, some six bytes for each byte of the secret and each piece.
+/// All payloads but the last are HMAC-SHA-256, keyed with the secret, over "N-i-b". The number b
+/// counts blocks of 32 bytes from 0. So the same secret gives the same pieces, and a build can be
+/// repeated bit for bit. In return, one piece is enough to test a guess of the secret: split keys,
+/// never passwords.
+///
+/// Pieces in one file hide the secret from a search for its text only. The digest detects pieces
+/// that do not belong together; it is no signature.
 class CUSTOMPLUGINMANAGER_EXPORT SecretkeySplit
 {
 public:
     SecretkeySplit() = delete;
 
-    /// Splits \a secret, any bytes, into \a count pieces, which come in the order of their numbers.
-    /// Empty when the secret is empty or \a count is less than 2.
+    /// Splits \a secret, any bytes, into \a count pieces, in the order of their numbers. Empty if
+    /// the secret is empty or \a count is less than 2.
     static QStringList splitSecretKey(const QByteArray &secret, int count);
 
-    /// Joins \a pieces, in any order, to the secret. Empty when they are not all the pieces of one
-    /// split and nothing else: a piece is missing, doubled, from another split, cut off, changed,
-    /// or no piece at all (surrounding blanks and upper-case digits included).
+    /// Joins \a pieces, in any order. Empty if a piece is missing, doubled, damaged or from another
+    /// split. A piece with white space around it, or with upper-case digits, is damaged.
     static QByteArray recoverSecretKey(const QStringList &pieces);
 };
 

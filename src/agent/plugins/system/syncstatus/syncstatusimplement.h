@@ -8,10 +8,11 @@
 
 namespace syncstatus::internal {
 
-/// What other plugins get from the agent's registry under the name "SyncStatus". They reach its two
-/// operations through the meta-object, and so need not link this library. Both make the
-/// process-wide monitor when they are the first to need it, which blocks on D-Bus (see
-/// MonitorNetwork), and are to be called from the agent's main thread.
+/// The object "SyncStatus" of the agent's registry. Other plugins call its operations through the
+/// meta-object, so they do not link this library.
+///
+/// The first call makes the process-wide monitor, which blocks on D-Bus: see MonitorNetwork. Call
+/// both operations from the agent's main thread.
 class SyncStatusImplement : public QObject
 {
     Q_OBJECT
