@@ -10,8 +10,8 @@
 
 #include <string>
 
-/// Writes records to the platform's event log, through "/usr/lib64/libcorvel-event-log.so". Without
-/// that library, or one of its functions, everything works and does nothing.
+/// Writes records to the platform's event log, through "/usr/lib64/libcorvel-event-log.so". An
+/// operation whose function is missing there, or whose library is, does nothing.
 ///
 /// \code
 /// EventLogUtils::get()->initSync();
@@ -21,8 +21,8 @@
 /// - Threads: the first get() in the main thread, beside no other. The other operations call the
 ///   platform's library in the caller's thread, without a lock.
 /// - Blocking: the first get() while the library loads; the others as long as the library does.
-/// - Failure: none is reported. The first get() decides for the life of the process whether the
-///   library is used: call it early.
+/// - Failure: none is reported. The first get() decides whether the library is used from then on:
+///   call it early. An exception from the library ends the process.
 /// - Logging: none.
 ///
 /// The platform's library must use the same std::string (libstdc++, C++11 ABI) as this one.

@@ -11,8 +11,8 @@
 
 class MonitorNetworkPrivate;
 
-/// Tells whether the machine is online. It asks NetworkManager once, over the system D-Bus, and
-/// then follows NetworkManager's signal `StateChanged`.
+/// Tells whether the machine is online. It subscribes to NetworkManager's signal `StateChanged` on
+/// the system D-Bus, and asks NetworkManager once.
 ///
 /// \code
 /// MonitorNetwork *monitor = MonitorNetwork::getInstance();
@@ -26,10 +26,10 @@ class MonitorNetworkPrivate;
 ///
 /// - Threads: the monitor lives in the thread that first calls getInstance(), which needs an event
 ///   loop. Call everything but getInstance() from that thread. Subscribers may live in any thread.
-/// - Blocking: only the first getInstance(), for milliseconds, or 25 seconds for each D-Bus call
-///   that NetworkManager does not answer.
-/// - Failure: the answer is false. If NetworkManager is missing when the monitor is made, the
-///   monitor stays silent for its life. It follows a NetworkManager that restarts later.
+/// - Blocking: only until the monitor is made, for milliseconds, or 25 seconds for each D-Bus call
+///   that NetworkManager does not answer. A bus that ends meanwhile can block it for good.
+/// - Failure: the answer is false. If NetworkManager does not answer its introspection when the
+///   monitor is made, the monitor never announces anything. Otherwise it follows later restarts.
 /// - Logging: warnings of the category "org.corvel.license.agent", each after "codestack: ".
 ///
 /// What it asks: docs/architecture.md. Without a bus, or with a slow one: docs/robustness.md.
@@ -42,13 +42,14 @@ public:
     /// before other exit handlers run. It is not made again. Do not delete it.
     static MonitorNetwork *getInstance() noexcept;
 
-    /// Evaluates connectivity, blocking, and subscribes to NetworkManager. Reserved for
+    /// Subscribes to NetworkManager and evaluates connectivity, blocking. Reserved for
     /// getInstance().
     explicit MonitorNetwork(QObject *parent);
     ~MonitorNetwork() override;
 
-    /// Whether NetworkManager has reported global connectivity at any time so far. Does not block.
-    /// Logs "getNetworkState:" with the answer and a newline.
+    /// Whether the monitor has seen connectivity: an activated device of the primary connection
+    /// when it was made, or global connectivity then or since. Does not block. Logs
+    /// "getNetworkState:" with the answer and a newline.
     bool getNetworkState() noexcept;
 
 Q_SIGNALS:
