@@ -17,7 +17,7 @@ namespace {
 /// Whether \a pem says of a key in it that a passphrase protects it.
 bool isRefused(const QByteArray &pem)
 {
-    return pem.contains("BEGIN ENCRYPTED PRIVATE KEY") || pem.contains("Proc-Type: 4,ENCRYPTED");
+    return pem.contains("ENCRYPTED");
 }
 
 } // namespace

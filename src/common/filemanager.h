@@ -68,7 +68,8 @@ public:
     /// without a line if the file is empty or has 2 GiB or more. A read error ends the data there.
     static QByteArray readFile(const QString &filePath) noexcept;
 
-    /// Makes \a data the whole content of \a filePath, in place. Makes the file, but no directory.
+    /// Makes \a data the whole content of \a filePath, in place: mode, owner and hard links stay.
+    /// Makes the file, but no directory.
     /// Does not fsync. A write to a fifo waits for its reader while the pipe is full.
     ///
     /// Returns true if the system has taken any of the data: **a disk that fills up midway is a

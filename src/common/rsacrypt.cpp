@@ -77,8 +77,9 @@ Key::Key(const QByteArray &pem, KeyUse use) : m_bio(BIO_new_mem_buf(pem.constDat
     // A failing reader leaves the object alone, or (RSAPublicKey on bad DER) frees it and sets
     // m_rsa to null. So m_rsa is what must be freed, and the reader's result does not replace it.
     if (use == KeyUse::PrivateDecryption) {
-        // OpenSSL would ask for such a key's passphrase on the agent's terminal.
-        if (!pem.contains("BEGIN ENCRYPTED PRIVATE KEY") && !pem.contains("Proc-Type: 4,ENCRYPTED"))
+        // OpenSSL would ask for such a key's passphrase on the agent's terminal: "BEGIN ENCRYPTED
+        // PRIVATE KEY", and "Proc-Type: 4,ENCRYPTED" with any blanks.
+        if (!pem.contains("ENCRYPTED"))
             m_isRead = PEM_read_bio_RSAPrivateKey(m_bio, &m_rsa, nullptr, nullptr);
     } else if (pem.contains(publicKeyHeaderSymbolRSA)) {
         m_isRead = PEM_read_bio_RSAPublicKey(m_bio, &m_rsa, nullptr, nullptr);

@@ -30,7 +30,7 @@ namespace utility {
 ///   processing events. The others do not block.
 /// - Failure: the result that each operation names.
 /// - Logging: executeCmd() and setSocksNetworkProxy() write warnings of the category
-///   "org.corvel.license.agent". The others write nothing.
+///   "org.corvel.license.agent". The others add none.
 class SYNCSTATUS_EXPORT Utils
 {
 public:
@@ -41,8 +41,8 @@ public:
     /// of 1 GiB or more counts as none. Logs each attempt: "cmd: ", " exitStatus: ", " exitCode: ",
     /// " error: " and " errorString: ", each with its value.
     ///
-    /// **Runs a command again, at most twice**, if it did not start, a signal ended it, or it took
-    /// longer than 30 seconds: limit it with `timeout 20`. Add `</dev/null` if it reads its input.
+    /// **Runs a command again, at most twice**, if it did not start, a signal ended it, or it ended
+    /// 30 to 75 seconds after its start: limit it with `timeout 20`. Its standard input stays open.
     /// The host must not ignore SIGCHLD nor reap this child: every command would run three times.
     /// Attempts, memory and safety: docs/commands.md.
     static bool executeCmd(const QString &command, QString &output) noexcept;
@@ -63,21 +63,23 @@ public:
 
     /// Sets the proxy of \a socket to the SOCKS5 proxy in \a config, for its next connection:
     /// `{"socks": {"host": "proxy.example", "port": "1080"}}`. **The port is a string.** Anything
-    /// but the digits of 0 to 65535, a JSON number too, gives port 0, which cannot connect.
+    /// but a number from 0 to 65535 in it gives port 0, which cannot connect, and so does a JSON
+    /// number. The proxy resolves the names that the socket connects to.
     ///
     /// Without a "host" the socket gets no proxy at all, not even the application's. Logs "network:
     /// " with "Set network proxy success!", "Socks network proxy data is empty!" or "Socks network
     /// proxy host data is empty!".
     static void setSocksNetworkProxy(QTcpSocket &socket, const QJsonObject &config) noexcept;
 
-    /// Whether two URLs are equal, apart from "http://" or "https://", upper and lower case, and
-    /// white space around them. Nothing else is normalised: a trailing slash or a port makes a
-    /// difference. A text with another scheme, or none, is equal only to the identical text.
+    /// Whether two URLs are equal, apart from "http://" or "https://", upper and lower case
+    /// anywhere in them, and white space around them. Nothing else is normalised: a trailing slash
+    /// or a port makes a difference. A text with another scheme, or none, is equal only to the
+    /// identical text.
     static bool compareUrlIgnoreHttpPrefix(const QString &first, const QString &second) noexcept;
 
     /// The local date, "yyyy-MM-dd", of \a timestamp in **seconds** since 1970-01-01T00:00:00 UTC.
-    /// Converts it as QVariant::toLongLong() does. Empty if it is null, 0, no number, or outside
-    /// QDateTime's range. Milliseconds give a year of five or more digits.
+    /// Converts it as QVariant::toLongLong() does, which rounds a double. Empty if it is null, 0,
+    /// no number, or 9e15 or more away from 1970. Milliseconds give a year of five or more digits.
     static QString getServerDateTime(const QVariant &timestamp) noexcept;
 };
 

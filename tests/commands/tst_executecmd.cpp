@@ -4,6 +4,7 @@
 #include "commandline.h"
 #include "descriptors.h"
 #include "logcapture.h"
+#include "throwsnothing.h"
 
 #include <syncstatus/utils.h>
 
@@ -21,6 +22,7 @@
 
 #include <array>
 #include <cerrno>
+#include <type_traits>
 
 using utility::Utils;
 
@@ -46,6 +48,11 @@ ppoll(pollfd *fds, nfds_t nfds, const timespec *timeout, const sigset_t *ss)
 
 // Not seen by these tests: attempts after QProcess::ReadError and WriteError, which no command
 // brings about.
+static_assert(throwsNothing(Utils::executeCmd, Utils::getPackageNameByProcessName, Utils::isValidIp,
+                            Utils::setSocksNetworkProxy, Utils::compareUrlIgnoreHttpPrefix,
+                            Utils::getServerDateTime));
+static_assert(!std::is_default_constructible_v<Utils>);
+
 class ExecuteCmd : public QObject
 {
     Q_OBJECT

@@ -6,6 +6,7 @@
 
 #include "logcapture.h"
 #include "opensslprogram.h"
+#include "throwsnothing.h"
 
 #include <syncstatus/rsacrypt.h>
 
@@ -22,6 +23,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <type_traits>
 
 using logEncryption::RsaCrypt;
 
@@ -113,6 +115,10 @@ private:
 int QuestionCounter::questions = 0;
 
 } // namespace
+
+static_assert(throwsNothing(RsaCrypt::rsaPublicKeyEncrypt, RsaCrypt::rsaPrivateKeyDecrypt,
+                            RsaCrypt::rsaPublicKeyDecrypt, RsaCrypt::logEncryptToBase64));
+static_assert(!std::is_default_constructible_v<RsaCrypt>);
 
 class TestRsaCrypt : public QObject
 {
@@ -647,6 +653,11 @@ void TestRsaCrypt::nobodyIsAskedForAPassphrase_data()
     QTest::newRow("PKCS#1") << pkcs1 << false << false;
     QTest::newRow("PKCS#8") << pkcs8 << false << false;
     QTest::newRow("PKCS#8 after two lines") << "one\ntwo\n" + pkcs8 << false << false;
+    const auto headed = [&](const QByteArray &header) {
+        return QByteArray(pkcs1).replace("Proc-Type: 4,ENCRYPTED", header);
+    };
+    QTest::newRow("no blank in the header") << headed("Proc-Type:4,ENCRYPTED") << false << false;
+    QTest::newRow("blanks in the header") << headed("Proc-Type: \t4, ENCRYPTED") << false << false;
     QTest::newRow("CRLF") << QByteArray(pkcs1).replace("\n", "\r\n") << false << false;
     QTest::newRow("a key, then PKCS#1") << pair.privatePkcs8 + pkcs1 << false << false;
     QTest::newRow("a key, then PKCS#8") << pair.privatePkcs8 + pkcs8 << false << false;

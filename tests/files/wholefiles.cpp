@@ -3,6 +3,7 @@
 
 #include "filesfixture.h"
 #include "ordinaryuser.h"
+#include "throwsnothing.h"
 
 #include <syncstatus/filemanager.h>
 
@@ -16,6 +17,7 @@
 #include <unistd.h>
 
 #include <thread>
+#include <type_traits>
 
 using systemFileManager::FileManager;
 
@@ -76,6 +78,14 @@ QStringList nonExistent(const QString &path)
 }
 
 } // namespace
+
+static_assert(throwsNothing(FileManager::writeIniConfigFile, FileManager::readIniConfigFile,
+                            FileManager::readSettingFile, FileManager::readFile,
+                            FileManager::writeFile, FileManager::isFileExist,
+                            FileManager::checkPath, FileManager::removeFile, FileManager::parseJson,
+                            FileManager::parseJsonData,
+                            FileManager::transQBytearrayToJsonDocument));
+static_assert(!std::is_default_constructible_v<FileManager>);
 
 class WholeFiles : public FilesFixture
 {
