@@ -193,7 +193,9 @@ class ShellBlocks(unittest.TestCase):
         self.assertGreater(self.run_blocks("docs/integrating.md", expected), 0)
 
     def test_blocks_about_encrypted_log_text(self):
+        os.symlink(f"{BUILD}/lib/libsyncstatus.so", f"{self.sources}/libsyncstatus.so")
         expected = {
+            "check libsyncstatus.so": "development key",
             "--key log-key.pem agent.log": "signed in: Grüße",
             "--key old.pem": "old words",
             "--key new.pem": "new words]",
@@ -262,10 +264,17 @@ class ManualPages(unittest.TestCase):
 
     def test_each_page_has_the_options_of_the_programs_help(self):
         for program in PROGRAMS:
+            # Plugins add options of theirs.
+            arguments = ["--plugin-dir", self.empty_folder()] if program == "syncstatus-agent" else []
             with self.subTest(program=program):
                 shown = output("groff", "-man", "-Tascii", "-P-cbou", "-rHY=0", self.page(program))
-                in_help = self.options(output(f"{BUILD}/bin/{program}", "--help"))
+                in_help = self.options(output(f"{BUILD}/bin/{program}", *arguments, "--help"))
                 self.assertEqual(self.options(shown), in_help)
+
+    def empty_folder(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        return folder.name
 
     @staticmethod
     def options(text):
