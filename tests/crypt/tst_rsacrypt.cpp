@@ -14,6 +14,7 @@
 
 #include <fcntl.h>
 #include <openssl/bio.h>
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
@@ -173,6 +174,7 @@ void TestRsaCrypt::initTestCase()
 {
     if (!OpensslProgram::exists())
         QSKIP("there is no openssl program to make keys and to be the other side");
+    QTextStream(stdout) << "INFO   : " << OpenSSL_version(OPENSSL_VERSION) << '\n';
 }
 
 void TestRsaCrypt::cleanup()
@@ -339,6 +341,9 @@ void TestRsaCrypt::damagedBlocksAreLeftOut()
     }
     QCOMPARE(decrypt(ciphertext, pair.privatePkcs8), expected);
     QCOMPARE(decrypt(ciphertext, pair.privatePkcs8), expected);
+    // Noise is in every OpenSSL since 3.2, and in some distributions' before.
+    if (damaged.size() == 3 && OpenSSL_version_num() >= 0x30200000L)
+        QVERIFY(!expected.isEmpty());
 }
 
 void TestRsaCrypt::refusedBlocksAreLeftOut_data()
