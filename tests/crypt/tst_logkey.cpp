@@ -83,6 +83,7 @@ private Q_SLOTS:
     void piecesGoToAFile();
     void whatIsNoFileIsNotReplaced();
     void whatTheLinkLeadsToIsReplaced();
+    void afterAFailedWriteTheOldFileIsThere();
     void whatIsNoPublicKeyIsNotSplit_data();
     void whatIsNoPublicKeyIsNotSplit();
     void aShortKeyIsWarnedAbout();
@@ -250,6 +251,24 @@ void TestLogKey::whatTheLinkLeadsToIsReplaced()
     }
     QCOMPARE(contentOf(path("file")).count('\n'), 3);
     QCOMPARE(contentOf(path("nowhere")), contentOf(path("file")));
+}
+
+void TestLogKey::afterAFailedWriteTheOldFileIsThere()
+{
+    const QString key = write("public.pem", m_pair.publicSpki);
+    const QString file = write("file", "old");
+    const QStringList before = names();
+    // Files may have no byte: as on a full disk, writing fails.
+    KeyTool tool({QStringLiteral("-c"),
+                  QStringLiteral("trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\""),
+                  QStringLiteral(SYNCSTATUS_TEST_LOGKEY), QStringLiteral("split"),
+                  QStringLiteral("--force"), QStringLiteral("--output"), file, key});
+    tool.setProgram(QStringLiteral("bash"));
+    const Outcome outcome = tool.outcome();
+    QCOMPARE(outcome.error, "syncstatus-logkey: " + file.toUtf8() + ": File too large\n");
+    QCOMPARE(outcome.status, failed);
+    QCOMPARE(contentOf(file), QByteArray("old"));
+    QCOMPARE(names(), before);
 }
 
 void TestLogKey::whatIsNoPublicKeyIsNotSplit_data()

@@ -96,7 +96,9 @@ bool writeFile(const QString &path, bool replace, const QByteArray &text, QStrin
         return false;
     }
     QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.commit())
+    // commit() alone overlooks what fails when it writes the rest of the buffer.
+    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush() &&
+        file.commit())
         return true;
     *error = file.errorString();
     return false;
