@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent on the reference framework: `agent PLUGIN INI-FILE`. Enter ends it.
+// An agent on the reference framework: `agent PLUGIN INI-FILE`. It ends when its input has a line,
+// or ends.
 
 #include <custompluginmanager/pluginbase.h>
 #include <syncstatus/filemanager.h>

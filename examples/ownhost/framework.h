@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // libsyncstatus.so expects these names, types and orders, and the bodies in a source file.
-
 #pragma once
 #include <QCommandLineOption>
 #include <QObject>

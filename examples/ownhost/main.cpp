@@ -14,6 +14,7 @@
 #include <QTimer>
 
 using namespace custompluginmanager;
+static_assert(sizeof(PluginBase) == sizeof(QObject), "the library puts its members right behind");
 
 PluginBase::PluginBase() = default;
 PluginBase::~PluginBase() = default;

@@ -18,6 +18,7 @@ namespace systemFileManager {
 /// or one text.
 ///
 /// \code
+/// using systemFileManager::FileManager;
 /// FileManager::writeIniConfigFile({{"proxy", {{"port", "1080"}}}}, "agent.conf");
 /// const QString port = FileManager::readIniConfigFile("agent.conf", "proxy", "port", "0");
 ///

@@ -14,6 +14,7 @@ namespace logEncryption {
 /// callers need logEncryptToBase64() only.
 ///
 /// \code
+/// using logEncryption::RsaCrypt;
 /// const QString user = "Ada";
 /// qInfo().noquote() << "login of" << RsaCrypt::logEncryptToBase64(user.toLocal8Bit());
 /// \endcode

@@ -17,6 +17,7 @@ namespace utility {
 /// Runs shell commands, finds the rpm package of a program, and has small helpers for network code.
 ///
 /// \code
+/// using utility::Utils;
 /// QString output;
 /// if (Utils::executeCmd("timeout 20 lsblk --json </dev/null", output))
 ///     qDebug() << QString::fromUtf8(output.toLatin1());

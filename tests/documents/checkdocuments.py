@@ -92,8 +92,6 @@ class Headers(unittest.TestCase):
                     example = re.search(r"/// \\code\n(.*?)/// \\endcode", file.read(), re.DOTALL)[1]
                 program = (
                     f"#include <{header}>\n#include <QCoreApplication>\n#include <QDebug>\n"
-                    "namespace systemFileManager {}\nnamespace utility {}\nnamespace logEncryption {}\n"
-                    "using namespace systemFileManager;\nusing namespace utility;\nusing namespace logEncryption;\n"
                     "void example()\n{\n" + re.sub(r"^/// ?", "", example, flags=re.MULTILINE) + "}\n"
                 )
                 command = ["c++", "-std=c++17", "-fPIC", "-fsyntax-only", "-Wall", "-x", "c++", "-", "-I", f"{BUILD}/include"]
