@@ -16,7 +16,7 @@ EventLogUtils *EventLogUtils::get() noexcept
 {
     // Neither guarded nor ever freed: the first call is the main thread's, and the entry points are
     // good for as long as the process lives.
-    if (!m_instance)
+    if (!m_instance) // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): ends the process
         m_instance = new EventLogUtils;
     return m_instance;
 }

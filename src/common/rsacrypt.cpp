@@ -98,6 +98,12 @@ Key::~Key()
     ERR_clear_error();
 }
 
+// With its size: the overload for a byte array looks for a NUL, which takes longer than the rest.
+QString fromUtf8(const QByteArray &bytes)
+{
+    return QString::fromUtf8(bytes.constData(), bytes.size());
+}
+
 // Passes the input on in blocks of blockLimit bytes (the last may be shorter) to
 // operation(length, from, to), which returns how many bytes it has written, at most keySize.
 template <typename Operation>
@@ -177,9 +183,9 @@ QByteArray RsaCrypt::rsaPublicKeyDecrypt(const QByteArray &data,
 
 QByteArray RsaCrypt::logEncryptToBase64(const QByteArray &text) noexcept
 {
-    const QStringList pieces = {QString::fromUtf8(logEncryptPublicPieceOne),
-                                QString::fromUtf8(logEncryptPublicPieceTwo),
-                                QString::fromUtf8(logEncryptPublicPieceThree)};
+    const QStringList pieces = {fromUtf8(logEncryptPublicPieceOne),
+                                fromUtf8(logEncryptPublicPieceTwo),
+                                fromUtf8(logEncryptPublicPieceThree)};
     QByteArray publicKey;
     try {
         publicKey = SecretkeySplit::recoverSecretKey(pieces);
