@@ -4,16 +4,22 @@
 #ifndef THROWSNOTHING_H
 #define THROWSNOTHING_H
 
+#include <type_traits>
+
 template <typename Operation>
-constexpr bool isNoexcept = false;
+struct IsNoexcept : std::false_type
+{
+};
 template <typename Result, typename... Arguments>
-constexpr bool isNoexcept<Result (*)(Arguments...) noexcept> = true;
+struct IsNoexcept<Result (*)(Arguments...) noexcept> : std::true_type
+{
+};
 
 /// Whether all \a operations, pointers to functions, are declared noexcept.
 template <typename... Operations>
 constexpr bool throwsNothing(Operations...)
 {
-    return (isNoexcept<Operations> && ...);
+    return (IsNoexcept<Operations>::value && ...);
 }
 
 #endif
