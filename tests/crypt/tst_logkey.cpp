@@ -265,7 +265,9 @@ void TestLogKey::afterAFailedWriteTheOldFileIsThere()
                   QStringLiteral("--force"), QStringLiteral("--output"), file, key});
     tool.setProgram(QStringLiteral("bash"));
     const Outcome outcome = tool.outcome();
-    QCOMPARE(outcome.error, "syncstatus-logkey: " + file.toUtf8() + ": File too large\n");
+    // A build that counts lines complains of its own files, too.
+    QCOMPARE(outcome.error.left(outcome.error.indexOf('\n') + 1),
+             "syncstatus-logkey: " + file.toUtf8() + ": File too large\n");
     QCOMPARE(outcome.status, failed);
     QCOMPARE(contentOf(file), QByteArray("old"));
     QCOMPARE(names(), before);

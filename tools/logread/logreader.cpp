@@ -71,9 +71,10 @@ Utf8State utf8State(std::string_view bytes)
         if (byte(i) < 0x80 || byte(i) > 0xbf)
             return Utf8State::Bad;
     }
-    // Bidirectional controls, which can reorder what a person reads.
-    if (bytes.size() == 3 &&
-        ((bytes >= "\u202a" && bytes <= "\u202e") || (bytes >= "\u2066" && bytes <= "\u2069")))
+    // U+202A to U+202E and U+2066 to U+2069 reorder what a person reads.
+    if (bytes.size() == 3 && lead == 0xe2 &&
+        ((byte(1) == 0x80 && byte(2) >= 0xaa && byte(2) <= 0xae) ||
+         (byte(1) == 0x81 && byte(2) >= 0xa6 && byte(2) <= 0xa9)))
         return Utf8State::Bad;
     const std::size_t size = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
     return bytes.size() < size ? Utf8State::Begun : Utf8State::Whole;
