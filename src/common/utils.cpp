@@ -154,10 +154,12 @@ QString Utils::getServerDateTime(const QVariant &timestamp) noexcept
 
     // QDateTime counts milliseconds in 64 bits and does not check for overflow. The margin is wider
     // than any time zone's offset. The comparison is false for NaN.
-    if (!(std::fabs(timestamp.toDouble()) < 9e15))
+    constexpr double furthest = 9e15;
+    if (!(std::fabs(timestamp.toDouble()) < furthest))
         return {};
     const qint64 seconds = timestamp.toLongLong();
-    if (seconds == 0)
+    // Again, because a byte array with a NUL is no double, and its first part is an integer.
+    if (seconds == 0 || std::fabs(double(seconds)) >= furthest)
         return {};
     const QDateTime moment = QDateTime::fromSecsSinceEpoch(seconds);
     // QDateTime::toString() would write the digits of the system's language.

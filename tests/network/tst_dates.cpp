@@ -160,6 +160,8 @@ void Dates::whatConverts_data()
     row("numeric text with a separator", QVariant(QStringLiteral("86,400")), nothing);
     row("an exponent as text", QVariant(QStringLiteral("864e2")), nothing);
     row("numeric bytes", QVariant(QByteArray("86400")), second);
+    row("bytes beyond the range, cut off by a NUL", QVariant(QByteArray("9223372036337854\0x", 18)),
+        QString());
     row("negative text", QVariant(QStringLiteral("-1")), QStringLiteral("1969-12-31"));
     row("one", QVariant(1), first);
     row("last second of a day", QVariant(86399), first);
