@@ -24,10 +24,9 @@ using RsaKey = std::unique_ptr<EVP_PKEY, KeyDeleter>;
 /// on failure, with the reason in \a error, as with all operations here.
 RsaKey readPublicKey(const QByteArray &pem, QString *error);
 
-/// The key that the library reads from \a pem, the text that its pieces join to, found as
-/// rsacrypt.cpp finds it: by the markers "BEGIN RSA PUBLIC KEY" and "BEGIN PUBLIC KEY" anywhere in
-/// the text. Refused as well when the library could not encrypt with it, and when the text holds a
-/// private key.
+/// The key that the library reads from \a pem, the text that its pieces join to. As in
+/// rsacrypt.cpp, the markers "BEGIN RSA PUBLIC KEY" and "BEGIN PUBLIC KEY" decide, anywhere in the
+/// text. Refuses a key that the library cannot encrypt with, and a text with a private key.
 RsaKey readLibraryKey(const QByteArray &pem, QString *error);
 
 /// \a key as SubjectPublicKeyInfo PEM. Empty on failure.

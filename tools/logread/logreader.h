@@ -30,14 +30,13 @@
 /// the text of the others is given and each gap is marked; such a text counts as not read.
 ///
 /// A marker with fewer than 64 characters of base64 after it is not taken for an encrypted text: it
-/// is passed on and not counted. (The block of a 512-bit key takes 88.) That covers the word in a
-/// sentence, as part of a longer word or of a path, and the bare marker, which the agent writes for
-/// an empty text and when it has no usable key.
+/// is passed on and not counted. (The block of a 512-bit key takes 88.) So the word may be in a
+/// sentence, a longer word or a path. The agent writes the bare marker for an empty text, and when
+/// it has no usable key.
 ///
-/// A text whose padding is missing is cut off, even when its last block is whole. Two cuts cannot
-/// be told: one within the first 64 characters, which leaves no encrypted text in the sense above,
-/// and one exactly at the end of a block where no padding is due (at the end of every block of a
-/// 3072-bit key, of every third block of other sizes), which leaves a good, shorter text.
+/// A text whose padding is missing is cut off, even if its last block is whole. Two cuts are not
+/// noticed. One is within the first 64 characters. The other is at the end of a block where no
+/// padding is due: each block of a 3072-bit key, each third block of other sizes.
 ///
 /// Memory: a few blocks, however long the log, its lines and its encrypted texts are. What is held
 /// back until more arrives is never more than an encrypted block or the beginning of a marker.
