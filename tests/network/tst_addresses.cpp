@@ -4,6 +4,7 @@
 #include "atonce.h"
 #include "logcapture.h"
 #include "networkjudges.h"
+#include "testprogram.h"
 #include "testseed.h"
 
 #include <syncstatus/utils.h>
@@ -71,7 +72,7 @@ private:
 
 } // namespace
 
-class Addresses : public QObject
+class TestAddresses : public QObject
 {
     Q_OBJECT
 
@@ -84,7 +85,7 @@ private Q_SLOTS:
     void nothingIsLogged();
 };
 
-void Addresses::table_data()
+void TestAddresses::table_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("valid");
@@ -111,7 +112,7 @@ void Addresses::table_data()
     row(QStringLiteral("1.2.3.4") + QChar(0), false);
 }
 
-void Addresses::table()
+void TestAddresses::table()
 {
     QFETCH(QString, text);
     QFETCH(bool, valid);
@@ -119,7 +120,7 @@ void Addresses::table()
     QCOMPARE(isDottedQuad(text), valid);
 }
 
-void Addresses::everyNumber()
+void TestAddresses::everyNumber()
 {
     for (int value = 0; value < 1100; ++value) {
         for (int width = 1; width <= 4; ++width) {
@@ -133,7 +134,7 @@ void Addresses::everyNumber()
     }
 }
 
-void Addresses::randomTextsAgreeWithAPlainParser()
+void TestAddresses::randomTextsAgreeWithAPlainParser()
 {
     constexpr int count = 100000;
     Generator generator(testSeed());
@@ -148,7 +149,7 @@ void Addresses::randomTextsAgreeWithAPlainParser()
     QVERIFY2(valid > count / 5 && valid < count * 4 / 5, qPrintable(QString::number(valid)));
 }
 
-void Addresses::threadsThatCallAtOnceShareNoExpression()
+void TestAddresses::threadsThatCallAtOnceShareNoExpression()
 {
     constexpr int threads = 8;
     constexpr int rounds = 5000;
@@ -161,7 +162,7 @@ void Addresses::threadsThatCallAtOnceShareNoExpression()
     QCOMPARE(good.load(), threads * rounds);
 }
 
-void Addresses::nothingIsLogged()
+void TestAddresses::nothingIsLogged()
 {
     LogCapture log;
     Utils::isValidIp(QStringLiteral("1.2.3.4"));
@@ -169,5 +170,5 @@ void Addresses::nothingIsLogged()
     QCOMPARE(log.takeLines(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(Addresses)
+SYNCSTATUS_TEST(TestAddresses)
 #include "tst_addresses.moc"

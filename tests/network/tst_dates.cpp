@@ -3,6 +3,7 @@
 
 #include "logcapture.h"
 #include "networkjudges.h"
+#include "testprogram.h"
 #include "testseed.h"
 
 #include <syncstatus/utils.h>
@@ -84,11 +85,9 @@ QByteArray compiledZone()
     return block + block + "\nJST-9\n";
 }
 
-const QLatin1String dateOption("--print-date");
-
 } // namespace
 
-class Dates : public QObject
+class TestDates : public QObject
 {
     Q_OBJECT
 
@@ -105,13 +104,12 @@ private Q_SLOTS:
     void nothingIsLogged();
 };
 
-void Dates::initTestCase()
+void TestDates::initTestCase()
 {
-    // See main().
-    QVERIFY(QLocale::system().zeroDigit() != QLatin1Char('0'));
+    QVERIFY2(QLocale::system().zeroDigit() != QLatin1Char('0'), "LC_ALL=fa_IR.UTF-8 is missing");
 }
 
-void Dates::whatConverts_data()
+void TestDates::whatConverts_data()
 {
     QTest::addColumn<QVariant>("timestamp");
     QTest::addColumn<QString>("expected");
@@ -191,7 +189,7 @@ void Dates::whatConverts_data()
     row("no number", QVariant(std::numeric_limits<double>::quiet_NaN()), nothing);
 }
 
-void Dates::whatConverts()
+void TestDates::whatConverts()
 {
     QFETCH(QVariant, timestamp);
     QFETCH(QString, expected);
@@ -199,7 +197,7 @@ void Dates::whatConverts()
     QCOMPARE(Utils::getServerDateTime(timestamp), expected);
 }
 
-void Dates::timeZones_data()
+void TestDates::timeZones_data()
 {
     QTest::addColumn<QString>("zone");
     QTest::addColumn<QString>("moment");
@@ -266,7 +264,7 @@ void Dates::timeZones_data()
     }
 }
 
-void Dates::timeZones()
+void TestDates::timeZones()
 {
     QFETCH(QString, zone);
     QFETCH(QString, moment);
@@ -277,7 +275,7 @@ void Dates::timeZones()
     QCOMPARE(Utils::getServerDateTime(seconds), expected);
 }
 
-void Dates::theMachinesZoneCountsWithoutTz()
+void TestDates::theMachinesZoneCountsWithoutTz()
 {
     // In a process of its own, with an /etc/localtime of its own.
     QTemporaryDir directory;
@@ -291,8 +289,8 @@ void Dates::theMachinesZoneCountsWithoutTz()
             {QStringLiteral("--user"), QStringLiteral("--map-root-user"), QStringLiteral("--mount"),
              QStringLiteral("sh"), QStringLiteral("-euc"),
              QStringLiteral("mount --bind \"$1\" /etc/localtime; unset TZ; shift; ") + command,
-             QStringLiteral("sh"), zone.fileName(), QCoreApplication::applicationFilePath(),
-             dateOption, QStringLiteral("1717167600")}); // 2024-05-31T15:00:00Z
+             QStringLiteral("sh"), zone.fileName(), QStringLiteral(PRINT_DATE),
+             QStringLiteral("1717167600")}); // 2024-05-31T15:00:00Z
         if (!process.waitForFinished() || process.exitCode() != 0)
             *complaint =
                 process.errorString() + QString::fromLocal8Bit(process.readAllStandardError());
@@ -308,7 +306,7 @@ void Dates::theMachinesZoneCountsWithoutTz()
     QCOMPARE(complaint, QString());
 }
 
-void Dates::endsOfTheRange_data()
+void TestDates::endsOfTheRange_data()
 {
     QTest::addColumn<QString>("zone");
     QTest::addColumn<qint64>("offset");
@@ -316,7 +314,7 @@ void Dates::endsOfTheRange_data()
         QTest::newRow(zone.name) << zone.name << zone.offset;
 }
 
-void Dates::endsOfTheRange()
+void TestDates::endsOfTheRange()
 {
     QFETCH(QString, zone);
     QFETCH(qint64, offset);
@@ -330,7 +328,7 @@ void Dates::endsOfTheRange()
             QCOMPARE(Utils::getServerDateTime(seconds), QString());
 }
 
-void Dates::randomMomentsAgreeWithACountedCalendar()
+void TestDates::randomMomentsAgreeWithACountedCalendar()
 {
     constexpr int count = 100000;
     constexpr int zones = sizeof fixedZones / sizeof *fixedZones;
@@ -349,7 +347,7 @@ void Dates::randomMomentsAgreeWithACountedCalendar()
     }
 }
 
-void Dates::nothingIsLogged()
+void TestDates::nothingIsLogged()
 {
     LogCapture log;
     Utils::getServerDateTime(86400);
@@ -358,17 +356,5 @@ void Dates::nothingIsLogged()
     QCOMPARE(log.takeLines(), QStringList());
 }
 
-// All of it runs in a language that does not write ASCII digits: a date has them all the same.
-int main(int argc, char *argv[])
-{
-    if (argc == 3 && QLatin1String(argv[1]) == dateOption) {
-        std::puts(qPrintable(Utils::getServerDateTime(QByteArray(argv[2]))));
-        return 0;
-    }
-    qputenv("LC_ALL", "fa_IR.UTF-8");
-    const QCoreApplication application(argc, argv);
-    Dates dates;
-    return QTest::qExec(&dates, argc, argv);
-}
-
+SYNCSTATUS_TEST(TestDates)
 #include "tst_dates.moc"

@@ -3,6 +3,7 @@
 
 #include "descriptors.h"
 #include "logcapture.h"
+#include "testprogram.h"
 
 #include <syncstatus/utils.h>
 
@@ -237,7 +238,7 @@ private:
 
 } // namespace
 
-class Proxy : public QObject
+class TestProxy : public QObject
 {
     Q_OBJECT
 
@@ -257,7 +258,7 @@ private Q_SLOTS:
     void aConnectionThatStandsGoesOn();
 };
 
-void Proxy::configurations_data()
+void TestProxy::configurations_data()
 {
     QTest::addColumn<QString>("json");
     QTest::addColumn<QString>("host"); // null: no proxy
@@ -327,7 +328,7 @@ void Proxy::configurations_data()
     none("host an object", R"({"socks":{"host":{"host":"a"},"port":"1080"}})", emptyHost());
 }
 
-void Proxy::configurations()
+void TestProxy::configurations()
 {
     QFETCH(QString, json);
     QFETCH(QString, host);
@@ -357,7 +358,7 @@ void Proxy::configurations()
     }
 }
 
-void Proxy::theProxyIsSetWhenTheLineIsWritten()
+void TestProxy::theProxyIsSetWhenTheLineIsWritten()
 {
     const QString host = QStringLiteral("proxy.example");
     for (const QJsonObject &config :
@@ -372,7 +373,7 @@ void Proxy::theProxyIsSetWhenTheLineIsWritten()
     }
 }
 
-void Proxy::onlyTheSocketIsChanged()
+void TestProxy::onlyTheSocketIsChanged()
 {
     const QNetworkProxy application(QNetworkProxy::HttpProxy, QStringLiteral("app"), 2);
     const ApplicationProxy scope(application);
@@ -386,7 +387,7 @@ void Proxy::onlyTheSocketIsChanged()
     QCOMPARE(other.proxy().type(), QNetworkProxy::DefaultProxy);
 }
 
-void Proxy::descriptorsAreNotNeeded()
+void TestProxy::descriptorsAreNotNeeded()
 {
     const int before = openDescriptors();
     QTcpSocket socket;
@@ -408,7 +409,7 @@ void Proxy::descriptorsAreNotNeeded()
     QCOMPARE(openDescriptors(), before);
 }
 
-void Proxy::linesAreWrittenOnlyWhenTheLevelIsOn()
+void TestProxy::linesAreWrittenOnlyWhenTheLevelIsOn()
 {
     LogCapture log;
     QTcpSocket socket;
@@ -427,7 +428,7 @@ void Proxy::linesAreWrittenOnlyWhenTheLevelIsOn()
     QCOMPARE(hostless.proxy().type(), QNetworkProxy::NoProxy);
 }
 
-void Proxy::theProxyResolvesNames()
+void TestProxy::theProxyResolvesNames()
 {
     QTcpSocket socket;
     Utils::setSocksNetworkProxy(socket, socks(QStringLiteral("proxy.example"), 1080));
@@ -438,7 +439,7 @@ void Proxy::theProxyResolvesNames()
     if (SocksServer::program().isEmpty())                                                          \
     QSKIP("microsocks is not installed")
 
-void Proxy::aSocketTalksThroughTheServer()
+void TestProxy::aSocketTalksThroughTheServer()
 {
     SKIP_WITHOUT_SERVER;
     Service service(QHostAddress::LocalHost);
@@ -456,7 +457,7 @@ void Proxy::aSocketTalksThroughTheServer()
     QCOMPARE(socket.error(), QAbstractSocket::ProxyConnectionRefusedError);
 }
 
-void Proxy::aSocketWithNoProxyTalksDirectlyDespiteTheApplicationProxy()
+void TestProxy::aSocketWithNoProxyTalksDirectlyDespiteTheApplicationProxy()
 {
     SKIP_WITHOUT_SERVER;
     const QHostAddress address = ownAddress();
@@ -495,7 +496,7 @@ void Proxy::aSocketWithNoProxyTalksDirectlyDespiteTheApplicationProxy()
     QCOMPARE(service.talk(direct), QStringLiteral("answer to question\n"));
 }
 
-void Proxy::theSocketsProxyPrecedesTheApplicationProxy()
+void TestProxy::theSocketsProxyPrecedesTheApplicationProxy()
 {
     SKIP_WITHOUT_SERVER;
     const QHostAddress address = ownAddress();
@@ -512,7 +513,7 @@ void Proxy::theSocketsProxyPrecedesTheApplicationProxy()
     QTRY_COMPARE(server.connectionsTo(service.port()), 1);
 }
 
-void Proxy::portZeroConnectsNowhere()
+void TestProxy::portZeroConnectsNowhere()
 {
     Service service(QHostAddress::LocalHost);
     QTcpSocket socket;
@@ -521,7 +522,7 @@ void Proxy::portZeroConnectsNowhere()
     QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
 }
 
-void Proxy::aConnectionThatStandsGoesOn()
+void TestProxy::aConnectionThatStandsGoesOn()
 {
     Service service(QHostAddress::LocalHost);
     QTcpSocket socket;
@@ -536,5 +537,5 @@ void Proxy::aConnectionThatStandsGoesOn()
     QCOMPARE(socket.error(), QAbstractSocket::ProxyConnectionRefusedError);
 }
 
-QTEST_GUILESS_MAIN(Proxy)
+SYNCSTATUS_TEST(TestProxy)
 #include "tst_proxy.moc"

@@ -3,6 +3,7 @@
 
 #include "logcapture.h"
 #include "networkjudges.h"
+#include "testprogram.h"
 #include "testseed.h"
 
 #include <syncstatus/utils.h>
@@ -82,7 +83,7 @@ private:
 
 } // namespace
 
-class Urls : public QObject
+class TestUrls : public QObject
 {
     Q_OBJECT
 
@@ -93,7 +94,7 @@ private Q_SLOTS:
     void nothingIsLogged();
 };
 
-void Urls::table_data()
+void TestUrls::table_data()
 {
     QTest::addColumn<QString>("one");
     QTest::addColumn<QString>("other");
@@ -143,7 +144,7 @@ void Urls::table_data()
     row("null and empty are identical", QString(), "", true);
 }
 
-void Urls::table()
+void TestUrls::table()
 {
     QFETCH(QString, one);
     QFETCH(QString, other);
@@ -153,7 +154,7 @@ void Urls::table()
     QCOMPARE(UrlJudge::equal(one, other), equal);
 }
 
-void Urls::randomPairsAgreeWithASecondFormulation()
+void TestUrls::randomPairsAgreeWithASecondFormulation()
 {
     constexpr int count = 100000;
     Generator generator(testSeed());
@@ -169,7 +170,7 @@ void Urls::randomPairsAgreeWithASecondFormulation()
     QVERIFY2(equal > count / 5 && equal < count * 4 / 5, qPrintable(QString::number(equal)));
 }
 
-void Urls::nothingIsLogged()
+void TestUrls::nothingIsLogged()
 {
     LogCapture log;
     Utils::compareUrlIgnoreHttpPrefix(QStringLiteral("http://a"), QStringLiteral("https://a"));
@@ -177,5 +178,5 @@ void Urls::nothingIsLogged()
     QCOMPARE(log.takeLines(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(Urls)
+SYNCSTATUS_TEST(TestUrls)
 #include "tst_urls.moc"

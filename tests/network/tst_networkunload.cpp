@@ -11,7 +11,7 @@
 #include <QtTest>
 
 // This program does not link the library: it can be unloaded.
-class Unload : public QObject
+class TestNetworkUnload : public QObject
 {
     Q_OBJECT
 
@@ -19,7 +19,7 @@ private Q_SLOTS:
     void whatTheHelpersHandedToQtOutlivesTheLibrary();
 };
 
-void Unload::whatTheHelpersHandedToQtOutlivesTheLibrary()
+void TestNetworkUnload::whatTheHelpersHandedToQtOutlivesTheLibrary()
 {
     QLibrary library(QStringLiteral(SYNCSTATUS_LIBRARY));
     QVERIFY2(library.load(), qPrintable(library.errorString()));
@@ -62,5 +62,5 @@ void Unload::whatTheHelpersHandedToQtOutlivesTheLibrary()
     QCOMPARE(direct.proxy().type(), QNetworkProxy::NoProxy);
 }
 
-QTEST_GUILESS_MAIN(Unload)
-#include "tst_unload.moc"
+QTEST_GUILESS_MAIN(TestNetworkUnload)
+#include "tst_networkunload.moc"
