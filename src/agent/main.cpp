@@ -21,15 +21,15 @@
 
 namespace {
 
-// What the process ends with; --help repeats them.
+// Exit statuses, as in --help.
 constexpr int success = 0;
 constexpr int failure = 1;
 constexpr int usageError = 2;
 
-/// Whoever read standard output has closed the pipe.
+/// The reader of standard output has closed the pipe.
 bool readerGone = false;
 
-/// From where this program is, so that an installed tree can be moved.
+/// Relative to this program, so that an installed tree can be moved.
 QString installedPluginDir()
 {
     const QDir programs(QCoreApplication::applicationDirPath());
@@ -37,8 +37,9 @@ QString installedPluginDir()
         programs.absoluteFilePath(QStringLiteral(SYNCSTATUS_PLUGIN_DIR_FROM_BINDIR)));
 }
 
-/// Takes the standard descriptors that the caller has closed (`>&-`): they would go to what is
-/// opened first, and the lines with them. The wrong way round, so that their use fails as before.
+/// Opens the standard descriptors that the caller has closed (`>&-`). Otherwise the next file that
+/// is opened would get one of them, and the agent's lines with it. Each is opened for the wrong
+/// direction, so that its use still fails.
 void occupyStandardDescriptors()
 {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -58,19 +59,19 @@ bool print(const QByteArray &text)
     return false;
 }
 
-/// One line for people, at once: who watches through a pipe sees it when it happens. When nobody
-/// does any more, the agent stops.
+/// Prints one line and flushes it, for readers of a pipe. Stops the agent when nobody reads it any
+/// more.
 void say(const QString &line)
 {
     if (readerGone)
         return;
     print(line.toLocal8Bit() + '\n');
     if (readerGone)
-        QCoreApplication::exit(failure); // of no effect before exec(): main() looks by itself
+        QCoreApplication::exit(failure); // no effect before exec(), so main() tests readerGone too
 }
 
-/// Writing to a pipe that nobody reads is to fail, not to end the process amid the plugins' work.
-/// Not SIG_IGN: every program that a plugin starts would inherit it.
+/// Makes a write to a pipe without a reader fail. By default it would end the process in the middle
+/// of the plugins' work. Not SIG_IGN: every program that a plugin starts would inherit it.
 void keepRunningOnBrokenPipes()
 {
     struct sigaction action = {};
@@ -80,8 +81,8 @@ void keepRunningOnBrokenPipes()
     sigaction(SIGPIPE, &action, nullptr);
 }
 
-/// The agent's own logging goes to standard error wherever that leads. Qt's default may prefer the
-/// journal when standard error is no terminal.
+/// Writes a message to standard error. Qt's default handler may prefer the journal if standard
+/// error is no terminal.
 void writeToStandardError(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
     std::fprintf(stderr, "%s\n", qFormatLogMessage(type, context, text).toLocal8Bit().constData());
@@ -118,7 +119,7 @@ void report(const Plugin &plugin)
     }
 }
 
-/// The monitor only knows of connectivity that it has seen: there is no "offline" to be told.
+/// There is no line for "offline": the monitor reports gains only.
 void followConnectivity(const QObject *context)
 {
     MonitorNetwork *monitor = MonitorNetwork::getInstance();
@@ -128,7 +129,7 @@ void followConnectivity(const QObject *context)
                                    : QStringLiteral("online: not seen so far"));
 }
 
-/// Gives each of \a names to PluginHost::setEnabled(); false when one of them is unknown.
+/// Calls PluginHost::setEnabled() for each of \a names. Returns false if one of them is unknown.
 bool setEnabled(PluginHost &host, const QStringList &names, bool enabled)
 {
     bool known = true;
@@ -147,8 +148,8 @@ int wrongCommandLine(const QString &error)
     return usageError;
 }
 
-/// Refuses an option in the place of another one's value: `--plugin-dir --list` forgot something,
-/// and the parser takes it as it stands.
+/// Refuses an option as the value of another. In `--plugin-dir --list` the directory is missing,
+/// and the parser does not notice.
 bool checkValues(const QCommandLineParser &parser, const QCommandLineOption &option)
 {
     const QStringList values = parser.values(option);
@@ -174,8 +175,8 @@ int wrongCommandLine(const QCommandLineParser &parser)
 
 int main(int argc, char *argv[])
 {
-    occupyStandardDescriptors(); // before anything is opened
-    // Where the caller ignored it, QProcess could not learn how a command has ended.
+    occupyStandardDescriptors(); // before anything else opens a file
+    // If the caller has ignored SIGCHLD, QProcess cannot learn how a command ended.
     (void)std::signal(SIGCHLD, SIG_DFL);
     qInstallMessageHandler(writeToStandardError);
     QCoreApplication::setApplicationName(QStringLiteral("syncstatus-agent"));
@@ -183,20 +184,19 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
 
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this, with the options of the plugins that "
-                                                 "are enabled, and end."));
+                                  QStringLiteral("Show this help, with the options of the enabled "
+                                                 "plugins, and exit."));
     const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
-                                     QStringLiteral("Show the version and end."));
+                                     QStringLiteral("Show the version and exit."));
     const QCommandLineOption pluginDir(
         QStringLiteral("plugin-dir"),
-        QStringLiteral("Look for plugins in <directory>, and no longer in the default, %1; may "
-                       "be given several times.")
+        QStringLiteral("Look for plugins in <directory> instead of the default, %1. You can give "
+                       "it several times.")
             .arg(installedPluginDir()),
         QStringLiteral("directory"));
     const QCommandLineOption list(
         QStringLiteral("list"),
-        QStringLiteral("Show the plugins that are found, with their metadata, as JSON, and end. "
-                       "No plugin is loaded."));
+        QStringLiteral("Show the plugins with their metadata as JSON, and exit. Loads no plugin."));
     const QCommandLineOption enable(
         QStringLiteral("enable"),
         QStringLiteral("Load the plugin <name> although it is disabled by default."),
@@ -206,19 +206,18 @@ int main(int argc, char *argv[])
                                      QStringLiteral("name"));
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Loads plugins, starts them, and tells whether the machine is online and each gain of\n"
-        "connectivity. Runs until SIGTERM or SIGINT (Ctrl-C); a second of the same ends it\n"
-        "at once.\n\n"
+        "Loads plugins, starts them, and reports whether the machine is online and each gain of\n"
+        "connectivity. SIGTERM or SIGINT (Ctrl-C) stops it. A second signal of the same kind\n"
+        "ends it at once.\n\n"
         "Events go to standard output, diagnostics to standard error.\n\n"
         "Exit status:\n"
-        "  0  stopped by SIGTERM or SIGINT; or all that was asked for is shown\n"
-        "  1  no plugin could be started, what was asked for cannot be written, or nobody\n"
+        "  0  SIGTERM or SIGINT stopped it, or the requested output is complete\n"
+        "  1  no plugin could be started, the requested output cannot be written, or nobody\n"
         "     reads standard output any more\n"
         "  2  the command line is wrong"));
     parser.addOptions({help, version, pluginDir, list, enable, disable});
 
-    // Plugins add options of their own, so what is unknown is found out later. Until then an
-    // unknown option is passed over.
+    // Ignores unknown options for now: plugins add theirs later.
     const bool complete = parser.parse(QCoreApplication::arguments());
     if (parser.isSet(version))
         return print(versionText().toLocal8Bit()) ? success : failure;
@@ -229,7 +228,7 @@ int main(int argc, char *argv[])
 
     StopSignals stopSignals;
     if (!parser.isSet(list) && !parser.isSet(help)) {
-        // A signal from here on is answered when the plugins are up.
+        // A signal from here on is handled when the plugins have started.
         stopSignals.hold();
         keepRunningOnBrokenPipes();
     }
@@ -256,7 +255,7 @@ int main(int argc, char *argv[])
         return print(QJsonDocument(host.list()).toJson()) ? success : failure;
     }
 
-    // From here on code of the plugins runs.
+    // From here on, code of the plugins runs.
     if (!parser.isSet(help))
         QObject::connect(&host, &PluginHost::stateReached, report);
     host.load();

@@ -62,7 +62,7 @@ void PluginHost::find(const QString &directory)
     m_directories.insert(info.canonicalFilePath());
     if (m_directories.size() == before)
         return;
-    // System entries too: a dangling link deserves its message.
+    // QDir::System includes dangling links, which then get an error message.
     const auto files = QDir(directory).entryInfoList(
         {QStringLiteral("*.so")}, QDir::Files | QDir::System | QDir::CaseSensitive, QDir::Name);
     for (const QFileInfo &file : files) {
@@ -78,7 +78,7 @@ Plugin PluginHost::read(const QString &file) const
 
     Plugin plugin;
     plugin.file = file;
-    // Asked first: opening a pipe would wait for its writer.
+    // First, because opening a pipe would wait for a writer.
     if (!QFileInfo(file).isFile()) {
         fail(plugin, QStringLiteral("not a file"));
         return plugin;
@@ -99,7 +99,7 @@ Plugin PluginHost::read(const QString &file) const
     plugin.version = own.value(QLatin1String(PLUGIN_VERSION)).toString();
     const QString name = own.value(QLatin1String(PLUGIN_NAME)).toString();
     if (name.isEmpty()) {
-        fail(plugin, QStringLiteral("its metadata has no name: \"%1\" is to be a string")
+        fail(plugin, QStringLiteral("its metadata has no name: \"%1\" must be a string")
                          .arg(QLatin1String(PLUGIN_NAME)));
         return plugin;
     }
@@ -165,7 +165,7 @@ void PluginHost::makeObject(Plugin &plugin)
     }
     plugin.object = qobject_cast<PluginBase *>(object.get());
     if (!plugin.object) {
-        fail(plugin, QStringLiteral("its plugin object is no custompluginmanager::PluginBase"));
+        fail(plugin, QStringLiteral("its plugin object is not a custompluginmanager::PluginBase"));
         return;
     }
     Q_UNUSED(object.release())
@@ -182,7 +182,7 @@ void PluginHost::addCommandOptions(QCommandLineParser &parser)
             for (const QCommandLineOption &option : options) {
                 if (!parser.addOption(option))
                     qCWarning(hostLog).noquote()
-                        << label(plugin) + QLatin1String(": its option is taken already:")
+                        << label(plugin) + QLatin1String(": another option has this name already:")
                         << option.names().join(QLatin1String(", "));
             }
         });
@@ -241,7 +241,7 @@ void PluginHost::delayedInitializeNext()
         return;
     }
     Plugin &plugin = m_plugins[m_nextDelayed++];
-    // Whether it took long or not, the event loop gets its turn before the next.
+    // The result is ignored: the event loop runs before the next plugin in any case.
     guarded(plugin, "delayedInitialize", [&] {
         plugin.object->delayedInitialize();
         reach(plugin, State::Running);

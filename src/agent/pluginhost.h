@@ -46,12 +46,12 @@ public:
     Q_ENUM(State)
 
     QString file; ///< Absolute path.
-    QString name; ///< The metadata's "Name"; empty when it is Invalid for want of one.
+    QString name; ///< The metadata's "Name". Empty if it has none, or is Invalid before that.
     QString version;
     QJsonObject metaData; ///< As QPluginLoader::metaData() gives it.
-    bool enabled = false; ///< Whether load() takes it; always false when it is Invalid.
+    bool enabled = false; ///< Whether load() loads it. Always false if it is Invalid.
     State state = State::Invalid;
-    QString error; ///< Empty until something went wrong.
+    QString error; ///< Empty until something goes wrong.
     custompluginmanager::PluginBase *object = nullptr;
 };
 
@@ -74,7 +74,7 @@ class PluginHost : public QObject
 
 public:
     explicit PluginHost(QObject *parent = nullptr);
-    /// Does what shutdown() does, where that was not called.
+    /// Calls shutdown().
     ~PluginHost() override;
 
     /// Adds every file "*.so" of \a directory, from its metadata. Runs no code of it. Warns about a
@@ -90,43 +90,43 @@ public:
     /// Everything that was found, Invalid files included.
     [[nodiscard]] const std::vector<Plugin> &plugins() const { return m_plugins; }
 
-    /// What was found as JSON, one object for each file: "file", "enabled" (whether load() would
-    /// take it), "metaData" as Qt gives it and, when it is Invalid, "error".
+    /// plugins() as JSON, one object for each file: "file", "enabled", "metaData" as Qt gives it,
+    /// and "error" if it is Invalid.
     [[nodiscard]] QJsonArray list() const;
 
-    /// Enables or disables the plugin \a name. Returns false when no plugin has this name.
+    /// Enables or disables the plugin \a name. Returns false if no plugin has this name.
     bool setEnabled(const QString &name, bool enabled);
 
-    /// Loads each enabled plugin and makes its plugin object. All symbols are resolved here, so
-    /// that a plugin that lacks one is refused with the loader's message; bound lazily it would end
-    /// the whole process at its first use. The libraries stay loaded until the process ends.
+    /// Loads each enabled plugin and makes its plugin object. Resolves all symbols, so that the
+    /// loader refuses a plugin that lacks one. With lazy binding, the first use of that symbol
+    /// would end the process. The libraries stay loaded until the process ends.
     void load();
 
-    /// Adds the options that the plugins offer to \a parser. An option whose name is taken already
-    /// is left out and warned about.
+    /// Adds the plugins' options to \a parser. Leaves out an option whose name exists already, and
+    /// logs a warning.
     void addCommandOptions(QCommandLineParser &parser);
 
-    /// Hands the whole command line, the program's name first, to each plugin that offers options.
+    /// Passes the whole command line, the program's name first, to each plugin that has options.
     void parseArgumentOptions(const QStringList &arguments);
 
     /// Runs the first phase of all plugins, then the second. Between them it deletes the plugin
-    /// objects that failed, so that nobody finds their objects in the registry. Returns whether any
-    /// plugin came through both.
+    /// objects that failed, so that nobody finds their objects in the registry. Returns whether at
+    /// least one plugin succeeded in both.
     ///
     /// The third phase follows from the event loop, one plugin at a time, with a pause of
     /// DELAYED_INITIALIZE_INTERVAL milliseconds before each.
     bool initialize();
 
-    /// Stops further third phases, for a caller that leaves the event loop: its last turn would
-    /// still run one.
+    /// Stops further third phases. For a caller that leaves the event loop: the loop's last
+    /// iteration could still run one.
     void cancelDelayedInitialize();
 
-    /// Tells every plugin that was initialised, then deletes all plugin objects, each in reverse
-    /// order. A third phase that is still running is not ended.
+    /// Calls aboutToShutdown() of every plugin that was initialised, then deletes all plugin
+    /// objects, both in reverse order. Does not end a third phase that still runs.
     void shutdown();
 
 Q_SIGNALS:
-    /// \a plugin has moved on to the state that it holds now.
+    /// \a plugin has reached its present state.
     void stateReached(const Plugin &plugin);
     /// The third phase is over for all.
     void delayedInitializeFinished();

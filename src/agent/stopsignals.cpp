@@ -11,9 +11,9 @@
 #include <cerrno>
 #include <csignal>
 
-// A pipe from the signal handler to the event loop, as a handler may do next to nothing itself. Not
-// a signalfd: that wants the signals blocked, and every program that a plugin starts would inherit
-// the block and could not be stopped by them.
+// A pipe carries the signal's number from the handler to the event loop, because a handler may call
+// only a few functions. Not a signalfd: that needs blocked signals. Every program that a plugin
+// starts would inherit the block, and these signals could not stop it.
 
 namespace {
 
@@ -23,7 +23,7 @@ extern "C" void writeSignalNumber(int number)
 {
     const int saved = errno;
     const auto byte = static_cast<unsigned char>(number);
-    // A full pipe holds many already: there is nothing to be done about a failure.
+    // It fails only if earlier signals fill the pipe, and those are enough.
     [[maybe_unused]] const auto written = write(writeEnd, &byte, sizeof byte);
     errno = saved;
 }

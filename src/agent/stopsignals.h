@@ -20,11 +20,11 @@ class StopSignals : public QObject
 public:
     explicit StopSignals(QObject *parent = nullptr);
 
-    /// From now on signals are kept.
+    /// Keeps signals from now on.
     static void hold();
 
-    /// From now on signals are delivered, those that were kept first. Called last before the event
-    /// loop runs, so that none is delivered to an event loop that a plugin runs while it starts.
+    /// Delivers signals from now on, the kept ones first. Call it last before the event loop runs.
+    /// A plugin may run an event loop while it starts, and that must not deliver any.
     void deliver();
 
 Q_SIGNALS:

@@ -6,10 +6,10 @@
 
 #include <QLoggingCategory>
 
-/// The library's one logging category, made on first use. Every diagnostic line goes through
-/// `qCDebug(ll_agent)` or `qCWarning(ll_agent)`, which test the level before they evaluate anything
-/// that is streamed. Inline, unlike what Q_LOGGING_CATEGORY makes: the test is all that a line
-/// costs that is switched off.
+/// The library's one logging category, made on first use. Every diagnostic line uses
+/// `qCDebug(ll_agent)` or `qCWarning(ll_agent)`, which test the level before they evaluate the
+/// line. Inline, unlike the function of Q_LOGGING_CATEGORY, so that a line that is off costs no
+/// more than this test.
 inline const QLoggingCategory &ll_agent()
 {
     static const QLoggingCategory category("org.corvel.license.agent");

@@ -6,16 +6,16 @@
 #include <QLibrary>
 #include <QString>
 
-// Qt keeps the name for as long as the platform's library is loaded, which is longer than this
-// library may be: it must not be a literal.
+// Not a QStringLiteral, whose text lies in this library: Qt keeps the name while the platform's
+// library is loaded, which can be longer.
 static const QString eventLogLibraryPath = QString::fromLatin1("/usr/lib64/libcorvel-event-log.so");
 
 EventLogUtils *EventLogUtils::m_instance = nullptr;
 
 EventLogUtils *EventLogUtils::get() noexcept
 {
-    // Neither guarded nor ever freed: the first call is the main thread's, and the entry points are
-    // good for as long as the process lives.
+    // Not guarded: the first call is on the main thread. Never freed: the platform's functions are
+    // valid until the process ends.
     if (!m_instance) // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): ends the process
         m_instance = new EventLogUtils;
     return m_instance;
@@ -23,7 +23,7 @@ EventLogUtils *EventLogUtils::get() noexcept
 
 EventLogUtils::EventLogUtils()
 {
-    // Going out of scope does not unload the library, and nothing else does.
+    // The destructor of QLibrary does not unload the library.
     QLibrary library(eventLogLibraryPath);
     if (!library.load())
         return;

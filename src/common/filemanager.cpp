@@ -24,17 +24,17 @@ namespace systemFileManager {
 
 namespace {
 
-// Qt hands a path to the system only up to its first NUL, so that another file would be read or
-// overwritten, and QSettings never returns from one. All of them refuse the empty path.
+// Replaces a path with a NUL by the empty path, which every operation refuses. Qt would pass the
+// part before the NUL to the system, which is another file, and QSettings would never return.
 QString checkedPath(const QString &path)
 {
     return path.contains(QChar::Null) ? QString() : path;
 }
 
-// QSettings keeps a file as this process last decoded it. Where that was readIniConfigFile's work,
-// a write would put "ü" back as "Ã¼", in groups that nobody asked to change. A file whose time
-// stamp has moved is read again, with the writer's codec and under the lock of the write. ASCII is
-// the same in both, and its time stamp stays.
+// Makes QSettings read the file again, with the writer's codec and under the lock of the write.
+// QSettings keeps a file as this process last decoded it. After readIniConfigFile() it would write
+// "ü" back as "Ã¼", also in groups that the caller does not change. ASCII is the same in both
+// encodings, so the time stamp of such a file stays.
 void moveTimeStamp(const QString &path)
 {
     QFile file(path);
@@ -44,9 +44,9 @@ void moveTimeStamp(const QString &path)
     if (std::all_of(content.cbegin(), content.cend(), [](char c) { return uchar(c) < 128; }))
         return;
 
-    // The present, because whoever may write the file may set that; any other time only its owner
-    // may. It is the same time still where the file has just been changed: file systems tick, every
-    // 10 ms at most as a rule, every 2 s on FAT.
+    // Sets the present time, because everybody who may write the file may set that, and only its
+    // owner another. If the file has just been changed, this can be the same time: file systems
+    // tick, mostly every 10 ms or less, FAT every 2 s.
     const QDateTime before = QFileInfo(path).lastModified(); // as QSettings compares it
     const QDeadlineTimer giveUp(3000);
     while (::futimens(file.handle(), nullptr) == 0 && QFileInfo(path).lastModified() == before &&
@@ -77,16 +77,16 @@ void FileManager::writeIniConfigFile(const QMap<QString, QVariantMap> &config,
     const QSettings::Status status = settings.status();
     if (status != QSettings::NoError)
         qCWarning(ll_agent) << "write IniConfigFile fail: " << status;
-    // Not an else branch: this line ends every call, and whoever counts calls by it must find it.
+    // Deliberately not an else branch: this line ends every call, and people count calls by it.
     qCWarning(ll_agent) << "write IniConfigFile succeed";
 }
 
 QString FileManager::readIniConfigFile(const QString &filePath, const QString &group,
                                        const QString &key, const QString &defaultValue) noexcept
 {
-    // No codec, unlike the other two: callers' files are read with Qt's own INI decoding.
+    // Deliberately without a codec, unlike the other two: this operation decodes as Qt does.
     const QSettings settings(checkedPath(filePath), QSettings::IniFormat);
-    // Both at once: filled one after the other, a group named "%2" would take the key's place.
+    // One arg() for both: with two, the key would replace a group named "%2".
     return settings.value(QStringLiteral("%1/%2").arg(group, key), defaultValue).toString();
 }
 
@@ -117,14 +117,13 @@ QByteArray FileManager::readFile(const QString &filePath) noexcept
 bool FileManager::writeFile(const QByteArray &data, const QString &filePath) noexcept
 {
     QFile file(checkedPath(filePath));
-    // Unbuffered, so that write() itself meets a full disk: what a buffer holds is written by
-    // close(), whose failure nobody sees.
+    // Unbuffered, so that write() notices a full disk: close() would write the rest of a buffer and
+    // report no failure.
     if (!file.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered)) {
         qCWarning(ll_agent) << filePath << "----" << file.errorString();
         return false;
     }
-    // Repeats what open() has asked for, on purpose. A fifo or a device refuses, and is written to
-    // all the same.
+    // Deliberately repeats what open() did. A fifo or a device refuses, which does not matter.
     file.resize(0);
     if (file.write(data) == -1) {
         qCWarning(ll_agent) << filePath << " write error!";

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// This unit is written to OpenSSL 1.1's functions on RSA objects, which 3 keeps but deprecates.
-// Their successors (EVP) are many more functions for a host to bring, and make other objects. This
-// asks the headers, for this unit alone, for the API of 1.1 without the warnings.
+// This file uses OpenSSL 1.1's functions on RSA objects, which OpenSSL 3 keeps but deprecates. With
+// the newer EVP, a host would have to provide many more functions. This asks the headers for the
+// API of 1.1 without the warnings, for this file only.
 #define OPENSSL_API_COMPAT 0x10100000L
 
 #include "rsacrypt.h"
@@ -23,17 +23,16 @@
 #include <algorithm>
 #include <limits>
 
-// No function of OpenSSL may be used here but by calling it. A pointer to one (a deleter of
-// std::unique_ptr, an argument, a table) would be a relocation that the dynamic loader resolves
-// when it loads the library, and a host without libcrypto could not load it any more.
+// Only call OpenSSL's functions here, never take their addresses. A pointer to one (a deleter of
+// std::unique_ptr, an argument, a table) is a relocation that the dynamic loader resolves when it
+// loads the library. A host without libcrypto could then not load it.
 
 namespace logEncryption {
 
 namespace {
 
-// Built when the library is loaded and copied onto the heap, unlike QByteArrayLiteral, whose bytes
-// lie in the library: the marker alone is a result of logEncryptToBase64(), which the caller may
-// keep for longer than the library.
+// Not QByteArrayLiteral, whose bytes lie in the library: logEncryptToBase64() can return the bare
+// marker, and a caller may keep it after the library has been unloaded.
 // clazy:excludeall=non-pod-global-static
 const QByteArray publicKeyHeaderSymbolRSA("BEGIN RSA PUBLIC KEY");
 const QByteArray publicKeyHeaderSymbol("BEGIN PUBLIC KEY");
@@ -41,13 +40,11 @@ const QByteArray logSign("LicenseLogEncryptSign");
 const QByteArray logEncryptPublicPieceOne(logKeyPieces::one);
 const QByteArray logEncryptPublicPieceTwo(logKeyPieces::two);
 const QByteArray logEncryptPublicPieceThree(logKeyPieces::three);
-// Where the joined key would be kept. It is not kept: in memory, too, the key is whole only while a
-// call needs it.
-[[maybe_unused]] const QByteArray realKey;
+[[maybe_unused]] const QByteArray realKey; // unused, part of the layout
 
-// What PKCS#1 v1.5 padding takes of a block (RFC 8017, section 7.2.1).
+// The least size of PKCS#1 v1.5 padding in a block (RFC 8017, section 7.2.1).
 constexpr int paddingSize = 11;
-// What a QByteArray of Qt 5 holds, less its header and final NUL.
+// The longest QByteArray of Qt 5, which needs room for its header and final NUL.
 constexpr qint64 largestSize = std::numeric_limits<int>::max() - 32;
 
 enum class KeyUse { Encryption, PrivateDecryption, PublicDecryption };
@@ -74,17 +71,17 @@ Key::Key(const QByteArray &pem, KeyUse use) : m_bio(BIO_new_mem_buf(pem.constDat
     if (!m_bio)
         return;
     m_rsa = RSA_new();
-    // A failing reader leaves the object alone, or (RSAPublicKey on bad DER) frees it and sets
-    // m_rsa to null. So m_rsa is what must be freed, and the reader's result does not replace it.
+    // A reader that fails leaves the object as it is, or (RSAPublicKey on bad DER) frees it and
+    // sets m_rsa to null. So the destructor frees m_rsa, never the reader's result.
     if (use == KeyUse::PrivateDecryption) {
-        // OpenSSL would ask for such a key's passphrase on the agent's terminal: "BEGIN ENCRYPTED
-        // PRIVATE KEY", and "Proc-Type: 4,ENCRYPTED" with any blanks.
+        // For "BEGIN ENCRYPTED PRIVATE KEY", and "Proc-Type: 4,ENCRYPTED" with any blanks, OpenSSL
+        // would ask for the passphrase on the agent's terminal.
         if (!pem.contains("ENCRYPTED"))
             m_isRead = PEM_read_bio_RSAPrivateKey(m_bio, &m_rsa, nullptr, nullptr);
     } else if (pem.contains(publicKeyHeaderSymbolRSA)) {
         m_isRead = PEM_read_bio_RSAPublicKey(m_bio, &m_rsa, nullptr, nullptr);
     } else if (use == KeyUse::PublicDecryption || pem.contains(publicKeyHeaderSymbol)) {
-        // The decryption deliberately lets OpenSSL judge text without a marker.
+        // Deliberately, the public decryption lets OpenSSL judge a text without a marker.
         m_isRead = PEM_read_bio_RSA_PUBKEY(m_bio, &m_rsa, nullptr, nullptr);
     }
 }
@@ -98,14 +95,14 @@ Key::~Key()
     ERR_clear_error();
 }
 
-// With its size: the overload for a byte array looks for a NUL, which takes longer than the rest.
+// Passes the size: the overload for a QByteArray looks for a NUL, which takes longer than the rest.
 QString fromUtf8(const QByteArray &bytes)
 {
     return QString::fromUtf8(bytes.constData(), bytes.size());
 }
 
-// Passes the input on in blocks of blockLimit bytes (the last may be shorter) to
-// operation(length, from, to), which returns how many bytes it has written, at most keySize.
+// Passes the input in blocks of blockLimit bytes (the last may be shorter) to
+// operation(length, from, to). That returns the number of bytes it has written, at most keySize.
 template <typename Operation>
 QByteArray processBlocks(const QByteArray &input, int blockLimit, int keySize, Operation operation)
 {
@@ -119,7 +116,7 @@ QByteArray processBlocks(const QByteArray &input, int blockLimit, int keySize, O
         const int written = operation(length, from, to);
         from += length;
         rest -= length;
-        // Deliberately no reason to stop: the text of the other blocks is still of use.
+        // Deliberately goes on: the text of the other blocks is still useful.
         if (written < 0)
             continue;
         result.append(scratch.constData(), written);
@@ -140,7 +137,7 @@ QByteArray RsaCrypt::rsaPublicKeyEncrypt(const QByteArray &data,
 
     const int keySize = RSA_size(key.get());
     const int blockLimit = keySize - paddingSize;
-    // A modulus this short is no key, but a PEM file can hold one.
+    // Too short for any text, but a PEM file can hold such a modulus.
     if (blockLimit < 1)
         return {};
     const qint64 blocks = (qint64(data.size()) + blockLimit - 1) / blockLimit;

@@ -23,19 +23,19 @@
 
 namespace {
 
-// QRegExp keeps patterns in a cache that outlives this library when it is unloaded, so the text
-// must not lie in the library: QStringLiteral's would.
+// Not a QStringLiteral, whose text lies in this library: QRegExp keeps patterns in a cache, also
+// after the library has been unloaded.
 const QString ipRegex = QLatin1String( // clazy:exclude=non-pod-global-static
     "((2[0-4][0-9]|25[0-5]|[01]?[0-9][0-9]?)\\.){3}(2[0-4][0-9]|25[0-5]|[01]?[0-9][0-9]?)");
 
 void setNoProxy(QTcpSocket &socket, const char *reason)
 {
-    // Said outright: a socket without a proxy of its own follows the application-wide one.
+    // Explicitly, because a socket without a proxy setting uses the application's proxy.
     socket.setProxy(QNetworkProxy(QNetworkProxy::NoProxy));
     qCWarning(ll_agent) << "network: " << reason;
 }
 
-/// Puts what is left of \a url without its scheme into \a rest.
+/// Sets \a rest to \a url without its scheme. Returns false if the scheme is not http or https.
 bool stripHttpPrefix(const QString &url, QString &rest)
 {
     const QString text = url.trimmed().toLower();
@@ -48,8 +48,8 @@ bool stripHttpPrefix(const QString &url, QString &rest)
     return false;
 }
 
-// For access to a protected member. The process itself stays a plain QProcess: for a derived class
-// Qt 5.15 takes over the process's SIGCHLD, which the host may need.
+// Gives access to a protected member. No object of this class is made: for a derived class Qt 5.15
+// takes over SIGCHLD, which the host may need.
 struct ProcessState : QProcess // clazy:exclude=missing-qobject-macro
 {
     static constexpr auto set = &ProcessState::setProcessState;
@@ -64,16 +64,16 @@ bool Utils::executeCmd(const QString &command, QString &output) noexcept
     constexpr int attempts = 3;
     constexpr int baseWait = 15000; // milliseconds
 
-    // One process for all attempts, neither killed nor reset in between: a slow command is waited
-    // for, not started a second time.
+    // Deliberately one process for all attempts, neither killed nor reset between them: the next
+    // attempt goes on waiting for a slow command.
     std::optional<QProcess> process(std::in_place);
     for (int attempt = 1; attempt <= attempts; ++attempt) {
         process->start(QLatin1String("bash"), {QLatin1String("-c"), command});
         QProcess::ProcessError error = QProcess::FailedToStart;
         QString errorString;
         if (process->processId() == -1) {
-            // Qt 5.15 does not notice that the fork has failed; errno still says why. To kill the
-            // id -1, as close() and the destructor do, would signal every process.
+            // Qt 5.15 does not notice that fork() failed, but errno still says why. close() and the
+            // destructor would kill the process id -1, which signals every process.
             errorString = QLatin1String("Resource error (fork failure): ") + qt_error_string();
             (*process.*ProcessState::set)(QProcess::NotRunning);
             process.emplace(); // nothing was started; this closes the pipes
@@ -85,14 +85,14 @@ bool Utils::executeCmd(const QString &command, QString &output) noexcept
         qCWarning(ll_agent) << "cmd: " << command << " exitStatus: " << process->exitStatus()
                             << " exitCode: " << process->exitCode() << " error: " << error
                             << " errorString: " << errorString;
-        if (error == QProcess::UnknownError) // which is QProcess's word for "none"
+        if (error == QProcess::UnknownError) // QProcess's "no error"
             break;
     }
 
     const QByteArray printed = process->isOpen() ? process->readAllStandardOutput() : QByteArray();
-    // What a QString of Qt 5 holds, less its header and final NUL.
+    // The longest QString of Qt 5, which needs room for its header and final NUL.
     constexpr int longestText = (std::numeric_limits<int>::max() - 32) / 2;
-    // With its size: the overload for a byte array ends at the first NUL.
+    // Passes the size: the overload for a QByteArray ends at the first NUL.
     output = printed.size() <= longestText
                  ? QString::fromLatin1(printed.constData(), printed.size())
                  : QString();
@@ -131,7 +131,7 @@ void Utils::setSocksNetworkProxy(QTcpSocket &socket, const QJsonObject &config) 
         setNoProxy(socket, "Socks network proxy host data is empty!");
         return;
     }
-    // The port is a string in this format; a number is no string and gives 0.
+    // The format has the port as a string. A JSON number gives 0.
     const quint16 port = socks.value(QLatin1String("port")).toString().toUShort();
     socket.setProxy(QNetworkProxy(QNetworkProxy::Socks5Proxy, host, port));
     qCWarning(ll_agent) << "network: "
@@ -158,11 +158,11 @@ QString Utils::getServerDateTime(const QVariant &timestamp) noexcept
     if (!(std::fabs(timestamp.toDouble()) < furthest))
         return {};
     const qint64 seconds = timestamp.toLongLong();
-    // Again, because a byte array with a NUL is no double, and its first part is an integer.
+    // Tests again: a byte array with a NUL is no double, but its first part is an integer.
     if (seconds == 0 || std::fabs(double(seconds)) >= furthest)
         return {};
     const QDateTime moment = QDateTime::fromSecsSinceEpoch(seconds);
-    // QDateTime::toString() would write the digits of the system's language.
+    // QDateTime::toString() would use the digits of the system's language.
     return moment.isValid() ? QLocale::c().toString(moment, QLatin1String("yyyy-MM-dd"))
                             : QString();
 }

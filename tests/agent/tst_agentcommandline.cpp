@@ -107,7 +107,7 @@ void AgentCommandLine::listsMetadataAsJsonAndRunsNothing()
     first.insert(s("error"), s("a plugin named \"First\" was found before: ") +
                                  folder.file(s("another-first.so")));
     QJsonObject nameless = entry("nameless.so", false);
-    nameless.insert(s("error"), s("its metadata has no name: \"Name\" is to be a string"));
+    nameless.insert(s("error"), s("its metadata has no name: \"Name\" must be a string"));
     QJsonObject text = entry("text.so", false);
     text.insert(s("error"), QPluginLoader(folder.file(s("text.so"))).errorString());
     // A test plugin whose library were loaded would have written into the midst of it.
@@ -466,7 +466,7 @@ void AgentCommandLine::leavesOutAnOptionThatIsTaken()
     QVERIFY(agent.waitUntilUp());
     QCOMPARE(agent.terminate(), 0);
     QCOMPARE(agent.errors(),
-             agentMessages({s("First: its option is taken already: list, listing")}));
+             agentMessages({s("First: another option has this name already: list, listing")}));
     QVERIFY(agent.output().contains(s("started First")));
     QVERIFY(agent.output().contains(s("started Second")));
 }
@@ -516,7 +516,7 @@ void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve_data()
     QTest::newRow("what goes wrong with a plugin and the agent goes on, and when it cannot")
         << QStringList({s("--disable"), s("String")}) << QString()
         << found + QStringList({s("debug: First: Loaded"),
-                                s("warning: First: its option is taken already: list"),
+                                s("warning: First: another option has this name already: list"),
                                 s("warning: First: initialize: no luck"),
                                 s("critical: no plugin could be started; looked in FOLDER")});
     QTest::newRow("directory") << missing + QStringList(s("--list")) << QString()

@@ -500,10 +500,10 @@ void AgentLifecycle::runsTheGoodPluginsAmongAllSortsOfFiles()
                  file("another-first.so"),
              file("foreign.so") + s(": its interface is \"com.tav.Keldrin.TAVKeldrinPlugin2\", not "
                                     "\"com.tav.Keldrin.TAVKeldrinPlugin\""),
-             file("name-number.so") + s(": its metadata has no name: \"Name\" is to be a string"),
-             file("nameless.so") + s(": its metadata has no name: \"Name\" is to be a string"),
+             file("name-number.so") + s(": its metadata has no name: \"Name\" must be a string"),
+             file("nameless.so") + s(": its metadata has no name: \"Name\" must be a string"),
              file("text.so") + s(": ") + loaderError(file("text.so")),
-             s("OtherBase: its plugin object is no custompluginmanager::PluginBase"),
+             s("OtherBase: its plugin object is not a custompluginmanager::PluginBase"),
              s("Second: constructor: threw: no luck"),
              s("Unresolved: ") + loaderError(file("unresolved.so")),
              s("Third: initialize: no luck")}));

@@ -173,11 +173,13 @@ void RegistryTest::sameObjectTwiceIsHeldOnceAndWarnedAbout()
     CustomPluginManager::addPluginImplement(other.get());
     QCOMPARE(m_log->takeLines(), QStringList());
     CustomPluginManager::addPluginImplement(object.get());
-    QCOMPARE(m_log->takeLines(), QStringList({warning("added already, held once: \"object\"")}));
+    QCOMPARE(m_log->takeLines(),
+             QStringList({warning("not added, it is there already: \"object\"")}));
 
     object->setObjectName(QStringLiteral("renamed"));
     CustomPluginManager::addPluginImplement(object.get());
-    QCOMPARE(m_log->takeLines(), QStringList({warning("added already, held once: \"renamed\"")}));
+    QCOMPARE(m_log->takeLines(),
+             QStringList({warning("not added, it is there already: \"renamed\"")}));
     QCOMPARE(find("renamed"), nullptr);
     QCOMPARE(find("object"), object.get());
 
@@ -227,7 +229,7 @@ void RegistryTest::ofTwoObjectsWithOneNameTheFirstIsFound()
     CustomPluginManager::addPluginImplement(second.get());
     QCOMPARE(
         m_log->takeLines(),
-        QStringList({warning("two objects of one name, the first is the one found: \"object\"")}));
+        QStringList({warning("two objects have this name, the first one is found: \"object\"")}));
     QCOMPARE(find("object"), first.get());
     first.reset();
     QCOMPARE(find("object"), second.get());

@@ -19,7 +19,7 @@ CustomPluginManager::~CustomPluginManager() = default; // never called, GCOVR_EX
 
 CustomPluginManager *CustomPluginManager::instance()
 {
-    // Never destroyed: plugins that outlive the end of main() still take their objects out.
+    // Never destroyed: plugins that are deleted after main() still remove their objects.
     static auto *const manager = new CustomPluginManager;
     return manager;
 }
@@ -64,19 +64,18 @@ void CustomPluginManager::add(QObject *object)
     }
     // Not under the lock: a message handler may use the registry.
     if (!added) {
-        qCWarning(log) << "added already, held once:" << name;
+        qCWarning(log) << "not added, it is there already:" << name;
         return;
     }
     if (nameTaken)
-        qCWarning(log) << "two objects of one name, the first is the one found:" << name;
+        qCWarning(log) << "two objects have this name, the first one is found:" << name;
     connect(object, &QObject::destroyed, this, &CustomPluginManager::remove,
             Qt::ConnectionType(Qt::DirectConnection | Qt::UniqueConnection));
 }
 
 void CustomPluginManager::remove(QObject *object)
 {
-    // Touches nothing of the object, not even to disconnect it: another thread may be destroying
-    // it.
+    // Does not use the object, not even to disconnect it: another thread may be destroying it.
     const std::lock_guard locker(m_mutex);
     const auto found = std::find_if(m_entries.begin(), m_entries.end(),
                                     [&](const Entry &entry) { return entry.object == object; });

@@ -61,7 +61,7 @@ private:
     void add(QObject *object);
     void remove(QObject *object);
 
-    std::mutex m_mutex;     // which, unlike QMutex, the thread sanitizer sees
+    std::mutex m_mutex;     // not QMutex, which the thread sanitizer does not see
     QList<Entry> m_entries; // in the order of adding
 };
 

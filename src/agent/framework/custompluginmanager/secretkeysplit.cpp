@@ -13,7 +13,7 @@ namespace {
 constexpr auto digestAlgorithm = QCryptographicHash::Sha256;
 constexpr int digestSize = 32;
 
-// The number of pieces and a piece's own number, with the hyphens that end them.
+// The beginning of a piece, "N-i-".
 QString prefixOf(int number, int count)
 {
     return QString::number(count) + QLatin1Char('-') + QString::number(number) + QLatin1Char('-');
@@ -21,7 +21,7 @@ QString prefixOf(int number, int count)
 
 QByteArray maskFromSecret(const QByteArray &secret, const QString &prefix, int size)
 {
-    // One object for all blocks: it digests a long key once.
+    // One object for all blocks, because it digests a long key only once.
     QMessageAuthenticationCode code(digestAlgorithm, secret);
     QByteArray mask;
     for (int block = 0; mask.size() < size; ++block) {
@@ -32,7 +32,7 @@ QByteArray maskFromSecret(const QByteArray &secret, const QString &prefix, int s
     return mask.left(size);
 }
 
-// -1 for what is no lower-case hexadecimal digit.
+// The value of a lower-case hexadecimal digit, or -1.
 int valueOf(QChar digit)
 {
     const int character = digit.unicode();

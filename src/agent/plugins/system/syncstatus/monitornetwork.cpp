@@ -23,16 +23,16 @@ using syncstatus::constants::networkDeviceConnected;
 
 namespace {
 
-// Qt keeps the names given to a proxy beyond the proxy's life, so they must not point into this
-// library, which can be unloaded: QStringLiteral would.
+// Not a QStringLiteral, whose text lies in this library: Qt keeps a proxy's names for longer than
+// the proxy, and the library can be unloaded.
 QString networkManagerService()
 {
     return QLatin1String("org.freedesktop.NetworkManager");
 }
 
-// QtDBus cannot be unloaded once it has been used: its thread, its events in the queues of other
-// threads and its types in Qt's registry stay behind. In a host that does not link QtDBus itself it
-// would go together with this library, so it is pinned. (QLibrary takes a tenth of a millisecond.)
+// QtDBus cannot be unloaded after its first use: it leaves a thread, events in the queues of other
+// threads, and types in Qt's registry. A host that does not link QtDBus would unload it together
+// with this library, so this keeps it loaded. (QLibrary takes 0.1 ms longer.)
 void pinQtDBus()
 {
     dlopen("libQt5DBus.so.5", RTLD_LAZY | RTLD_NODELETE);
@@ -67,8 +67,8 @@ void MonitorNetworkPrivate::currectNetworkState()
                 continue;
             const QScopedPointer<DeviceProxy> device(new DeviceProxy(
                 networkManagerService(), path.path(), networkManagerInterface->connection()));
-            // The line and the test each read the state for themselves. A state of another type
-            // than NetworkManager's "u" is none, as a typed proxy has it, and counts as 0.
+            // Deliberately two reads, one for the line and one for the test. A value of another
+            // type than NetworkManager's "u" counts as 0.
             qCWarning(ll_agent) << "codestack: "
                                 << "current device network state:" << device->state();
             if (device->state() == networkDeviceConnected) {
@@ -82,7 +82,7 @@ void MonitorNetworkPrivate::currectNetworkState()
     if (reply.isValid() && reply.value() == networkConnected) {
         networkState = true;
     } else {
-        // Also for a good answer that is less than global connectivity.
+        // Deliberately also for a valid answer of less than global connectivity.
         qCWarning(ll_agent) << "codestack: "
                             << "get network state error!";
     }
@@ -90,7 +90,7 @@ void MonitorNetworkPrivate::currectNetworkState()
 
 QString MonitorNetworkPrivate::getPrimaryConnection()
 {
-    // Qt ends a process that reads a property whose declared type QtDBus does not know.
+    // To read a property whose declared type QtDBus does not know would end the process.
     QDBusObjectPath connection;
     const QMetaObject *interface = networkManagerInterface->metaObject();
     const QMetaProperty property =
@@ -111,8 +111,8 @@ MonitorNetwork::MonitorNetwork(QObject *parent)
     : QObject(parent), d_ptr(new MonitorNetworkPrivate(this))
 {
     Q_D(MonitorNetwork);
-    // By signature: the proxy has the signal at run time only. Subscribing before evaluating loses
-    // no change in between.
+    // By signature, because the proxy learns of the signal at run time. Subscribes before it
+    // evaluates, so that no change between the two is lost.
     connect(d->networkManagerInterface.data(),
             SIGNAL(StateChanged(quint32)), // clazy:exclude=old-style-connect
             this, SLOT(onStateChanged(quint32)));
@@ -137,7 +137,7 @@ void MonitorNetwork::onStateChanged(quint32 state)
     Q_D(MonitorNetwork);
     qCWarning(ll_agent) << "codestack: "
                         << "current network state is changed:" << state;
-    // Only gains of connectivity are taken up: any other state leaves the flag as it is.
+    // Deliberately gains only: no other state changes the flag.
     if (state == networkConnected) {
         d->networkState = true;
         Q_EMIT networkStateChange(d->networkState);

@@ -14,13 +14,13 @@ class MonitorNetworkPrivate
 public:
     explicit MonitorNetworkPrivate(MonitorNetwork *q);
 
-    /// Evaluates connectivity from scratch, blocking on D-Bus.
+    /// Evaluates connectivity anew, blocking on D-Bus. The name's spelling is fixed.
     void currectNetworkState();
-    /// The object path of the primary active connection; empty when it cannot be read.
+    /// The object path of the primary active connection, or empty if it cannot be read.
     QString getPrimaryConnection();
 
     QScopedPointer<QDBusInterface> networkManagerInterface;
-    MonitorNetwork *q_ptr;
+    MonitorNetwork *q_ptr; // unused, part of the layout
     bool networkState = false;
 };
 

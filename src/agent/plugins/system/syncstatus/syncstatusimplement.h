@@ -20,10 +20,10 @@ class SyncStatusImplement : public QObject
 public:
     SyncStatusImplement();
 
-    /// MonitorNetwork::getNetworkState(); false once the monitor is gone.
+    /// MonitorNetwork::getNetworkState(), or false after the monitor has been destroyed.
     Q_INVOKABLE bool getNetworkState() const;
-    /// The process-wide monitor, to connect to its signal `networkStateChange(bool)` by name; null
-    /// once it is gone. Not the caller's to delete.
+    /// The process-wide monitor, or null after it has been destroyed. Connect to its signal
+    /// `networkStateChange(bool)` by name. Do not delete it.
     Q_INVOKABLE QObject *networkMonitor() const;
 };
 

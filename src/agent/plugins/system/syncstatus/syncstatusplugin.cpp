@@ -14,8 +14,7 @@ namespace syncstatus {
 
 namespace internal {
 
-// Each use of the registry calls instance() first, so that the registry exists: a host's static
-// operations need not make it by themselves.
+// instance() comes before each use of the registry, because only that call has to make it.
 
 void SyncStatusPluginPrivate::initialize()
 {
@@ -25,7 +24,7 @@ void SyncStatusPluginPrivate::initialize()
 
 SyncStatusPluginPrivate::~SyncStatusPluginPrivate()
 {
-    // Also when it was never added: removing an unknown object is harmless.
+    // The object may never have been added. Removing it is harmless then.
     CustomPluginManager::instance();
     CustomPluginManager::removePluginImplement(&implement);
 }
@@ -48,7 +47,7 @@ bool SyncStatusPlugin::initialize(QString *errorString)
 
 void SyncStatusPlugin::extensionsInitialized()
 {
-    // Names "CmdPlugin" on purpose: the text is fixed, whoever searches logs relies on it.
+    // "CmdPlugin" is deliberate: the text is fixed, and people search logs for it.
     qCDebug(ll_agent) << "codestack: "
                       << "extensions initialized CmdPlugin";
     CustomPluginManager::instance();

@@ -14,9 +14,9 @@ namespace internal {
 class SyncStatusPluginPrivate;
 }
 
-/// The plugin object that the agent drives. Each operation does its work whenever it is called: the
-/// agent decides the order, on one thread. Lines go to "org.corvel.license.agent" at debug level
-/// unless said otherwise, each behind "codestack: ".
+/// The plugin object that the agent drives, on one thread. The operations do not check the order of
+/// their calls. Their lines go to "org.corvel.license.agent", each after "codestack: ", at debug
+/// level unless a warning is named.
 class SyncStatusPlugin : public custompluginmanager::PluginBase
 {
     Q_OBJECT
@@ -27,13 +27,13 @@ public:
     ~SyncStatusPlugin() override;
 
     /// Adds the implementation object to the agent's registry and writes "initialize sync status
-    /// plugin". Always true; \a errorString is never touched and may be null.
+    /// plugin". Always returns true. Never uses \a errorString, which may be null.
     bool initialize(QString *errorString) override;
-    /// Writes "extensions initialized CmdPlugin" and looks for the agent's "ServicePlugin": when it
+    /// Writes "extensions initialized CmdPlugin". Then looks for the agent's "ServicePlugin". If it
     /// is there, writes "extensions initialized SyncStatusPlugin", else the warning "serviceObject
     /// is empty".
     void extensionsInitialized() override;
-    /// Writes "delayed initialize sync status plugin". Always true.
+    /// Writes "delayed initialize sync status plugin". Always returns true.
     bool delayedInitialize() override;
 
 private:
