@@ -217,7 +217,7 @@ void TestLogKey::whatIsNoFileIsNotReplaced()
                                      QStringLiteral("--output"), path(name), key});
         QCOMPARE(outcome.status, failed);
         QCOMPARE(outcome.error,
-                 "syncstatus-logkey: " + path(name).toUtf8() + ": is no regular file\n");
+                 "syncstatus-logkey: " + path(name).toUtf8() + ": is not a regular file\n");
     }
     QCOMPARE(names(), before);
     struct stat status = {};
@@ -406,7 +406,7 @@ void TestLogKey::theKeyInALibraryIsNamed()
     const Outcome outcome = run({QStringLiteral("check"), QStringLiteral("/bin/sh")});
     QCOMPARE(
         outcome.error,
-        QByteArray("syncstatus-logkey: /bin/sh: a program or library that carries no pieces\n"));
+        QByteArray("syncstatus-logkey: /bin/sh: this program or library contains no pieces\n"));
     QCOMPARE(outcome.status, failed);
 }
 
@@ -427,7 +427,7 @@ void TestLogKey::badPiecesAreRefused_data()
     const QByteArray noJoin =
         "the pieces do not join: one of them is damaged, doubled or from another split\n";
     const QByteArray count = "3 pieces are needed, one a line, but there are ";
-    const QByteArray noKey = "the pieces join, but to no key: ";
+    const QByteArray noKey = "the pieces join, but not to a key: ";
     QByteArrayList damaged = a;
     damaged[1][20] = damaged.at(1).at(20) == '0' ? '1' : '0';
     QTest::newRow("from two splits") << QByteArrayList{a.at(0), b.at(1), b.at(2)} << noJoin;
@@ -451,7 +451,7 @@ void TestLogKey::badPiecesAreRefused_data()
     QTest::newRow("a NUL in the last") << QByteArrayList{a.at(0), a.at(1), a.at(2) + nul} << noJoin;
     QTest::newRow("none") << QByteArrayList() << count + "0 lines\n";
     QTest::newRow("of no key") << split("words") << noKey + "not a public key in PEM form\n";
-    const QByteArray privateKey = noKey + "a private key is among it";
+    const QByteArray privateKey = noKey + "they contain a private key";
     QTest::newRow("of a private key") << split(m_pair.privatePkcs8) << privateKey;
     QTest::newRow("of both keys") << split(m_pair.publicSpki + m_pair.privatePkcs8) << privateKey;
     QTest::newRow("of an EC key") << split(m_openssl.ecPair().publicSpki)

@@ -338,8 +338,7 @@ void TestLogRead::badCommandLinesAreRefused_data()
     QTest::addColumn<QByteArray>("error");
 
     QTest::newRow("no key") << QStringList()
-                            << QByteArray("which private key? Give it with --key FILE (--help says "
-                                          "more)");
+                            << QByteArray("give the private key with --key FILE (see --help)");
     QTest::newRow("key without a file")
         << QStringList({QStringLiteral("--key")}) << QByteArray("Missing value after '--key'.");
     QTest::newRow("unknown option")
@@ -381,7 +380,7 @@ void TestLogRead::keysThatCannotBeUsedAreRefused_data()
     QTest::addColumn<QString>("key");
     QTest::addColumn<QByteArray>("error");
 
-    const QByteArray notPem("holds no private key in PEM form");
+    const QByteArray notPem("contains no private key in PEM form");
 
     QTest::newRow("missing") << m_folder.filePath(QStringLiteral("none.pem"))
                              << QByteArray("No such file or directory");
@@ -450,8 +449,8 @@ void TestLogRead::anEncryptedKeyWithoutATerminalIsRefused()
         QCOMPARE(logread.run("secret\n"), 2);
         QCOMPARE(logread.output, QByteArray());
         QCOMPARE(logread.error, "syncstatus-logread: " + key.toLocal8Bit() +
-                                    ": the key is encrypted and there is no terminal to ask for "
-                                    "its passphrase on\n");
+                                    ": the key has a passphrase, and there is no terminal to ask "
+                                    "for it\n");
     }
 }
 
@@ -559,10 +558,11 @@ void TestLogRead::anOpensslThatHidesDamageIsNamed()
     logread.preload(QStringLiteral("STANDIN_REJECTS_IMPLICITLY"));
     QCOMPARE(logread.run(m_key.logText("joe")), 0);
     QCOMPARE(logread.output, QByteArray("joe"));
-    QCOMPARE(logread.error,
-             QByteArray("syncstatus-logread: this OpenSSL does not tell damaged texts: what cannot "
-                        "be decrypted may be given, and counted as read, as random bytes\n"
-                        "syncstatus-logread: encrypted texts: 1 read, 0 not read\n"));
+    QCOMPARE(
+        logread.error,
+        QByteArray("syncstatus-logread: this OpenSSL does not report damaged texts: they can come "
+                   "as random bytes and count as read\n"
+                   "syncstatus-logread: encrypted texts: 1 read, 0 not read\n"));
 }
 
 namespace {

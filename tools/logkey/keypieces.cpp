@@ -13,7 +13,7 @@ QByteArray piecesInLibrary(const QByteArray &library, bool *isDevelopmentKey)
     const QString bytes = QString::fromLatin1(library.constData(), library.size());
     QByteArray pieces;
     for (int i = 1; i <= keyPieceCount; ++i) {
-        // A text as LogKeyHeader.cmake writes it, with a mark behind the NUL of the last.
+        // As LogKeyHeader.cmake writes them, with the mark after the last one's NUL.
         const QRegularExpression text(
             QStringLiteral("%1-%2-[!-~]+\\x00(development key\\x00)?").arg(keyPieceCount).arg(i));
         const QRegularExpressionMatch match = text.match(bytes);
@@ -27,9 +27,9 @@ QByteArray piecesInLibrary(const QByteArray &library, bool *isDevelopmentKey)
 
 QByteArray joinPieces(QByteArray content, QString *error)
 {
-    // The lines as the build takes them, see LogKeyHeader.cmake.
+    // Takes the same lines as LogKeyHeader.cmake.
     content.replace("\r\n", "\n");
-    // With its size: the text of a byte array alone would end at a NUL.
+    // Passes the size: the overload for a QByteArray ends at the first NUL.
     QStringList pieces =
         QString::fromLatin1(content.constData(), content.size()).split(QLatin1Char('\n'));
     if (pieces.last().isEmpty())

@@ -7,15 +7,15 @@
 #include <QByteArray>
 #include <QString>
 
-/// The library has room for three, see rsacrypt.cpp.
+/// As many as rsacrypt.cpp joins.
 constexpr int keyPieceCount = 3;
 
-/// The pieces in the bytes of a built library, one a line; empty when it carries none. Sets
-/// \a isDevelopmentKey to whether the build made the key itself.
+/// The pieces in the bytes of a built library, one a line, or empty if there are none. Sets
+/// \a isDevelopmentKey to whether the build made the key.
 QByteArray piecesInLibrary(const QByteArray &library, bool *isDevelopmentKey);
 
-/// The text that the pieces in a file join to, one a line and in ascending order, as a build takes
-/// them and the library joins them. Empty on failure, with the reason in \a error.
+/// Joins the pieces in the content of a file, as the library does. The file has one piece a line,
+/// in ascending order. Returns an empty text on failure, with the reason in \a error.
 QByteArray joinPieces(QByteArray content, QString *error);
 
 #endif

@@ -18,16 +18,16 @@
 
 namespace {
 
-// What the process ends with; --help repeats them.
+// Exit statuses, as in --help.
 constexpr int success = 0;
 constexpr int failure = 1;
 constexpr int usageError = 2;
 
-// What is too weak today (NIST SP 800-131A).
+// Shorter keys are too weak (NIST SP 800-131A).
 constexpr int fewestBits = 2048;
 
-// Of which a built library with its debugging information stays far below. A wrong file, a device
-// say, can have no end.
+// In bytes; a library with its debugging information is far smaller. A wrong file can have no end,
+// for example a device.
 constexpr int largestInput = 256 * 1024 * 1024;
 
 void complain(const QString &text)
@@ -69,7 +69,7 @@ bool readFile(const QString &path, QByteArray *content, QString *error)
     return false;
 }
 
-/// Which key it is, in a line; empty on failure.
+/// The length and the fingerprint of \a key in one line, or empty on failure.
 QByteArray describe(const RsaKey &key, QString *error)
 {
     const int bits = EVP_PKEY_bits(key.get());
@@ -85,18 +85,18 @@ QByteArray describe(const RsaKey &key, QString *error)
 bool writeFile(const QString &path, bool replace, const QByteArray &text, QString *error)
 {
     const QFileInfo target(path);
-    // A symbolic link that leads nowhere takes the name as well.
+    // A dangling symbolic link exists too.
     if (!replace && (target.exists() || target.isSymLink())) {
         *error = QStringLiteral("exists already (--force replaces it)");
         return false;
     }
-    // A device or a pipe is not replaced by a file.
+    // A file must not replace a device or a pipe.
     if (target.exists() && !target.isFile()) {
-        *error = QStringLiteral("is no regular file");
+        *error = QStringLiteral("is not a regular file");
         return false;
     }
     QSaveFile file(path);
-    // commit() alone overlooks what fails when it writes the rest of the buffer.
+    // commit() does not report a failure to write the rest of the buffer, so flush() comes first.
     if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush() &&
         file.commit())
         return true;
@@ -117,7 +117,7 @@ int split(const QString &path, const QCommandLineParser &parser)
     if (!key)
         return fail(path + QLatin1String(": ") + error);
     const QByteArray description = describe(key, &error);
-    // Written afresh: what else the file holds stays out of the library.
+    // Written anew, so that other content of the file does not get into the library.
     const QByteArray pem = publicKeyPem(key, &error);
     if (description.isEmpty() || pem.isEmpty())
         return fail(error);
@@ -131,7 +131,7 @@ int split(const QString &path, const QCommandLineParser &parser)
     } else if (!writeFile(output, parser.isSet(forceOption), text, &error)) {
         return fail(output + QLatin1String(": ") + error);
     }
-    // Not on standard output, where the pieces may be.
+    // Not to standard output, which may have the pieces.
     std::fprintf(stderr, "%s\n", description.constData());
     return success;
 }
@@ -147,14 +147,14 @@ int check(const QString &path)
                            "ELF")) {
         content = piecesInLibrary(content, &isDevelopmentKey);
         if (content.isEmpty())
-            return fail(path + QLatin1String(": a program or library that carries no pieces"));
+            return fail(path + QLatin1String(": this program or library contains no pieces"));
     }
     const QByteArray pem = joinPieces(content, &error);
     if (pem.isEmpty())
         return fail(path + QLatin1String(": ") + error);
     const RsaKey key = readLibraryKey(pem, &error);
     if (!key)
-        return fail(path + QLatin1String(": the pieces join, but to no key: ") + error);
+        return fail(path + QLatin1String(": the pieces join, but not to a key: ") + error);
     const QByteArray description = describe(key, &error);
     if (description.isEmpty())
         return fail(error);
@@ -191,23 +191,23 @@ int main(int argc, char *argv[])
     const QCoreApplication application(argc, argv);
 
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this and end."));
+                                  QStringLiteral("Show this help and exit."));
     const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
-                                     QStringLiteral("Show the version and end."));
+                                     QStringLiteral("Show the version and exit."));
     const QString file = QStringLiteral("file");
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Makes of the public key of encrypted log text the pieces that the library is built with,\n"
-        "and tells which key a library carries.\n\n"
+        "Splits the public key of encrypted log text into the pieces that the library is built\n"
+        "with, and shows which key a library carries.\n\n"
         "  syncstatus-logkey split [--output FILE] [--force] PUBLIC_KEY\n"
-        "      Splits an RSA public key (PEM) into three pieces, one a line. Standard error says\n"
-        "      which key it is. The same key always gives the same pieces.\n"
+        "      Splits an RSA public key (PEM) into three pieces, one a line. Standard error gets\n"
+        "      the key's fingerprint. The same key always gives the same pieces.\n"
         "  syncstatus-logkey check FILE\n"
         "      Joins the pieces in FILE, a built library or a file of pieces, as the library\n"
-        "      joins them. Shows which key they are, or why they are none.\n\n"
+        "      does. Shows the key's fingerprint, or why the pieces are not a key.\n\n"
         "Exit status:\n"
         "  0  done\n"
-        "  1  it could not be done, or the pieces are no key\n"
+        "  1  it could not be done, or the pieces are not a key\n"
         "  2  the command line is wrong; nothing was done"));
     parser.addOptions(
         {help,

@@ -32,7 +32,7 @@ using Bio = std::unique_ptr<BIO, BioDeleter>;
 using Text = std::unique_ptr<char, MemoryDeleter>;
 using Bytes = std::unique_ptr<uchar, MemoryDeleter>;
 
-// What was tried, and what OpenSSL has to say about its failure.
+// \a failure with OpenSSL's reason, if it gives one.
 QString opensslError(const QString &failure)
 {
     const char *reason = ERR_reason_error_string(ERR_peek_last_error());
@@ -82,7 +82,7 @@ RsaKey readPublicKey(const QByteArray &pem, QString *error)
 RsaKey readLibraryKey(const QByteArray &pem, QString *error)
 {
     if (pem.contains("PRIVATE KEY-----")) {
-        *error = QStringLiteral("a private key is among it, which every agent would carry");
+        *error = QStringLiteral("they contain a private key, which every agent would carry");
         return nullptr;
     }
     const bool isPkcs1 = pem.contains("BEGIN RSA PUBLIC KEY");

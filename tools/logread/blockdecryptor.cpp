@@ -14,14 +14,14 @@ BlockDecryptor::BlockDecryptor(EVP_PKEY *key)
 {
     const bool ready = m_context && EVP_PKEY_decrypt_init(m_context.get()) > 0 &&
                        EVP_PKEY_CTX_set_rsa_padding(m_context.get(), RSA_PKCS1_PADDING) > 0;
-    // By name, because only an OpenSSL that does it knows the name; the others refuse, rightly.
+    // By name, because an OpenSSL without implicit rejection has no constant for it and refuses.
     if (ready)
         EVP_PKEY_CTX_ctrl_str(m_context.get(), "rsa_pkcs1_implicit_rejection", "0");
     ERR_clear_error();
     if (!ready)
         throw std::runtime_error("OpenSSL cannot decrypt with this key");
 
-    // The number 1, which every key decrypts to 1: never a padded text.
+    // The number 1. Every key decrypts it to 1, which is never a padded text.
     std::vector<unsigned char> bad(blockSize() - 1);
     bad.push_back(1);
     m_knowsDamage = !decrypt(bad);

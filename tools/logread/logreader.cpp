@@ -13,8 +13,8 @@ namespace {
 constexpr std::string_view marker = "LicenseLogEncryptSign";
 constexpr std::size_t shortestText = 64;
 
-/// For each length of a beginning of the marker, the length of the longest shorter beginning that
-/// it ends with (Knuth, Morris and Pratt).
+/// The failure table of Knuth, Morris and Pratt. For each prefix length of the marker: the length
+/// of the longest shorter prefix that this prefix ends with.
 constexpr auto borders = [] {
     std::array<std::size_t, marker.size()> border{};
     for (std::size_t length = 2; length < marker.size(); ++length) {
@@ -26,7 +26,7 @@ constexpr auto borders = [] {
     return border;
 }();
 
-/// The six bits that a character of base64 stands for, or -1.
+/// The six bits of a base64 character, or -1.
 int base64Value(char c)
 {
     if (c >= 'A' && c <= 'Z')
@@ -40,8 +40,8 @@ int base64Value(char c)
     return c == '/' ? 63 : -1;
 }
 
-/// How many "=" base64 of \a length characters ends with. (One more than a multiple of four is no
-/// length that whole bytes have.)
+/// How many "=" follow \a length characters of base64. (Whole bytes never give one character more
+/// than a multiple of four.)
 std::size_t paddingDue(std::size_t length)
 {
     return length % 4 >= 2 ? 4 - length % 4 : 0;
@@ -49,8 +49,9 @@ std::size_t paddingDue(std::size_t length)
 
 enum class Utf8State { Bad, Begun, Whole };
 
-/// Whether \a bytes, at least one, are a character in UTF-8 (The Unicode Standard, table 3-7) that
-/// is no control character but the tab and no bidirectional control, or the beginning of one.
+/// Whether \a bytes, at least one, are a printable character in UTF-8 (The Unicode Standard, table
+/// 3-7), or the beginning of one. The tab counts as printable; other control characters and the
+/// bidirectional controls do not.
 Utf8State utf8State(std::string_view bytes)
 {
     const auto byte = [bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
@@ -60,8 +61,8 @@ Utf8State utf8State(std::string_view bytes)
     if (lead < 0xc2 || lead > 0xf4)
         return Utf8State::Bad;
     if (bytes.size() > 1) {
-        // After 0xc2 up to 0x9f are the control characters U+0080 to U+009F; the others are longer
-        // than need be, surrogates, and beyond U+10FFFF.
+        // These limits exclude the control characters U+0080 to U+009F (0xc2), overlong forms (0xe0
+        // and 0xf0), surrogates (0xed) and everything above U+10FFFF (0xf4).
         const unsigned low = lead == 0xc2 || lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
         const unsigned high = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
         if (byte(1) < low || byte(1) > high)
@@ -93,7 +94,7 @@ void LogReader::feed(std::string_view log)
         if (!m_text && m_matched == 0) {
             const auto *const found = static_cast<const char *>(
                 memmem(log.data(), log.size(), marker.data(), marker.size()));
-            // Without a whole marker there may still be the beginning of one in the last bytes.
+            // If there is no marker, the last bytes can still be the beginning of one.
             const std::size_t skip = found ? static_cast<std::size_t>(found - log.data())
                                            : log.size() - std::min(log.size(), marker.size() - 1);
             write(log.substr(0, skip));
@@ -133,7 +134,7 @@ void LogReader::take(char c)
     }
 }
 
-// Takes bytes that are known not to belong to a marker.
+// Takes bytes that do not belong to a marker.
 void LogReader::pass(std::string_view bytes)
 {
     for (; !bytes.empty() && m_text; bytes.remove_prefix(1)) {
@@ -193,7 +194,7 @@ void LogReader::endText()
         write(marker);
         write(text.characters);
     } else {
-        // Padding alone belongs to the block before it, and it must be whole.
+        // If only padding is left, it belongs to the block before it. It must be complete.
         if (text.characters.size() > text.shared + text.padding ||
             text.padding < paddingDue(text.length))
             openGap(text.blocks > 0 ? "cut off" : "cut off or wrong key");
@@ -205,7 +206,7 @@ void LogReader::endText()
     m_text.reset();
 }
 
-// A gap begins with the marker when it does so in the log.
+// The mark of a gap at the beginning of a text includes the marker.
 void LogReader::openGap(const char *reason)
 {
     Text &text = *m_text;

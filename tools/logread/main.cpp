@@ -25,29 +25,31 @@ namespace {
 enum ExitStatus { AllRead = 0, SomeUnread = 1, Trouble = 2 };
 
 const char description[] =
-    R"(Reads log text from each LOG, or from standard input as it arrives when there
-is none or it is "-", and writes it to standard output with its encrypted texts
-in plain. All other bytes are left as they are. For instance:
+    R"(Reads log text from each LOG and writes it to standard output, with its encrypted
+texts decrypted. It changes no other byte. Without a LOG, or for "-", it reads
+standard input as it arrives. For example:
 
   journalctl --follow | syncstatus-logread --key log-key.pem
 
-An encrypted text that cannot be read stays in the log as it is, in a mark that
-says why: "[not decrypted (wrong key or damaged): LicenseLogEncryptSign...]".
-Damage within a long text is marked likewise, and the rest of it is read. At the
-end standard error says how many texts were read and how many were not. The bare
-word LicenseLogEncryptSign stands for an empty text, or the agent had no usable
-key; it stays and is not counted. A text that was cut off is marked, but for two
-cases that cannot be told: a cut within its first 64 characters, and one exactly
-at the end of a block where base64 has no padding (that of a 3072-bit key never
-has any).
+A text that it cannot read stays in the log unchanged, in a mark with the reason:
+"[not decrypted (wrong key or damaged): LicenseLogEncryptSign...]". Damage within
+a long text has a mark too, and the rest of the text is read. At the end,
+standard error says how many texts were read and how many were not.
 
-On a terminal, control characters in decrypted texts, bidirectional ones too,
-and bytes that are not UTF-8, are shown as \x1b and the like; into a file or a
-pipe every byte of them is written as it is.
+The bare word LicenseLogEncryptSign is an empty text, or the agent had no usable
+key. It is not counted. Two kinds of cut texts have no mark: a text that is cut
+within its first 64 characters, and one that is cut exactly at the end of a block
+where base64 has no padding. A 3072-bit key never has padding.
 
-Exit status: 0 if all encrypted texts were read (or there were none), 1 if some
-were not, 2 if the command line is wrong, the key cannot be used, a log cannot
-be read or the output cannot be written.)";
+On a terminal, decrypted control characters, bidirectional controls and bytes
+that are not UTF-8 are shown in the form \x1b. A file or a pipe gets every byte
+unchanged.
+
+Exit status:
+  0  all encrypted texts were read, or there were none
+  1  some were not read
+  2  the command line is wrong, the key cannot be used, a log cannot be read or
+     the output cannot be written)";
 
 volatile std::sig_atomic_t interruptedBy = 0;
 
@@ -56,7 +58,7 @@ void complain(const std::string &message)
     std::fprintf(stderr, "syncstatus-logread: %s\n", message.c_str());
 }
 
-/// Standard output. Pieces are gathered; large ones go straight through.
+/// Standard output, with a buffer for small pieces.
 class Output
 {
 public:
@@ -78,7 +80,7 @@ public:
         m_size = 0;
     }
 
-    /// 0, or the errno of the first write that failed; nothing is written after it.
+    /// 0, or the errno of the first write that failed. Nothing is written after that.
     int error() const { return m_error; }
 
 private:
@@ -98,8 +100,8 @@ private:
     int m_error = 0;
 };
 
-/// Waits until the file has something to read or is at its end; not when a signal has interrupted
-/// the reading or does so meanwhile, also in the moment before the waiting.
+/// Waits until the file has data or is at its end, or until SIGINT or SIGTERM arrives. The mask
+/// makes sure that a signal just before the wait ends it too.
 void waitFor(int file)
 {
     sigset_t ends;
@@ -115,7 +117,7 @@ void waitFor(int file)
     sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
-/// Feeds the reader until the end of the file, an error or a signal. False when reading failed.
+/// Feeds the reader until the end of the file, an error or a signal. Returns false if a read fails.
 bool readLog(int file, LogReader *reader, Output *output)
 {
     static std::array<char, 65536> buffer;
@@ -149,7 +151,7 @@ bool readLogFile(const std::string &path, LogReader *reader, Output *output)
         complain(std::string("standard input: ") + std::strerror(errno));
         return false;
     }
-    // O_NONBLOCK, so that it is readLog() that waits for somebody to write to a FIFO.
+    // O_NONBLOCK, so that readLog() waits for the writer of a fifo, not open().
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     const bool done = file >= 0 && readLog(file, reader, output);
     if (!done)
@@ -159,8 +161,8 @@ bool readLogFile(const std::string &path, LogReader *reader, Output *output)
     return done;
 }
 
-/// The first interruption ends the reading, so that a log which is followed gets its counts; a
-/// second one kills. One that is ignored (nohup, a shell's "&") stays so.
+/// Makes the first \a signal end the reading, so that the counts are written. A second one kills. A
+/// signal that is ignored (nohup, a shell's "&") stays ignored.
 void endReadingOn(int signal)
 {
     struct sigaction action = {};
@@ -188,8 +190,8 @@ int run(const std::string &keyPath, const QStringList &logs)
                                            : LogReader::PlainText::Exact,
                      [&output](std::string_view bytes) { output.write(bytes); });
     if (!reader.knowsDamage())
-        complain("this OpenSSL does not tell damaged texts: what cannot be decrypted may be given, "
-                 "and counted as read, as random bytes");
+        complain("this OpenSSL does not report damaged texts: they can come as random bytes and "
+                 "count as read");
     endReadingOn(SIGINT);
     endReadingOn(SIGTERM);
     bool trouble = false;
@@ -225,19 +227,19 @@ int main(int argc, char *argv[])
     parser.setApplicationDescription(QString::fromLatin1(description));
     const QCommandLineOption keyOption(
         QStringLiteral("key"),
-        QStringLiteral("The RSA private key, in PEM form. When it is encrypted, its passphrase is "
-                       "asked for on the terminal."),
+        QStringLiteral("The RSA private key in PEM form. If it has a passphrase, the program asks "
+                       "for it on the terminal."),
         QStringLiteral("FILE"));
     parser.addOption(keyOption);
-    // Not addHelpOption(), which brings --help-all with it.
+    // Not addHelpOption(), which would add --help-all.
     const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
-                                        QStringLiteral("Says this."));
+                                        QStringLiteral("Show this help and exit."));
     parser.addOption(helpOption);
     const QCommandLineOption versionOption = parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("LOG"), QStringLiteral("The logs to read."),
                                  QStringLiteral("[LOG...]"));
 
-    // As Latin-1, so that file names of any bytes come through whatever the locale is.
+    // As Latin-1, which keeps the bytes of every file name, whatever the locale is.
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments += QString::fromLatin1(argv[i]);
@@ -250,7 +252,7 @@ int main(int argc, char *argv[])
     if (parser.isSet(versionOption))
         parser.showVersion();
     if (!parser.isSet(keyOption)) {
-        complain("which private key? Give it with --key FILE (--help says more)");
+        complain("give the private key with --key FILE (see --help)");
         return Trouble;
     }
 

@@ -14,7 +14,7 @@ namespace {
 
 enum class Passphrase { NotNeeded, Asked, NoTerminal };
 
-// Left to itself OpenSSL falls back to standard input where there is no terminal, which is the log.
+// Without this, OpenSSL asks on standard input if there is no terminal, and that is the log.
 int askPassphrase(char *buffer, int size, int forWriting, void *data)
 {
     auto *const passphrase = static_cast<Passphrase *>(data);
@@ -49,12 +49,11 @@ PrivateKey readPrivateKey(const std::string &path, std::string *error)
         if (std::ferror(file.get()))
             *error = path + ": cannot be read";
         else if (passphrase == Passphrase::NoTerminal)
-            *error = path + ": the key is encrypted and there is no terminal to ask for its "
-                            "passphrase on";
+            *error = path + ": the key has a passphrase, and there is no terminal to ask for it";
         else if (passphrase == Passphrase::Asked)
             *error = path + ": wrong passphrase or damaged key";
         else
-            *error = path + ": holds no private key in PEM form";
+            *error = path + ": contains no private key in PEM form";
         return nullptr;
     }
     if (EVP_PKEY_base_id(key.get()) != EVP_PKEY_RSA) {

@@ -17,10 +17,10 @@ using PrivateKey = std::unique_ptr<EVP_PKEY, FreeKey>;
 
 /// Reads the RSA private key in PEM form, PKCS#1 or PKCS#8, from the file at \a path.
 ///
-/// For an encrypted key its passphrase is asked for on the terminal that controls the process, in
-/// OpenSSL's own manner, and never on standard input. Blocks until it is given.
+/// If the key has a passphrase, OpenSSL asks for it on the controlling terminal, never on standard
+/// input. Blocks until it is given.
 ///
-/// Returns null on failure, with a sentence for the user in \a error that begins with the path.
+/// Returns null on failure, with a message for the user in \a error that begins with the path.
 PrivateKey readPrivateKey(const std::string &path, std::string *error);
 
 #endif
