@@ -10,15 +10,15 @@
 #include <QDBusMessage>
 #include <QTest>
 
-/// Sees a signal of this process's own that comes round by the bus.
+/// Receives a signal that this process sends to itself by the bus.
 class Delivery : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Returns once the system bus's messages are delivered as they come. Until the event loop has
-    /// turned for the first time after a process's first systemBus(), QtDBus holds them back, and
-    /// QtDBus 5 deals with later ones first then.
+    /// Returns when QtDBus delivers the system bus's messages as they come. After a process's first
+    /// systemBus() it holds them back until the event loop runs, and then may deal with later ones
+    /// first.
     static bool wait()
     {
         const QString interface = QStringLiteral("test.Delivery");
@@ -28,7 +28,7 @@ public:
         system.connect(QString(), QStringLiteral("/"), interface, member, &delivery,
                        SLOT(onSignal())); // clazy:exclude=old-style-connect
         const QString name = QStringLiteral("delivery");
-        // Not over the same connection: what a process sends to itself is not held back.
+        // Over another connection: QtDBus does not hold back what a connection sends to itself.
         QDBusConnection::connectToBus(QString::fromLocal8Bit(qgetenv("DBUS_SYSTEM_BUS_ADDRESS")),
                                       name)
             .send(QDBusMessage::createTargetedSignal(system.baseService(), QStringLiteral("/"),

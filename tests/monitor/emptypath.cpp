@@ -3,21 +3,17 @@
 
 #include "emptypath.h"
 
-#include <dlfcn.h>
+#include "standin.h"
 
 #include <atomic>
 #include <cstring>
 
+// The program has no headers of libdbus.
+extern "C" int dbus_message_iter_get_arg_type(void *iterator);
+
 namespace {
 
 std::atomic<int> emptied{0};
-
-// The program has no headers of libdbus: an iterator is passed on unseen.
-template <typename Function>
-Function *next(const char *name)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
 
 } // namespace
 
@@ -26,12 +22,10 @@ int emptiedPaths()
     return emptied;
 }
 
-// Stands before libdbus's own, for Qt as well.
-extern "C" __attribute__((visibility("default"))) void dbus_message_iter_get_basic(void *iterator,
-                                                                                   void *value)
+STANDIN void dbus_message_iter_get_basic(void *iterator, void *value)
 {
-    static auto *const getBasic = next<void(void *, void *)>("dbus_message_iter_get_basic");
-    static auto *const getType = next<int(void *)>("dbus_message_iter_get_arg_type");
+    static auto *const getBasic = NEXT(dbus_message_iter_get_basic);
+    static auto *const getType = NEXT(dbus_message_iter_get_arg_type);
     getBasic(iterator, value);
     if (getType(iterator) != 'o')
         return;

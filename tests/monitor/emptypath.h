@@ -8,7 +8,7 @@
 /// one arrives as "".
 constexpr char arrivesAsEmptyPath[] = "/arrives/as/empty/path";
 
-/// How many paths have been emptied. None ever is where Qt does not take libdbus from the linker.
+/// How many paths have arrived as "". Always 0 where Qt loads libdbus by itself.
 int emptiedPaths();
 
 #endif

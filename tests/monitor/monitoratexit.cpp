@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Asks for the monitor once its holder is gone: from an exit handler and from a static object's
-// destructor, both of which were registered before the monitor was made and so come after it.
+// Asks for the monitor after its holder's end: from an exit handler and from a static object's
+// destructor. Both were registered before the monitor was made, so they run after its destruction.
 
 #include <syncstatus/monitornetwork.h>
 
@@ -25,7 +25,7 @@ struct Late
     Q_DISABLE_COPY(Late)
 };
 
-const Late late; // clazy:exclude=non-pod-global-static its destructor is what it is for
+const Late late; // clazy:exclude=non-pod-global-static its destructor asks
 
 } // namespace
 

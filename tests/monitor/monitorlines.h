@@ -6,7 +6,7 @@
 
 #include "logcapture.h"
 
-// The monitor's lines, as LogCapture::takeLines() gives them.
+// The monitor's lines as LogCapture::takeLines() returns them.
 
 inline QString primaryLine(const QString &path)
 {

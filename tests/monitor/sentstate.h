@@ -6,8 +6,8 @@
 
 #include <QtGlobal>
 
-/// The state in statesender's signal \a number, from 0: every third is global connectivity, and all
-/// others differ.
+/// The state in statesender's signal \a number, counted from 0: every third is global connectivity,
+/// the others are all different.
 inline quint32 sentState(int number)
 {
     return number % 3 == 0 ? 70 : 100 + quint32(number);

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// A NetworkManager on the bus that DBUS_SYSTEM_BUS_ADDRESS names which is offline and sends signals
-// as fast as the bus takes them. It writes "ready" when it is on the bus and stays until it is
-// killed.
+// A NetworkManager on the bus of DBUS_SYSTEM_BUS_ADDRESS. It is offline and sends signals as fast
+// as the bus takes them. It writes "ready" when it is on the bus, and runs until it is killed.
 
 #include "sentstate.h"
 
@@ -48,8 +47,8 @@ public:
 public Q_SLOTS:
     static quint32 state() { return 20; }
 
-    /// Sends StateChanged \a count times and answers when the bus has them all. Stops itself when
-    /// \a stopAt of them have been sent, if that is not 0, until SIGCONT.
+    /// Sends StateChanged \a count times and answers when the bus has them all. Unless \a stopAt is
+    /// 0, the process stops itself after so many signals, until SIGCONT.
     static void send(int count, int stopAt);
 
 Q_SIGNALS:

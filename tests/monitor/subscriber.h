@@ -8,8 +8,8 @@
 #include <QObject>
 #include <QVector>
 
-/// Another receiver of StateChanged in this process, from \a sender or, when that is empty, from
-/// anybody on the bus of \a connection. What has reached it had its chance to reach a monitor.
+/// Another receiver of StateChanged in this process: from \a sender or, when that is empty, from
+/// any client on the bus of \a connection. A monitor has received what this object has received.
 class Subscriber : public QObject
 {
     Q_OBJECT

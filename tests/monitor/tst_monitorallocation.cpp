@@ -1,6 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
+#include "standin.h"
+#include "testprogram.h"
+
 #include <syncstatus/monitornetwork.h>
 
 #include <QLoggingCategory>
@@ -14,33 +17,33 @@ thread_local int allocations = 0; // since the start of the thread
 
 } // namespace
 
-// Stand before the C library's own, for Qt and operator new as well.
+// Not with NEXT: dlsym() may allocate.
 extern "C" {
 void *__libc_malloc(std::size_t size);                    // NOLINT(bugprone-reserved-identifier)
 void *__libc_calloc(std::size_t count, std::size_t size); // NOLINT(bugprone-reserved-identifier)
 void *__libc_realloc(void *memory, std::size_t size);     // NOLINT(bugprone-reserved-identifier)
+}
 
-Q_DECL_EXPORT void *malloc(std::size_t size)
+STANDIN void *malloc(std::size_t size)
 {
     ++allocations;
     return __libc_malloc(size);
 }
 
 // The parameters have the names of the declarations.
-Q_DECL_EXPORT void *calloc(std::size_t nmemb, std::size_t size)
+STANDIN void *calloc(std::size_t nmemb, std::size_t size)
 {
     ++allocations;
     return __libc_calloc(nmemb, size);
 }
 
-Q_DECL_EXPORT void *realloc(void *ptr, std::size_t size)
+STANDIN void *realloc(void *ptr, std::size_t size)
 {
     ++allocations;
     return __libc_realloc(ptr, size);
 }
-}
 
-class tst_MonitorAllocation : public QObject
+class TestMonitorAllocation : public QObject
 {
     Q_OBJECT
 
@@ -48,9 +51,9 @@ private Q_SLOTS:
     void linesThatAreSwitchedOffAllocateNothing();
 };
 
-void tst_MonitorAllocation::linesThatAreSwitchedOffAllocateNothing()
+void TestMonitorAllocation::linesThatAreSwitchedOffAllocateNothing()
 {
-    // No bus: what counts here is what comes after construction.
+    // No bus is needed: the allocations after the construction count.
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/system_bus_socket");
     QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
     MonitorNetwork monitor(nullptr);
@@ -72,9 +75,9 @@ void tst_MonitorAllocation::linesThatAreSwitchedOffAllocateNothing()
     QLoggingCategory::setFilterRules(QString());
     const int switchedOn = allocationsOfLines();
     qInstallMessageHandler(previous);
-    QVERIFY(switchedOn >= 4); // or nothing would have been counted above
+    QVERIFY(switchedOn >= 4); // so allocations are counted
 }
 
-QTEST_GUILESS_MAIN(tst_MonitorAllocation)
+SYNCSTATUS_TEST(TestMonitorAllocation)
 
 #include "tst_monitorallocation.moc"

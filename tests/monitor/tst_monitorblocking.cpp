@@ -3,12 +3,13 @@
 
 #include "busmonitor.h"
 #include "fakenetworkmanager.h"
-#include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
 #include "patience.h"
 #include "privatebus.h"
+#include "standin.h"
 #include "subscriber.h"
+#include "testprogram.h"
 
 #include <syncstatus/monitornetwork.h>
 
@@ -19,16 +20,20 @@
 #include <QTest>
 #include <QTimer>
 
-#include <dlfcn.h>
-
 #include <mutex>
 #include <utility>
+
+// The program has no headers of libdbus.
+extern "C" {
+const char *dbus_message_get_destination(void *message);
+const char *dbus_message_get_member(void *message);
+}
 
 namespace {
 
 constexpr int shortTimeout = 200; // milliseconds
 
-// What is to happen at this process's calls of NetworkManager, and what did.
+// What happens at this process's calls of NetworkManager, and what has happened.
 struct Interception
 {
     FakeNetworkManager *networkManager = nullptr;
@@ -42,8 +47,8 @@ std::mutex mutex; // calls are sent by Qt's thread as well
 // Nothing is intercepted before main().
 Interception interception; // clazy:exclude=non-pod-global-static
 
-// NetworkManager hangs from the moment when the call of \a member is sent that \a callsBefore calls
-// of it came before. libdbus's time-out of 25 seconds is shortened from then on.
+// Lets \a callsBefore calls of \a member pass. At the next one NetworkManager hangs, and libdbus's
+// time-out of 25 seconds is shortened from then on.
 void hangAt(FakeNetworkManager *networkManager, const QByteArray &member, int callsBefore)
 {
     const std::lock_guard lock(mutex);
@@ -56,16 +61,10 @@ Interception endInterception()
     return std::exchange(interception, {});
 }
 
-template <typename Function>
-Function *next(const char *name)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
-
 int timeoutOf(void *message, int timeout)
 {
-    static auto *const getDestination = next<const char *(void *)>("dbus_message_get_destination");
-    static auto *const getMember = next<const char *(void *)>("dbus_message_get_member");
+    static auto *const getDestination = NEXT(dbus_message_get_destination);
+    static auto *const getMember = NEXT(dbus_message_get_member);
     const std::lock_guard lock(mutex);
     if (!interception.networkManager ||
         qstrcmp(getDestination(message), "org.freedesktop.NetworkManager") != 0)
@@ -81,19 +80,28 @@ int timeoutOf(void *message, int timeout)
     return shortTimeout;
 }
 
+// The lines of a monitor that finds this connection, devices in these states, and no answer to the
+// call of "state".
+QStringList linesOf(const QString &connection, const QVector<quint32> &states)
+{
+    QStringList lines(primaryLine(connection));
+    for (int number = 1; number <= states.size(); ++number)
+        lines +=
+            {deviceLine(FakeNetworkManager::devicePath(number)), stateLine(states.at(number - 1))};
+    return lines + QStringList({errorLine(), answerLine(false)});
+}
+
 } // namespace
 
-// Stands before libdbus's own, for Qt as well.
-extern "C" __attribute__((visibility("default"))) int
-dbus_connection_send_with_reply(void *connection, void *message, void **pending, int timeout)
+STANDIN int dbus_connection_send_with_reply(void *connection, void *message, void **pending,
+                                            int timeout)
 {
-    static auto *const send =
-        next<int(void *, void *, void **, int)>("dbus_connection_send_with_reply");
+    static auto *const send = NEXT(dbus_connection_send_with_reply);
     return send(connection, message, pending, timeoutOf(message, timeout));
 }
 
 // A NetworkManager that is on the bus and does not answer, or late.
-class tst_MonitorBlocking : public QObject
+class TestMonitorBlocking : public QObject
 {
     Q_OBJECT
 
@@ -107,22 +115,26 @@ private Q_SLOTS:
     void lateAnswersAreWaitedFor();
 
 private:
+    static void compareLines(QStringList written, const QStringList &lines, bool isSubscribed);
+    static void compareLastCalls(BusMonitor &busMonitor, const QStringList &ends);
+    void answerLate(MonitorNetwork &monitor, LogCapture &log, bool isSubscribed);
+
     PrivateBus m_bus;
     FakeNetworkManager m_networkManager;
 };
 
-void tst_MonitorBlocking::initTestCase()
+void TestMonitorBlocking::initTestCase()
 {
     QVERIFY(m_bus.start());
     QVERIFY(m_networkManager.start());
 }
 
-void tst_MonitorBlocking::cleanup()
+void TestMonitorBlocking::cleanup()
 {
     m_networkManager.setResponsive(true); // a test that has failed may have left it hung
 }
 
-void tst_MonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall_data()
+void TestMonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall_data()
 {
     QTest::addColumn<bool>("warnings");
     QTest::addColumn<QByteArray>("member");
@@ -134,38 +146,29 @@ void tst_MonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall_data()
     const QString devices = QStringLiteral("Devices");
     const QString deviceState = QStringLiteral("State");
     const QString state = QStringLiteral("state");
+    const QStringList noConnection = linesOf(QString(), {});
     const QString path = FakeNetworkManager::connectionPath();
-    const QStringList offline({errorLine(), answerLine(false)});
-    const auto walk = [](const QVector<quint32> &states) {
-        QStringList lines;
-        for (int number = 1; number <= states.size(); ++number)
-            lines += {deviceLine(FakeNetworkManager::devicePath(number)),
-                      stateLine(states.at(number - 1))};
-        return lines;
-    };
 
-    // First of all, as Qt asks for the introspection no more when it has been answered.
-    QTest::newRow("introspection")
-        << true << QByteArray("Introspect") << 0 << QStringList({introspect, state})
-        << QStringList(primaryLine(QString())) + offline;
-    QTest::newRow("primary connection")
-        << true << QByteArray("Get") << 0 << QStringList({primaryConnection, state})
-        << QStringList(primaryLine(QString())) + offline;
+    // This row is the first: Qt asks no more for an introspection that has been answered.
+    QTest::newRow("introspection") << true << QByteArray("Introspect") << 0
+                                   << QStringList({introspect, state}) << noConnection;
+    QTest::newRow("primary connection") << true << QByteArray("Get") << 0
+                                        << QStringList({primaryConnection, state}) << noConnection;
     QTest::newRow("devices") << true << QByteArray("Get") << 1 << QStringList({devices, state})
-                             << QStringList(primaryLine(path)) + offline;
+                             << linesOf(path, {});
     QTest::newRow("device states") << true << QByteArray("Get") << 2
                                    << QStringList({deviceState, deviceState, deviceState,
                                                    deviceState, deviceState, deviceState, state})
-                                   << QStringList(primaryLine(path)) + walk({0, 0, 0}) + offline;
+                                   << linesOf(path, {0, 0, 0});
     QTest::newRow("device states without warnings")
         << false << QByteArray("Get") << 2
         << QStringList({deviceState, deviceState, deviceState, state}) << QStringList();
     QTest::newRow("last device state")
         << true << QByteArray("Get") << 6 << QStringList({deviceState, deviceState, state})
-        << QStringList(primaryLine(path)) + walk({30, 30, 0}) + offline;
+        << linesOf(path, {30, 30, 0});
 }
 
-void tst_MonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall()
+void TestMonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall()
 {
     QFETCH(bool, warnings);
     QFETCH(QByteArray, member);
@@ -176,12 +179,11 @@ void tst_MonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall()
     m_networkManager.setState(70);
     BusMonitor busMonitor;
     QVERIFY(busMonitor.start());
-    const QString self = QDBusConnection::systemBus().baseService();
     QLoggingCategory::setFilterRules(
         QStringLiteral("org.corvel.license.agent.warning=%1").arg(QVariant(warnings).toString()));
     QScopedPointer<LogCapture> log(new LogCapture);
-    QElapsedTimer time;
     hangAt(&m_networkManager, member, callsBefore);
+    QElapsedTimer time;
     time.start();
     MonitorNetwork monitor(nullptr);
     const qint64 blocked = time.restart();
@@ -190,6 +192,7 @@ void tst_MonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall()
     const Interception seen = endInterception();
     if (seen.unanswered == 0)
         QSKIP("Qt's calls of libdbus cannot be intercepted here, so no time-out can be shortened");
+    const bool isSubscribed = member != "Introspect";
 
     QCOMPARE(seen.unanswered, unanswered.size());
     QCOMPARE(seen.otherTimeouts, 0);
@@ -197,21 +200,37 @@ void tst_MonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall()
             qint64(seen.unanswered) * shortTimeout * 9 / 10); // Qt's timers may be a bit early
     QVERIFY(blocked < 20000);                                 // no time-out of libdbus's own
     QVERIFY(blockedByQuestion < 5000); // it makes no call, on however busy a machine
-    const bool isSubscribed = member != "Introspect";
-    QStringList written = log->takeLines();
-    if (!isSubscribed) { // Qt says so itself
+    compareLines(log->takeLines(), lines, isSubscribed);
+    compareLastCalls(busMonitor, unanswered);
+    answerLate(monitor, *log, isSubscribed);
+    log.reset();
+    qInfo("blocked for %lld ms by %d time-outs of %d ms", blocked, seen.unanswered, shortTimeout);
+}
+
+// Without a subscription Qt writes a line about the signal first.
+void TestMonitorBlocking::compareLines(QStringList written, const QStringList &lines,
+                                       bool isSubscribed)
+{
+    if (!isSubscribed) {
         QVERIFY(written.first().startsWith(QLatin1String("warning default: QObject::connect: ")));
         written.removeFirst();
     }
     QCOMPARE(written, lines);
-    const QStringList calls =
-        busMonitor.takeCalls(self).filter(QStringLiteral("org.freedesktop.NetworkManager /"));
-    const QStringList last = calls.mid(calls.size() - unanswered.size());
-    for (int i = 0; i < unanswered.size(); ++i)
-        QVERIFY2(last.at(i).endsWith(unanswered.at(i)), qPrintable(last.at(i)));
+}
 
-    // When it comes to, it answers all of them, and says that a device is activated and that it has
-    // global connectivity. What it sends afterwards has them before it.
+void TestMonitorBlocking::compareLastCalls(BusMonitor &busMonitor, const QStringList &ends)
+{
+    const QStringList calls = busMonitor.takeCalls(QDBusConnection::systemBus().baseService())
+                                  .filter(QStringLiteral("org.freedesktop.NetworkManager /"));
+    const QStringList last = calls.mid(calls.size() - ends.size());
+    for (int i = 0; i < ends.size(); ++i)
+        QVERIFY2(last.at(i).endsWith(ends.at(i)), qPrintable(last.at(i)));
+}
+
+// NetworkManager answers all calls when it goes on: a device is activated, the state is global
+// connectivity. The answers come before the signals that it sends then, and too late.
+void TestMonitorBlocking::answerLate(MonitorNetwork &monitor, LogCapture &log, bool isSubscribed)
+{
     QLoggingCategory::setFilterRules(QString());
     const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
     const Subscriber subscriber;
@@ -220,21 +239,19 @@ void tst_MonitorBlocking::hungNetworkManagerCostsATimeoutForEachCall()
     QTRY_COMPARE_WITH_TIMEOUT(subscriber.states, QVector<quint32>({20}), patience);
     QVERIFY(!monitor.getNetworkState());
 
-    // Who has not been told of the signal never knows.
+    // Without a subscription the monitor never learns of a gain.
     m_networkManager.emitStates({70, 20});
     QTRY_COMPARE_WITH_TIMEOUT(subscriber.states, QVector<quint32>({20, 70, 20}), patience);
     QCOMPARE(changes.size(), isSubscribed ? 1 : 0);
     QCOMPARE(monitor.getNetworkState(), isSubscribed);
-    QCOMPARE(log->takeLines(), isSubscribed
-                                   ? QStringList({changeLine(20), answerLine(false), changeLine(70),
-                                                  changeLine(20), answerLine(true)})
-                                   : QStringList({answerLine(false), answerLine(false)}));
-    log.reset();
-    qInfo("blocked for %lld ms by %d time-outs of %d ms", blocked, seen.unanswered, shortTimeout);
+    QCOMPARE(log.takeLines(), isSubscribed
+                                  ? QStringList({changeLine(20), answerLine(false), changeLine(70),
+                                                 changeLine(20), answerLine(true)})
+                                  : QStringList({answerLine(false), answerLine(false)}));
 }
 
-// In real time, because this is the figure that is promised to the caller.
-void tst_MonitorBlocking::callIsGivenUpAfterTwentyFiveSeconds()
+// In real time: this is the time that the documentation gives the caller.
+void TestMonitorBlocking::callIsGivenUpAfterTwentyFiveSeconds()
 {
     m_networkManager.setPrimaryConnection(QStringLiteral("/"));
     m_networkManager.setState(70);
@@ -249,7 +266,7 @@ void tst_MonitorBlocking::callIsGivenUpAfterTwentyFiveSeconds()
     QVERIFY(blocked < 50000); // that of one call, however busy the machine
     QVERIFY(!monitor.getNetworkState());
 
-    // The answer, 70, comes when NetworkManager comes to.
+    // The answer, 70, comes when NetworkManager goes on.
     const Subscriber subscriber;
     m_networkManager.setResponsive(true);
     m_networkManager.emitStates({20});
@@ -257,7 +274,7 @@ void tst_MonitorBlocking::callIsGivenUpAfterTwentyFiveSeconds()
     QVERIFY(!monitor.getNetworkState());
 }
 
-void tst_MonitorBlocking::lateAnswersAreWaitedFor()
+void TestMonitorBlocking::lateAnswersAreWaitedFor()
 {
     const QString wait = QStringLiteral("time.sleep(0.5)");
     const QString root = FakeNetworkManager::rootPath();
@@ -271,7 +288,7 @@ void tst_MonitorBlocking::lateAnswersAreWaitedFor()
     m_networkManager.setAnswer(device, QStringLiteral("Get State"), QString(), wait);
     m_networkManager.setAnswer(root, QStringLiteral("state"), QString(), wait);
     LogCapture log;
-    // Nothing else of the thread runs in the meantime: who asks for the monitor need not expect it.
+    // The thread's event loop does not run meanwhile: a caller need not expect its own slots.
     bool eventLoopTurned = false;
     QTimer waiting;
     connect(&waiting, &QTimer::timeout, this, [&] { eventLoopTurned = true; });
@@ -289,6 +306,6 @@ void tst_MonitorBlocking::lateAnswersAreWaitedFor()
     QTRY_VERIFY_WITH_TIMEOUT(eventLoopTurned, patience);
 }
 
-ISOLATED_TEST_MAIN(tst_MonitorBlocking)
+SYNCSTATUS_ISOLATED_TEST(TestMonitorBlocking)
 
 #include "tst_monitorblocking.moc"

@@ -3,12 +3,12 @@
 
 #include "delivery.h"
 #include "fakenetworkmanager.h"
-#include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
 #include "patience.h"
 #include "privatebus.h"
 #include "subscriber.h"
+#include "testprogram.h"
 
 #include <syncstatus/monitornetwork.h>
 
@@ -18,8 +18,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
-// A monitor without its bus.
-class tst_MonitorBusLoss : public QObject
+// A monitor that has no bus, or loses it.
+class TestMonitorBusLoss : public QObject
 {
     Q_OBJECT
 
@@ -39,7 +39,7 @@ private:
     FakeNetworkManager m_networkManager;
 };
 
-void tst_MonitorBusLoss::absentBusIsOffline()
+void TestMonitorBusLoss::absentBusIsOffline()
 {
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/system_bus_socket");
     LogCapture log;
@@ -54,7 +54,7 @@ void tst_MonitorBusLoss::absentBusIsOffline()
     QCOMPARE(lines, QStringList({primaryLine(QString()), errorLine(), answerLine(false)}));
 }
 
-void tst_MonitorBusLoss::flagSurvivesTheBus()
+void TestMonitorBusLoss::flagSurvivesTheBus()
 {
     QVERIFY(m_bus.start());
     QVERIFY(m_networkManager.start());
@@ -74,7 +74,7 @@ void tst_MonitorBusLoss::flagSurvivesTheBus()
     QCOMPARE(changes.size(), 0);
 }
 
-void tst_MonitorBusLoss::newBusIsNotFollowed()
+void TestMonitorBusLoss::newBusIsNotFollowed()
 {
     QVERIFY(m_bus.start());
     QVERIFY(m_networkManager.start());
@@ -106,7 +106,7 @@ void tst_MonitorBusLoss::newBusIsNotFollowed()
     QCOMPARE(changes.size(), 0);
 }
 
-void tst_MonitorBusLoss::monitorMadeAfterARestartOfTheBusIsOffline()
+void TestMonitorBusLoss::monitorMadeAfterARestartOfTheBusIsOffline()
 {
     QVERIFY(m_bus.start());
     QVERIFY(QDBusConnection::systemBus().isConnected()); // Qt's one attempt, for this bus
@@ -130,7 +130,7 @@ void tst_MonitorBusLoss::monitorMadeAfterARestartOfTheBusIsOffline()
 }
 
 // NetworkManager ends the bus when it is asked for its state.
-void tst_MonitorBusLoss::makeBusEndAtState()
+void TestMonitorBusLoss::makeBusEndAtState()
 {
     QVERIFY(m_bus.start());
     QVERIFY(m_networkManager.start());
@@ -141,7 +141,7 @@ void tst_MonitorBusLoss::makeBusEndAtState()
         QStringLiteral("os.kill(%1, signal.SIGKILL)").arg(m_bus.processId()));
 }
 
-void tst_MonitorBusLoss::busThatEndsDuringConstructionIsOffline()
+void TestMonitorBusLoss::busThatEndsDuringConstructionIsOffline()
 {
     makeBusEndAtState();
     QVERIFY(Delivery::wait());
@@ -155,7 +155,7 @@ void tst_MonitorBusLoss::busThatEndsDuringConstructionIsOffline()
              QStringList({primaryLine(QStringLiteral("/")), errorLine(), answerLine(false)}));
 }
 
-void tst_MonitorBusLoss::busThatEndsDuringConstructionBeforeTheEventLoopRunsBlocksForGood()
+void TestMonitorBusLoss::busThatEndsDuringConstructionBeforeTheEventLoopRunsBlocksForGood()
 {
     makeBusEndAtState();
     QProcess process; // which can be ended while it hangs
@@ -168,14 +168,14 @@ void tst_MonitorBusLoss::busThatEndsDuringConstructionBeforeTheEventLoopRunsBloc
         QEXPECT_FAIL("", "QtDBus 5.15 holds back the news that the bus has ended", Continue);
     }
     QVERIFY(hasReturned);
-    // Either way nothing is said that is not so.
+    // No line is wrong in either case.
     const QByteArray line = "org.corvel.license.agent: codestack:  get ";
     const QByteArray offline = line + "network state error!\n";
     QCOMPARE(process.readAllStandardError(),
              line + "primary connection path: \"/\"\n" + (hasReturned ? offline : QByteArray()));
 }
 
-void tst_MonitorBusLoss::networkManagerThatDiesDuringConstructionIsOffline()
+void TestMonitorBusLoss::networkManagerThatDiesDuringConstructionIsOffline()
 {
     QVERIFY(m_bus.start());
     QVERIFY(m_networkManager.start());
@@ -193,6 +193,6 @@ void tst_MonitorBusLoss::networkManagerThatDiesDuringConstructionIsOffline()
                                            stateLine(30), errorLine(), answerLine(false)}));
 }
 
-ISOLATED_TEST_MAIN(tst_MonitorBusLoss)
+SYNCSTATUS_ISOLATED_TEST(TestMonitorBusLoss)
 
 #include "tst_monitorbusloss.moc"

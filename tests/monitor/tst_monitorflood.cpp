@@ -3,12 +3,12 @@
 
 #include "childprocess.h"
 #include "delivery.h"
-#include "isolatedtest.h"
 #include "patience.h"
 #include "privatebus.h"
 #include "sanitizers.h"
 #include "sentstate.h"
 #include "subscriber.h"
+#include "testprogram.h"
 
 #include <syncstatus/monitornetwork.h>
 
@@ -37,11 +37,10 @@ constexpr bool isSanitized = false;
 #endif
 constexpr int flood = isSanitized ? 50000 : 1000000;
 
-/// How long a test waits for a flood, in milliseconds: on a machine with nothing else to do it
-/// takes some ten seconds.
+/// How long a test waits for a flood, in milliseconds. An idle machine needs about ten seconds.
 constexpr int floodPatience = 600000;
 
-// The monitor's lines of StateChanged, looked at as they come: a flood of them is too much to keep.
+// The monitor's lines about StateChanged are compared as they come: they are too many to keep.
 int lines = 0;
 bool areLinesRight = true;
 
@@ -56,7 +55,7 @@ void takeLine(QtMsgType level, const QMessageLogContext &context, const QString 
     ++lines;
 }
 
-/// What the process has in memory, in kB, without what its allocator keeps for later.
+/// The process's resident memory, in kB, without free memory that the allocator keeps.
 qint64 residentMemory()
 {
     malloc_trim(0);
@@ -77,7 +76,7 @@ int gainsIn(int signalCount)
     return (signalCount + 2) / 3;
 }
 
-/// Sees how long the event loop does not come round.
+/// Measures how long the event loop takes from turn to turn.
 class LoopWatch : public QObject
 {
 public:
@@ -100,7 +99,7 @@ private:
 
 } // namespace
 
-/// Sees the end of the bus, which libdbus tells behind everything that the bus has sent.
+/// Sees the end of the bus. libdbus reports it after everything that the bus has sent.
 class BusWatch : public QObject
 {
     Q_OBJECT
@@ -120,8 +119,8 @@ public Q_SLOTS:
     void onDisconnected() { hasEnded = true; }
 };
 
-// A monitor whose NetworkManager sends more than a machine's ever does.
-class tst_MonitorFlood : public QObject
+// A monitor whose NetworkManager sends more signals than a real one ever does.
+class TestMonitorFlood : public QObject
 {
     Q_OBJECT
 
@@ -145,7 +144,7 @@ private:
     QtMessageHandler m_previousHandler = nullptr;
 };
 
-void tst_MonitorFlood::initTestCase()
+void TestMonitorFlood::initTestCase()
 {
     if (isSanitized)
         qInfo("%d signals for a million: with a sanitizer each takes its time", flood);
@@ -156,20 +155,20 @@ void tst_MonitorFlood::initTestCase()
     QVERIFY(!m_monitor->getNetworkState());
     QVERIFY(Delivery::wait());
     connect(m_monitor.data(), &MonitorNetwork::networkStateChange, this, [this](bool isConnected) {
-        // An announcement comes after its line and before the next.
+        // The announcement comes after its line and before the next line.
         areLinesRight = areLinesRight && isConnected && sentState(lines - 1) == 70;
         ++m_gains;
     });
     m_previousHandler = qInstallMessageHandler(takeLine);
 }
 
-void tst_MonitorFlood::cleanup()
+void TestMonitorFlood::cleanup()
 {
     qInstallMessageHandler(m_previousHandler);
 }
 
 // Returns at once; the call is answered when the bus has all \a count signals.
-QDBusPendingCall tst_MonitorFlood::send(int count, int stopAt)
+QDBusPendingCall TestMonitorFlood::send(int count, int stopAt)
 {
     QDBusMessage message = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.NetworkManager"),
@@ -179,7 +178,7 @@ QDBusPendingCall tst_MonitorFlood::send(int count, int stopAt)
     return m_control.asyncCall(message, std::numeric_limits<int>::max());
 }
 
-void tst_MonitorFlood::everySignalOfAMillionIsDealtWithInOrder()
+void TestMonitorFlood::everySignalOfAMillionIsDealtWithInOrder()
 {
     constexpr int warmUp = flood / 20;
     send(warmUp);
@@ -208,13 +207,13 @@ void tst_MonitorFlood::everySignalOfAMillionIsDealtWithInOrder()
         QVERIFY(growth < 16 * 1024LL); // 16 bytes a signal, of which the smallest piece takes 32
 }
 
-// Nothing of the process's reads them from the event queue meanwhile.
-void tst_MonitorFlood::signalsWaitForABusyThread()
+// The event loop does not run meanwhile, so the signals wait in the event queue.
+void TestMonitorFlood::signalsWaitForABusyThread()
 {
     constexpr int count = flood / 10;
     const qint64 memoryBefore = residentMemory();
     send(count).waitForFinished();
-    // A call on the monitor's connection is answered behind all signals.
+    // The answer to a call on the monitor's connection comes after all signals.
     QCOMPARE(QDBusConnection::systemBus()
                  .call(QDBusMessage::createMethodCall(
                      QStringLiteral("org.freedesktop.NetworkManager"),
@@ -240,13 +239,13 @@ void tst_MonitorFlood::signalsWaitForABusyThread()
           count, waiting, elapsed, growth);
 }
 
-void tst_MonitorFlood::hungNetworkManagerBlocksNobody()
+void TestMonitorFlood::hungNetworkManagerBlocksNobody()
 {
     constexpr int count = flood / 10;
     constexpr int stopAt = count / 2;
     const QDBusPendingCall sent = send(count, stopAt);
     QTRY_COMPARE_WITH_TIMEOUT(lines, stopAt, floodPatience);
-    // The signals may be here before it has got round to hanging.
+    // The signals may arrive before the process has stopped.
     QTRY_VERIFY_WITH_TIMEOUT(isStopped(m_networkManager.processId()), floodPatience);
 
     const LoopWatch loop;
@@ -270,9 +269,9 @@ void tst_MonitorFlood::hungNetworkManagerBlocksNobody()
     qInfo("a thousand questions took %lld ms", blocked);
 }
 
-void tst_MonitorFlood::signalsBeforeTheEndOfTheBusAreDealtWith()
+void TestMonitorFlood::signalsBeforeTheEndOfTheBusAreDealtWith()
 {
-    // It gets what the monitor gets, from the same connection.
+    // It gets the same signals as the monitor, from the same connection.
     const Subscriber witness;
     const BusWatch bus;
     const LoopWatch loop;
@@ -293,6 +292,6 @@ void tst_MonitorFlood::signalsBeforeTheEndOfTheBusAreDealtWith()
     QVERIFY(loop.longest() < 20000);
 }
 
-ISOLATED_TEST_MAIN(tst_MonitorFlood)
+SYNCSTATUS_ISOLATED_TEST(TestMonitorFlood)
 
 #include "tst_monitorflood.moc"

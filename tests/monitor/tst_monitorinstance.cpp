@@ -4,12 +4,12 @@
 #include "atonce.h"
 #include "constants.h"
 #include "fakenetworkmanager.h"
-#include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
 #include "monitornetwork_p.h"
 #include "patience.h"
 #include "privatebus.h"
+#include "testprogram.h"
 
 #include <syncstatus/monitornetwork.h>
 
@@ -37,7 +37,7 @@ using PrivatePart = QScopedPointer<MonitorNetworkPrivate> MonitorNetwork::*;
 
 PrivatePart privatePart();
 
-// An explicit instantiation may name a private member.
+// C++ lets an explicit instantiation name a private member.
 template <PrivatePart member>
 struct Reveal
 {
@@ -46,7 +46,7 @@ struct Reveal
 
 template struct Reveal<&MonitorNetwork::d_ptr>;
 
-// The virtual operations of an object's class, in their order.
+// The addresses of the virtual operations of an object's class, in order.
 QVector<const void *> virtualTable(const QObject &object)
 {
     const void *const *const first = *reinterpret_cast<const void *const *const *>(&object);
@@ -65,8 +65,8 @@ QVector<const void *> virtualTable(const QObject &object)
 
 } // namespace
 
-// The one monitor of a process, and the class as others see it.
-class tst_MonitorInstance : public QObject
+// The process's one monitor, and the layout of its class.
+class TestMonitorInstance : public QObject
 {
     Q_OBJECT
 
@@ -88,7 +88,7 @@ private:
     FakeNetworkManager m_networkManager;
 };
 
-void tst_MonitorInstance::initTestCase()
+void TestMonitorInstance::initTestCase()
 {
     QVERIFY(m_bus.start());
     QVERIFY(m_networkManager.start());
@@ -96,7 +96,7 @@ void tst_MonitorInstance::initTestCase()
     m_networkManager.setState(70);
 }
 
-void tst_MonitorInstance::isMadeByTheFirstCall()
+void TestMonitorInstance::isMadeByTheFirstCall()
 {
     LogCapture log;
     MonitorNetwork *const monitor = MonitorNetwork::getInstance();
@@ -112,7 +112,7 @@ void tst_MonitorInstance::isMadeByTheFirstCall()
     QTRY_COMPARE_WITH_TIMEOUT(changes.size(), 1, patience);
 }
 
-void tst_MonitorInstance::livesInTheThreadThatAsksFirst()
+void TestMonitorInstance::livesInTheThreadThatAsksFirst()
 {
     QThread thread;
     QObject inThread;
@@ -135,7 +135,7 @@ void tst_MonitorInstance::livesInTheThreadThatAsksFirst()
     QVERIFY(thread.wait());
 }
 
-void tst_MonitorInstance::isOneForThreadsThatAskAtOnce()
+void TestMonitorInstance::isOneForThreadsThatAskAtOnce()
 {
     constexpr int count = 8;
     std::vector<MonitorNetwork *> found(count);
@@ -147,7 +147,7 @@ void tst_MonitorInstance::isOneForThreadsThatAskAtOnce()
     QCOMPARE(log.takeLines(), QStringList({primaryLine(QStringLiteral("/"))}));
 }
 
-void tst_MonitorInstance::isNullOnceDestroyedInExitHandlersToo()
+void TestMonitorInstance::isNullOnceDestroyedInExitHandlersToo()
 {
     QProcess process;
     process.start(QStringLiteral(MONITOR_AT_EXIT), QStringList());
@@ -159,7 +159,7 @@ void tst_MonitorInstance::isNullOnceDestroyedInExitHandlersToo()
                                                          "static destructor: null\n"));
 }
 
-void tst_MonitorInstance::metaObjectListsSignalThenSlot()
+void TestMonitorInstance::metaObjectListsSignalThenSlot()
 {
     const QMetaObject &meta = MonitorNetwork::staticMetaObject;
     QCOMPARE(meta.className(), "MonitorNetwork");
@@ -186,7 +186,7 @@ void tst_MonitorInstance::metaObjectListsSignalThenSlot()
     QCOMPARE(slot.returnType(), int(QMetaType::Void));
 }
 
-void tst_MonitorInstance::onlyMetaObjectAndDestructorAreOverridden()
+void TestMonitorInstance::onlyMetaObjectAndDestructorAreOverridden()
 {
     const QObject plain;
     const MonitorNetwork monitor(nullptr);
@@ -201,7 +201,7 @@ void tst_MonitorInstance::onlyMetaObjectAndDestructorAreOverridden()
     QCOMPARE(table.mid(overridden), inherited.mid(overridden));
 }
 
-void tst_MonitorInstance::privatePartHoldsProxyOwnerAndFlag()
+void TestMonitorInstance::privatePartHoldsProxyOwnerAndFlag()
 {
     QVERIFY(!std::is_polymorphic_v<MonitorNetworkPrivate>);
     QVERIFY((std::is_same_v<decltype(MonitorNetworkPrivate::networkManagerInterface),
@@ -229,8 +229,8 @@ void tst_MonitorInstance::privatePartHoldsProxyOwnerAndFlag()
     QVERIFY(d->networkState);
 }
 
-// As connections of the automatic type do.
-void tst_MonitorInstance::proxyReachesSlotAtOnceOrInItsThread()
+// The connection is of the automatic type.
+void TestMonitorInstance::proxyReachesSlotAtOnceOrInItsThread()
 {
     MonitorNetwork monitor(nullptr);
     static std::atomic<QThread *> announcedIn{nullptr};
@@ -254,7 +254,7 @@ void tst_MonitorInstance::proxyReachesSlotAtOnceOrInItsThread()
     QVERIFY(thread.wait());
 }
 
-void tst_MonitorInstance::constantsAreUnsigned32()
+void TestMonitorInstance::constantsAreUnsigned32()
 {
     using namespace syncstatus::constants;
     QVERIFY((std::is_same_v<decltype(networkConnected), const quint32>));
@@ -263,6 +263,6 @@ void tst_MonitorInstance::constantsAreUnsigned32()
     QCOMPARE(networkDeviceConnected, 100U);
 }
 
-ISOLATED_TEST_MAIN(tst_MonitorInstance)
+SYNCSTATUS_ISOLATED_TEST(TestMonitorInstance)
 
 #include "tst_monitorinstance.moc"

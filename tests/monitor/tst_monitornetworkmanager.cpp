@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "busmonitor.h"
-#include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
 #include "patience.h"
+#include "testprogram.h"
 #include "uplink.h"
 
 #include <syncstatus/monitornetwork.h>
@@ -15,7 +15,7 @@
 #include <QTest>
 
 // The monitor beside a real NetworkManager, in scripts/sandbox.
-class tst_MonitorNetworkManager : public QObject
+class TestMonitorNetworkManager : public QObject
 {
     Q_OBJECT
 
@@ -35,31 +35,31 @@ private:
     static QStringList takeCalls(BusMonitor &busMonitor);
 };
 
-void tst_MonitorNetworkManager::initTestCase()
+void TestMonitorNetworkManager::initTestCase()
 {
     if (!isInSandbox())
         QSKIP("to be run by scripts/sandbox");
 }
 
-bool tst_MonitorNetworkManager::control(const QString &operation)
+bool TestMonitorNetworkManager::control(const QString &operation)
 {
     return QProcess::execute(QString::fromLocal8Bit(qgetenv("SYNCSTATUS_SANDBOX_NETWORKMANAGER")),
                              {operation}) == 0;
 }
 
-// This process's calls of NetworkManager.
-QStringList tst_MonitorNetworkManager::takeCalls(BusMonitor &busMonitor)
+// Returns this process's calls of NetworkManager.
+QStringList TestMonitorNetworkManager::takeCalls(BusMonitor &busMonitor)
 {
     return busMonitor.takeCalls(QDBusConnection::systemBus().baseService())
         .filter(QStringLiteral("org.freedesktop.NetworkManager /"));
 }
 
-void tst_MonitorNetworkManager::init()
+void TestMonitorNetworkManager::init()
 {
     QVERIFY(setUplink(true));
 }
 
-void tst_MonitorNetworkManager::isOnlineWithTheUplinkUp()
+void TestMonitorNetworkManager::isOnlineWithTheUplinkUp()
 {
     LogCapture log;
     MonitorNetwork monitor(nullptr);
@@ -72,7 +72,7 @@ void tst_MonitorNetworkManager::isOnlineWithTheUplinkUp()
     QCOMPARE(lines.at(3), answerLine(true));
 }
 
-void tst_MonitorNetworkManager::isOfflineWithTheUplinkDown()
+void TestMonitorNetworkManager::isOfflineWithTheUplinkDown()
 {
     QVERIFY(setUplink(false));
     LogCapture log;
@@ -82,7 +82,7 @@ void tst_MonitorNetworkManager::isOfflineWithTheUplinkDown()
              QStringList({primaryLine(QStringLiteral("/")), errorLine(), answerLine(false)}));
 }
 
-void tst_MonitorNetworkManager::everyReturnOfTheUplinkIsAnnounced()
+void TestMonitorNetworkManager::everyReturnOfTheUplinkIsAnnounced()
 {
     QVERIFY(setUplink(false));
     LogCapture log;
@@ -106,7 +106,7 @@ void tst_MonitorNetworkManager::everyReturnOfTheUplinkIsAnnounced()
     QCOMPARE(takeCalls(busMonitor), QStringList()); // no second evaluation
 }
 
-void tst_MonitorNetworkManager::restartedNetworkManagerIsFollowed()
+void TestMonitorNetworkManager::restartedNetworkManagerIsFollowed()
 {
     QVERIFY(setUplink(false));
     MonitorNetwork monitor(nullptr);
@@ -122,7 +122,7 @@ void tst_MonitorNetworkManager::restartedNetworkManagerIsFollowed()
     QCOMPARE(takeCalls(busMonitor), QStringList());
 }
 
-void tst_MonitorNetworkManager::restartWhileOnlineKeepsTheFlagAndIsFollowed()
+void TestMonitorNetworkManager::restartWhileOnlineKeepsTheFlagAndIsFollowed()
 {
     MonitorNetwork monitor(nullptr);
     const QSignalSpy changes(&monitor, &MonitorNetwork::networkStateChange);
@@ -142,7 +142,7 @@ void tst_MonitorNetworkManager::restartWhileOnlineKeepsTheFlagAndIsFollowed()
     QCOMPARE(takeCalls(busMonitor), QStringList());
 }
 
-void tst_MonitorNetworkManager::asksTheSameCallsOfTheRealOne()
+void TestMonitorNetworkManager::asksTheSameCallsOfTheRealOne()
 {
     BusMonitor busMonitor;
     QVERIFY(busMonitor.start());
@@ -157,6 +157,6 @@ void tst_MonitorNetworkManager::asksTheSameCallsOfTheRealOne()
     QCOMPARE(calls.at(4), calls.at(3));
 }
 
-ISOLATED_TEST_MAIN(tst_MonitorNetworkManager)
+SYNCSTATUS_ISOLATED_TEST(TestMonitorNetworkManager)
 
 #include "tst_monitornetworkmanager.moc"

@@ -5,6 +5,7 @@
 #include "logcapture.h"
 #include "monitorlines.h"
 #include "patience.h"
+#include "testprogram.h"
 #include "uplink.h"
 
 #include <syncstatus/monitornetwork.h>
@@ -14,7 +15,7 @@
 
 // The monitor beside a real NetworkManager that has never been online, in scripts/sandbox
 // --offline.
-class tst_MonitorOfflineStart : public QObject
+class TestMonitorOfflineStart : public QObject
 {
     Q_OBJECT
 
@@ -22,7 +23,7 @@ private Q_SLOTS:
     void firstUplinkIsAnnounced();
 };
 
-void tst_MonitorOfflineStart::firstUplinkIsAnnounced()
+void TestMonitorOfflineStart::firstUplinkIsAnnounced()
 {
     if (!isInSandbox())
         QSKIP("to be run by scripts/sandbox --offline");
@@ -42,6 +43,6 @@ void tst_MonitorOfflineStart::firstUplinkIsAnnounced()
     QCOMPARE(busMonitor.takeCalls(QDBusConnection::systemBus().baseService()), QStringList());
 }
 
-QTEST_GUILESS_MAIN(tst_MonitorOfflineStart)
+SYNCSTATUS_TEST(TestMonitorOfflineStart)
 
 #include "tst_monitorofflinestart.moc"

@@ -4,12 +4,12 @@
 #include "busmonitor.h"
 #include "delivery.h"
 #include "fakenetworkmanager.h"
-#include "isolatedtest.h"
 #include "logcapture.h"
 #include "monitorlines.h"
 #include "patience.h"
 #include "privatebus.h"
 #include "subscriber.h"
+#include "testprogram.h"
 
 #include <syncstatus/monitornetwork.h>
 
@@ -22,11 +22,11 @@
 #include <QTest>
 #include <QThread>
 
-// The last of the states that a test emits: once its line is there, everything that was sent before
-// it has been dealt with.
+// The last state that a test emits: when its line is there, the monitor has dealt with everything
+// that was sent before.
 constexpr quint32 lastState = 1;
 
-// A subscriber to the monitor, in a thread of its own.
+// A subscriber to the monitor that lives in another thread.
 class Listener : public QObject
 {
     Q_OBJECT
@@ -44,8 +44,8 @@ public Q_SLOTS:
     void endThread() { thread()->quit(); }
 };
 
-// What a monitor makes of NetworkManager's signals, and of its coming and going.
-class tst_MonitorSignals : public QObject
+// What a monitor does when NetworkManager sends signals, comes or goes.
+class TestMonitorSignals : public QObject
 {
     Q_OBJECT
 
@@ -86,14 +86,14 @@ private:
     QStringList m_lines;
 };
 
-void tst_MonitorSignals::initTestCase()
+void TestMonitorSignals::initTestCase()
 {
     QVERIFY(m_bus.start());
     QVERIFY(m_networkManager.start());
 }
 
 // A monitor that has found this global state.
-void tst_MonitorSignals::makeMonitor(quint32 state)
+void TestMonitorSignals::makeMonitor(quint32 state)
 {
     m_networkManager.setPrimaryConnection(QStringLiteral("/"));
     m_networkManager.setState(state);
@@ -107,7 +107,7 @@ void tst_MonitorSignals::makeMonitor(quint32 state)
 }
 
 // Collects lines in m_lines until that of the last state.
-bool tst_MonitorSignals::waitForLastState()
+bool TestMonitorSignals::waitForLastState()
 {
     return QTest::qWaitFor(
         [this] {
@@ -117,7 +117,7 @@ bool tst_MonitorSignals::waitForLastState()
         30000);
 }
 
-void tst_MonitorSignals::gainSetsFlagAndIsAnnounced()
+void TestMonitorSignals::gainSetsFlagAndIsAnnounced()
 {
     makeMonitor(20);
     QVERIFY(!m_monitor->getNetworkState());
@@ -130,7 +130,7 @@ void tst_MonitorSignals::gainSetsFlagAndIsAnnounced()
     QVERIFY(m_monitor->getNetworkState());
 }
 
-void tst_MonitorSignals::lineAndFlagComeBeforeTheAnnouncement()
+void TestMonitorSignals::lineAndFlagComeBeforeTheAnnouncement()
 {
     makeMonitor(20);
     connect(m_monitor.data(), &MonitorNetwork::networkStateChange, this, [this] {
@@ -142,7 +142,7 @@ void tst_MonitorSignals::lineAndFlagComeBeforeTheAnnouncement()
     QCOMPARE(m_lines, QStringList({changeLine(70), answerLine(true)}));
 }
 
-void tst_MonitorSignals::lossChangesNothing()
+void TestMonitorSignals::lossChangesNothing()
 {
     makeMonitor(70);
     m_networkManager.emitStates({20, lastState});
@@ -153,7 +153,7 @@ void tst_MonitorSignals::lossChangesNothing()
     QCOMPARE(m_log->takeLines(), QStringList({answerLine(true)}));
 }
 
-void tst_MonitorSignals::everyReportOfGlobalConnectivityIsAnnounced()
+void TestMonitorSignals::everyReportOfGlobalConnectivityIsAnnounced()
 {
     makeMonitor(20);
     m_networkManager.emitStates({70, 20, 60, 70, lastState});
@@ -164,7 +164,7 @@ void tst_MonitorSignals::everyReportOfGlobalConnectivityIsAnnounced()
     QVERIFY(m_monitor->getNetworkState());
 }
 
-void tst_MonitorSignals::unchangedReportsAreAnnouncedToo()
+void TestMonitorSignals::unchangedReportsAreAnnouncedToo()
 {
     makeMonitor(70);
     m_networkManager.emitStates({70, 70, lastState});
@@ -172,7 +172,7 @@ void tst_MonitorSignals::unchangedReportsAreAnnouncedToo()
     QCOMPARE(*m_changes, QList<QVariantList>({{true}, {true}}));
 }
 
-void tst_MonitorSignals::noOtherStateIsAnnounced()
+void TestMonitorSignals::noOtherStateIsAnnounced()
 {
     makeMonitor(20);
     m_networkManager.emitStates({0, 10, 20, 30, 40, 50, 60, 69, 71, 100, 4294967295, lastState});
@@ -183,7 +183,7 @@ void tst_MonitorSignals::noOtherStateIsAnnounced()
     QVERIFY(!m_monitor->getNetworkState());
 }
 
-void tst_MonitorSignals::tenThousandSignalsArrive()
+void TestMonitorSignals::tenThousandSignalsArrive()
 {
     makeMonitor(20);
     m_networkManager.emitStates(QVector<quint32>(10000, 70));
@@ -194,7 +194,7 @@ void tst_MonitorSignals::tenThousandSignalsArrive()
     QCOMPARE(m_lines.count(changeLine(70)), 10000);
 }
 
-void tst_MonitorSignals::noLinesWhileWarningsAreOff()
+void TestMonitorSignals::noLinesWhileWarningsAreOff()
 {
     makeMonitor(20);
     QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent.warning=false"));
@@ -203,7 +203,7 @@ void tst_MonitorSignals::noLinesWhileWarningsAreOff()
     QCOMPARE(m_log->takeLines(), QStringList());
 }
 
-void tst_MonitorSignals::signalDuringConstructionIsNotLost()
+void TestMonitorSignals::signalDuringConstructionIsNotLost()
 {
     m_networkManager.setPrimaryConnection(QStringLiteral("/"));
     // The answer is 20, and the state becomes 70 while it is under way.
@@ -215,7 +215,7 @@ void tst_MonitorSignals::signalDuringConstructionIsNotLost()
     QTRY_VERIFY_WITH_TIMEOUT(monitor.getNetworkState(), patience);
 }
 
-void tst_MonitorSignals::subscriberInOtherThreadIsCalledThere()
+void TestMonitorSignals::subscriberInOtherThreadIsCalledThere()
 {
     makeMonitor(20);
     QThread thread;
@@ -224,7 +224,7 @@ void tst_MonitorSignals::subscriberInOtherThreadIsCalledThere()
     connect(m_monitor.data(), &MonitorNetwork::networkStateChange, &listener,
             &Listener::onNetworkStateChange);
 
-    // Queued: nothing is called while the other thread's event loop does not run.
+    // The calls are queued until the other thread's event loop runs.
     m_networkManager.emitStates({70, 70, lastState});
     QVERIFY(waitForLastState());
     QCOMPARE(m_changes->size(), 2);
@@ -238,7 +238,7 @@ void tst_MonitorSignals::subscriberInOtherThreadIsCalledThere()
 }
 
 // StateChanged(70) from a client that is not NetworkManager.
-void tst_MonitorSignals::forge(const QString &destination)
+void TestMonitorSignals::forge(const QString &destination)
 {
     const QString name = QStringLiteral("forger");
     QDBusConnection forger = QDBusConnection::connectToBus(m_bus.address(), name);
@@ -247,13 +247,13 @@ void tst_MonitorSignals::forge(const QString &destination)
         QStringLiteral("org.freedesktop.NetworkManager"), QStringLiteral("StateChanged"));
     message.setArguments({70U});
     QVERIFY(forger.send(message));
-    // The bus has passed it on when it answers.
+    // When the bus answers, it has passed the signal on.
     QVERIFY(
         forger.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.DBus")).value());
     QDBusConnection::disconnectFromBus(name);
 }
 
-void tst_MonitorSignals::forgedBroadcastIsIgnored()
+void TestMonitorSignals::forgedBroadcastIsIgnored()
 {
     makeMonitor(20);
     const Subscriber gullible;
@@ -266,7 +266,7 @@ void tst_MonitorSignals::forgedBroadcastIsIgnored()
     QVERIFY(!m_monitor->getNetworkState());
 }
 
-void tst_MonitorSignals::forgedSignalToThisClientIsIgnored()
+void TestMonitorSignals::forgedSignalToThisClientIsIgnored()
 {
     makeMonitor(20);
     const Subscriber gullible;
@@ -279,7 +279,7 @@ void tst_MonitorSignals::forgedSignalToThisClientIsIgnored()
     QVERIFY(!m_monitor->getNetworkState());
 }
 
-void tst_MonitorSignals::forgedSignalWhileNetworkManagerIsGoneIsIgnored()
+void TestMonitorSignals::forgedSignalWhileNetworkManagerIsGoneIsIgnored()
 {
     makeMonitor(20);
     const Subscriber gullible;
@@ -293,7 +293,7 @@ void tst_MonitorSignals::forgedSignalWhileNetworkManagerIsGoneIsIgnored()
     QCOMPARE(m_changes->size(), 0);
 }
 
-void tst_MonitorSignals::signalOfOtherTypeIsIgnored_data()
+void TestMonitorSignals::signalOfOtherTypeIsIgnored_data()
 {
     QTest::addColumn<QString>("signature");
     QTest::addColumn<QVariantList>("values");
@@ -313,7 +313,7 @@ void tst_MonitorSignals::signalOfOtherTypeIsIgnored_data()
     row("nothing", "", {});
 }
 
-void tst_MonitorSignals::signalOfOtherTypeIsIgnored()
+void TestMonitorSignals::signalOfOtherTypeIsIgnored()
 {
     QFETCH(QString, signature);
     QFETCH(QVariantList, values);
@@ -328,7 +328,7 @@ void tst_MonitorSignals::signalOfOtherTypeIsIgnored()
     QCOMPARE(m_changes->size(), 0);
 }
 
-void tst_MonitorSignals::signalOfOtherObjectIsIgnored()
+void TestMonitorSignals::signalOfOtherObjectIsIgnored()
 {
     makeMonitor(20);
     m_networkManager.emitSignal(QStringLiteral("/org/freedesktop/NetworkManager/Devices/1"),
@@ -339,7 +339,7 @@ void tst_MonitorSignals::signalOfOtherObjectIsIgnored()
     QCOMPARE(m_changes->size(), 0);
 }
 
-void tst_MonitorSignals::absentAtConstructionIsOfflineForGood()
+void TestMonitorSignals::absentAtConstructionIsOfflineForGood()
 {
     m_networkManager.stop();
     BusMonitor busMonitor;
@@ -366,7 +366,7 @@ void tst_MonitorSignals::absentAtConstructionIsOfflineForGood()
     QCOMPARE(busMonitor.takeCalls(QDBusConnection::systemBus().baseService()), QStringList());
 }
 
-void tst_MonitorSignals::flagOutlivesNetworkManager()
+void TestMonitorSignals::flagOutlivesNetworkManager()
 {
     makeMonitor(70);
     m_networkManager.stop();
@@ -386,7 +386,7 @@ void tst_MonitorSignals::flagOutlivesNetworkManager()
     QCOMPARE(m_changes->size(), 0);
 }
 
-void tst_MonitorSignals::gainsAreFollowedAfterRestart()
+void TestMonitorSignals::gainsAreFollowedAfterRestart()
 {
     makeMonitor(20);
     BusMonitor busMonitor;
@@ -406,6 +406,6 @@ void tst_MonitorSignals::gainsAreFollowedAfterRestart()
     QCOMPARE(busMonitor.takeCalls(QDBusConnection::systemBus().baseService()), QStringList());
 }
 
-ISOLATED_TEST_MAIN(tst_MonitorSignals)
+SYNCSTATUS_ISOLATED_TEST(TestMonitorSignals)
 
 #include "tst_monitorsignals.moc"

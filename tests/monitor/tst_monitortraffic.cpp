@@ -3,10 +3,10 @@
 
 #include "busmonitor.h"
 #include "fakenetworkmanager.h"
-#include "isolatedtest.h"
 #include "logcapture.h"
 #include "patience.h"
 #include "privatebus.h"
+#include "testprogram.h"
 
 #include <syncstatus/monitornetwork.h>
 
@@ -37,7 +37,7 @@ QString readState(int number)
         .arg(FakeNetworkManager::devicePath(number));
 }
 
-// Qt's rule for the name's owner, and that of the subscription.
+// The match rule by which Qt follows the name's owner, and the rule of the subscription.
 const char ownerRule[] = "type='signal',sender='org.freedesktop.DBus',"
                          "interface='org.freedesktop.DBus',member='NameOwnerChanged',"
                          "arg0='org.freedesktop.NetworkManager'";
@@ -71,8 +71,8 @@ QString askOwner()
     return callOfBus(QStringLiteral("GetNameOwner org.freedesktop.NetworkManager"));
 }
 
-// A message handler that makes each line of the library a call, so that the bus sees it among the
-// other calls of this process.
+// A message handler that makes a D-Bus call of each line of the library. So the lines have their
+// place among the other calls of this process.
 void callWithLine(QtMsgType, const QMessageLogContext &context, const QString &text)
 {
     if (qstrcmp(context.category, "org.corvel.license.agent") != 0)
@@ -99,8 +99,8 @@ QStringList strings(std::initializer_list<const char *> texts)
 
 } // namespace
 
-// The calls by which a monitor reaches the bus, as the bus sees them.
-class tst_MonitorTraffic : public QObject
+// The D-Bus calls of a monitor, as the bus sees them.
+class TestMonitorTraffic : public QObject
 {
     Q_OBJECT
 
@@ -127,15 +127,15 @@ private:
     QStringList m_callsOfBus;
 };
 
-void tst_MonitorTraffic::initTestCase()
+void TestMonitorTraffic::initTestCase()
 {
     QVERIFY(m_bus.start());
     QVERIFY(m_networkManager.start());
     QVERIFY(m_busMonitor.start());
 }
 
-// This process's calls of everybody but the bus; those of the bus go to m_callsOfBus.
-QStringList tst_MonitorTraffic::takeCalls()
+// Returns this process's calls of other clients. The calls of the bus itself go to m_callsOfBus.
+QStringList TestMonitorTraffic::takeCalls()
 {
     m_callsOfBus.clear();
     QStringList others;
@@ -145,7 +145,7 @@ QStringList tst_MonitorTraffic::takeCalls()
     return others;
 }
 
-void tst_MonitorTraffic::activatedDeviceIsReadTwice()
+void TestMonitorTraffic::activatedDeviceIsReadTwice()
 {
     m_networkManager.setConnectedDevices({100});
     LogCapture log;
@@ -154,7 +154,7 @@ void tst_MonitorTraffic::activatedDeviceIsReadTwice()
                               QStringList({readState(1), readState(1)}));
 }
 
-void tst_MonitorTraffic::activatedDeviceIsReadOnceWhileWarningsAreOff()
+void TestMonitorTraffic::activatedDeviceIsReadOnceWhileWarningsAreOff()
 {
     m_networkManager.setConnectedDevices({30, 100});
     QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent.warning=false"));
@@ -163,7 +163,7 @@ void tst_MonitorTraffic::activatedDeviceIsReadOnceWhileWarningsAreOff()
                               QStringList({readState(1), readState(2)}));
 }
 
-void tst_MonitorTraffic::nothingIsReadAfterFirstActivatedDevice()
+void TestMonitorTraffic::nothingIsReadAfterFirstActivatedDevice()
 {
     m_networkManager.setConnectedDevices({30, 100, 100, 100});
     LogCapture log;
@@ -173,7 +173,7 @@ void tst_MonitorTraffic::nothingIsReadAfterFirstActivatedDevice()
                  QStringList({readState(1), readState(1), readState(2), readState(2)}));
 }
 
-void tst_MonitorTraffic::stateIsCalledWhenNoDeviceIsActivated()
+void TestMonitorTraffic::stateIsCalledWhenNoDeviceIsActivated()
 {
     m_networkManager.setConnectedDevices({30, 70});
     m_networkManager.setState(70);
@@ -185,7 +185,7 @@ void tst_MonitorTraffic::stateIsCalledWhenNoDeviceIsActivated()
                  strings({callState}));
 }
 
-void tst_MonitorTraffic::stateIsCalledWithoutConnection()
+void TestMonitorTraffic::stateIsCalledWithoutConnection()
 {
     m_networkManager.setPrimaryConnection(QStringLiteral("/"));
     LogCapture log;
@@ -193,7 +193,7 @@ void tst_MonitorTraffic::stateIsCalledWithoutConnection()
     QCOMPARE(takeCalls(), strings({introspect, readPrimaryConnection, callState}));
 }
 
-void tst_MonitorTraffic::absentNetworkManagerIsTriedOnce()
+void TestMonitorTraffic::absentNetworkManagerIsTriedOnce()
 {
     m_networkManager.stop();
     LogCapture log;
@@ -201,20 +201,20 @@ void tst_MonitorTraffic::absentNetworkManagerIsTriedOnce()
     QCOMPARE(takeCalls(), strings({introspect, callState}));
 }
 
-void tst_MonitorTraffic::callsOfTheBusItselfDoNotGrowWithDevices()
+void TestMonitorTraffic::callsOfTheBusItselfDoNotGrowWithDevices()
 {
     m_networkManager.setConnectedDevices(QVector<quint32>(50, 30));
     LogCapture log;
     const MonitorNetwork monitor(nullptr);
     QCOMPARE(takeCalls().count(readState(50)), 2);
 
-    // As many with one device: Qt follows the name's owner once for all its proxies.
+    // One device takes as many: Qt follows the name's owner once for all proxies.
     QCOMPARE(m_callsOfBus,
              QStringList({hello(), addMatch(ownerRule), askOwner(), addMatch(stateChangedRule),
                           addMatch(ownerRule), askOwner()}));
 }
 
-void tst_MonitorTraffic::nothingIsAskedAfterConstruction()
+void TestMonitorTraffic::nothingIsAskedAfterConstruction()
 {
     m_networkManager.setConnectedDevices({30});
     LogCapture log;
@@ -230,7 +230,7 @@ void tst_MonitorTraffic::nothingIsAskedAfterConstruction()
     QCOMPARE(m_callsOfBus, QStringList());
 }
 
-void tst_MonitorTraffic::subscriptionReadsAndLinesAreInOrder()
+void TestMonitorTraffic::subscriptionReadsAndLinesAreInOrder()
 {
     m_networkManager.setConnectedDevices({30});
     m_networkManager.setState(60);
@@ -252,7 +252,7 @@ void tst_MonitorTraffic::subscriptionReadsAndLinesAreInOrder()
                           line(QStringLiteral("get network state error!"))}));
 }
 
-void tst_MonitorTraffic::deletionTakesTheSubscriptionBack()
+void TestMonitorTraffic::deletionTakesTheSubscriptionBack()
 {
     m_networkManager.setConnectedDevices({30});
     LogCapture log;
@@ -262,13 +262,13 @@ void tst_MonitorTraffic::deletionTakesTheSubscriptionBack()
     monitor.reset();
     QStringList others;
     QStringList ofBus;
-    // Qt may send them later than the bus monitor's own call, which is another client's.
+    // Qt may send them after the call by which takeCalls() knows the end.
     const auto all = [&] {
         others += takeCalls();
         ofBus += m_callsOfBus.filter(QStringLiteral("org.freedesktop.NetworkManager"));
         return ofBus;
     };
-    // As many rules as were added. Qt may take back one of its own besides.
+    // As many rules as were added.
     QTRY_COMPARE_WITH_TIMEOUT(all(),
                               QStringList({removeMatch(stateChangedRule), removeMatch(ownerRule),
                                            removeMatch(ownerRule)}),
@@ -276,6 +276,6 @@ void tst_MonitorTraffic::deletionTakesTheSubscriptionBack()
     QCOMPARE(others, QStringList());
 }
 
-ISOLATED_TEST_MAIN(tst_MonitorTraffic)
+SYNCSTATUS_ISOLATED_TEST(TestMonitorTraffic)
 
 #include "tst_monitortraffic.moc"

@@ -2,13 +2,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "privatebus.h"
+#include "testprogram.h"
 
 #include <QDBusConnection>
 #include <QTemporaryDir>
 #include <QTest>
 
-// The bus that the other tests use.
-class tst_PrivateBus : public QObject
+// The bus for the other tests.
+class TestPrivateBus : public QObject
 {
     Q_OBJECT
 
@@ -16,7 +17,7 @@ private Q_SLOTS:
     void folderMayHaveAnyName();
 };
 
-void tst_PrivateBus::folderMayHaveAnyName()
+void TestPrivateBus::folderMayHaveAnyName()
 {
     const QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/a <\u00fc> & 'b';%20,=~-"));
     QVERIFY(folder.isValid());
@@ -29,6 +30,6 @@ void tst_PrivateBus::folderMayHaveAnyName()
     QDBusConnection::disconnectFromBus(QStringLiteral("by address"));
 }
 
-QTEST_GUILESS_MAIN(tst_PrivateBus)
+SYNCSTATUS_TEST(TestPrivateBus)
 
 #include "tst_privatebus.moc"

@@ -6,14 +6,14 @@
 
 #include <QProcess>
 
-/// Whether this program has been started by scripts/sandbox, without which there is no uplink.
+/// Whether scripts/sandbox has started this program: only there is an uplink.
 inline bool isInSandbox()
 {
     return !qEnvironmentVariableIsEmpty("SYNCSTATUS_SANDBOX_NETWORKMANAGER");
 }
 
-/// Takes the sandbox's uplink up or down. Returns, with whether it worked, when the connection has
-/// come to its new state.
+/// Takes the sandbox's uplink up or down, and waits for the connection's new state. Returns whether
+/// it worked.
 inline bool setUplink(bool up)
 {
     return QProcess::execute(QStringLiteral("nmcli"),
