@@ -23,7 +23,7 @@ const char manyBytes[] = "head -c 100000000 /dev/zero";
 void shortCommandLibrary(benchmark::State &state)
 {
     QString output;
-    // Of a command that prints nothing, the result does not say whether it has run.
+    // "true" prints nothing, so its result does not show whether it has run.
     if (!utility::Utils::executeCmd(QStringLiteral("echo"), output))
         state.SkipWithError("commands cannot be run");
     for (auto _ : state)

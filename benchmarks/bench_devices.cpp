@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// The making of a monitor, on a scripted NetworkManager whose connection has many devices, none of
-// which is activated.
+// The construction of a monitor. A scripted NetworkManager has a connection with many devices, of
+// which none is activated.
 
 // BENCHMARK makes a static object.
 // clazy:excludeall=non-pod-global-static
@@ -34,7 +34,7 @@ QString rootPath()
 
 void discard(QtMsgType, const QMessageLogContext &, const QString &) {}
 
-/// Gives the scripted NetworkManager's connection as many devices.
+/// Gives the connection of the scripted NetworkManager this many devices.
 void haveDevices(benchmark::State &state)
 {
     static PrivateBus bus;
@@ -87,8 +87,7 @@ void call(const QString &path, const char *interface, const char *method,
     benchmark::DoNotOptimize(QDBusConnection::systemBus().call(message));
 }
 
-/// The calls that a monitor makes, without anything around them. (Qt introspects once in a
-/// process.)
+/// The D-Bus calls of a monitor, and nothing else. (Qt introspects once in a process.)
 void plain(benchmark::State &state, int readsPerDevice)
 {
     haveDevices(state);

@@ -20,7 +20,7 @@ using logEncryption::RsaCrypt;
 
 namespace {
 
-/// The key that the library carries.
+/// The public key in the library.
 const QByteArray &publicKey()
 {
     static const QByteArray pem = [] {

@@ -58,12 +58,12 @@ QByteArray readPlain(const char *path)
 template <typename Operation>
 void writing(benchmark::State &state, Operation write)
 {
-    dataOf(state.range(0)); // makes it
+    dataOf(state.range(0)); // made before the measurement
     for (auto _ : state) {
         if (!write())
             state.SkipWithError("the file cannot be written");
     }
-    if (QFile(inMemory("file")).size() != state.range(0)) // a full disk may take a part
+    if (QFile(inMemory("file")).size() != state.range(0)) // a full disk can take a part
         state.SkipWithError("the file cannot be written whole");
     QFile::remove(inMemory("file"));
 }
@@ -155,8 +155,8 @@ void writeIniPlain(benchmark::State &state)
     });
 }
 
-/// QSettings keeps what it has read of a small file as long as the file's time stamp stays: it is
-/// moved before each reading.
+/// Moves the file's time stamp before each reading. Otherwise QSettings would use its copy of a
+/// small file.
 template <typename Operation>
 void readingIni(benchmark::State &state, Operation read)
 {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// The first answer in a process that runs already, on the NetworkManager that is there: run this in
+// The first answer in a running process. Uses the machine's NetworkManager: run it in
 // scripts/sandbox.
 
 #include "spawn.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// A log without encrypted texts: how fast it is passed through.
+// How fast a log without encrypted texts passes through.
 
 // BENCHMARK makes a static object.
 // clazy:excludeall=non-pod-global-static

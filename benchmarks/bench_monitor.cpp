@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// What a monitor costs once it is there: answers, and announcements from the bus to a subscriber.
+// The cost of an existing monitor: answers, and announcements from the bus to a subscriber.
 
 // BENCHMARK makes a static object.
 // clazy:excludeall=non-pod-global-static
@@ -35,8 +35,8 @@ QString rootPath()
 
 } // namespace
 
-// As much of NetworkManager as a monitor asks for. It lives in a thread of its own, since a monitor
-// that is made waits for its answers.
+// The part of NetworkManager that a monitor uses. It lives in another thread, because a monitor
+// waits for its answers.
 class Answers : public QObject
 {
     Q_OBJECT
@@ -53,7 +53,7 @@ Q_SIGNALS:
     void StateChanged(uint);
 };
 
-// A private bus with NetworkManager's name on it, in this process, on a connection of its own.
+// A private bus on which this process owns NetworkManager's name, through a separate connection.
 class NetworkManager
 {
 public:
@@ -111,7 +111,7 @@ namespace {
 
 __attribute__((noinline)) bool readFlag(const bool *flag)
 {
-    benchmark::ClobberMemory(); // so that the call is made each time
+    benchmark::ClobberMemory(); // keeps the compiler from leaving out the call
     return *flag;
 }
 

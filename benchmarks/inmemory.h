@@ -8,8 +8,8 @@
 #include <QString>
 #include <QTemporaryDir>
 
-/// The path of a file of this process's own, in memory (tmpfs) where there is /dev/shm, so that no
-/// disk is measured.
+/// The path of a file of this process, in memory (tmpfs) if there is /dev/shm, so that no disk is
+/// measured.
 inline QString inMemory(const char *name)
 {
     static const QTemporaryDir directory((QDir(QStringLiteral("/dev/shm")).exists()

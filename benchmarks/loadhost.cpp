@@ -3,8 +3,7 @@
 
 // Usage: loadhost PLUGIN
 //
-// Loads a plugin, takes it through its start, and prints what that took: nanoseconds, and kilobytes
-// of memory that it has written to and so has for itself.
+// Loads and starts a plugin, and prints the cost: nanoseconds, and kilobytes of private memory.
 
 #include <custompluginmanager/pluginbase.h>
 
@@ -38,7 +37,7 @@ int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent=false"));
-    privateMemory(); // what the counting itself takes
+    privateMemory(); // so that the memory for counting is there already
     const long memoryBefore = privateMemory();
     const auto begin = std::chrono::steady_clock::now();
 

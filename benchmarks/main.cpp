@@ -6,8 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
-// The library's lines are off unless a benchmark turns them on: what a line costs is Qt's business
-// and that of whoever takes it.
+// The library's lines are off unless a benchmark turns them on: their cost depends on Qt and on the
+// receiver.
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);

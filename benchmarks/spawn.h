@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-/// The build folder that holds what is measured: this one unless scripts/bench --compare names
+/// The build folder of the measured library: this one, unless scripts/bench --compare names
 /// another.
 inline std::string measuredBuild()
 {
@@ -22,8 +22,8 @@ inline std::string measuredBuild()
     return other ? other : BUILD_FOLDER;
 }
 
-/// Runs a program, found along PATH, with its standard output going to /dev/null, and returns its
-/// exit status, or -1. \a arguments begin with the program and end with null.
+/// Runs a program from PATH with its standard output to /dev/null. Returns its exit status, or -1.
+/// \a arguments begin with the program and end with null.
 inline int spawnAndWait(const std::vector<const char *> &arguments)
 {
     posix_spawn_file_actions_t actions;
@@ -38,7 +38,7 @@ inline int spawnAndWait(const std::vector<const char *> &arguments)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-/// Runs a shell command and returns the numbers that it prints; none when it fails.
+/// Runs a shell command and returns the numbers that it prints, or none if it fails.
 inline std::vector<double> numbersPrintedBy(const std::string &command)
 {
     std::vector<double> numbers;

@@ -1,10 +1,9 @@
 # SPDX-FileCopyrightText: 2026 The SyncStatus developers
 # SPDX-License-Identifier: Apache-2.0
 
-# What distributions harden their binaries with, for builds without a distribution's own flags; where
-# those are given too, the same comes twice. Left out is what the compiler or the linker does not
-# know. Everything but "-z now", which would have the library ask for libcrypto when it is loaded:
-# what is linked to all that it calls sets that for itself.
+# The hardening flags of distributions, for builds without a distribution's flags; with them, the same
+# flag comes twice. Leaves out flags that the compiler or the linker does not know. "-z now" is not
+# here, because the library would then need libcrypto when it is loaded. Each other target sets it.
 
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
@@ -27,7 +26,7 @@ foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection ${contro
 endforeach()
 target_compile_definitions(syncstatus_settings INTERFACE _GLIBCXX_ASSERTIONS)
 
-# Needs optimization, gets into the way of sanitizers, and warns when it is defined twice.
+# _FORTIFY_SOURCE needs optimization, disturbs sanitizers, and warns if it is defined twice.
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize|_FORTIFY_SOURCE")
   set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE")
   set(CMAKE_REQUIRED_DEFINITIONS -D_FORTIFY_SOURCE=3)
@@ -38,7 +37,7 @@ if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize|_FORTIFY_SOURCE")
   if(SYNCSTATUS_HAVE_FORTIFY_3)
     set(level 3)
   endif()
-  # Some compilers define it by themselves.
+  # Undefined first, because some compilers define it.
   target_compile_options(syncstatus_settings INTERFACE
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
     $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=${level}>)

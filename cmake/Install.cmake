@@ -1,27 +1,27 @@
 # SPDX-FileCopyrightText: 2026 The SyncStatus developers
 # SPDX-License-Identifier: Apache-2.0
 
-# What `cmake --install` puts where, in four components:
+# `cmake --install` has four components:
 #   runtime   the shared libraries, and the plugin in the agent's plugin folder
 #   devel     headers, CMake and pkg-config files, and the examples
 #   agent     the reference agent
 #   tools     syncstatus-logkey and syncstatus-logread
-# Everything finds everything else relative to itself, so that an installed tree can be moved; the
-# systemd unit alone has to name its program in full.
+# All paths are relative, so that an installed tree can be moved. Only the systemd unit has to name its
+# program in full.
 
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/SyncStatus)
 
-# Where the libraries are, for programs and for each other; a package that installs into the
-# system's own folders sets CMAKE_SKIP_INSTALL_RPATH.
+# Programs find the libraries relative to themselves. A package that installs into the system's folders
+# sets CMAKE_SKIP_INSTALL_RPATH.
 file(RELATIVE_PATH libdir_from_bindir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set_target_properties(syncstatus-agent syncstatus-logkey PROPERTIES
   INSTALL_RPATH $ORIGIN/${libdir_from_bindir})
 
 install(TARGETS syncstatus custompluginmanager syncstatus_for_agents EXPORT SyncStatusTargets
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT devel)
-# The plugin is a link to the library: an agent that both links and loads it has one copy.
+# The plugin is a link to the library, so that an agent that links and loads it has one copy.
 file(RELATIVE_PATH to_library ${SYNCSTATUS_FULL_PLUGIN_DIR}
      ${CMAKE_INSTALL_FULL_LIBDIR}/libsyncstatus.so.${PROJECT_VERSION})
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/installed-plugin)
@@ -66,7 +66,7 @@ install(TARGETS syncstatus-agent RUNTIME COMPONENT agent)
 install(FILES docs/man/syncstatus-agent.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT agent)
 configure_file(packaging/syncstatus-agent.service.in
   ${PROJECT_BINARY_DIR}/syncstatus-agent.service @ONLY)
-# systemd looks in lib, not in lib64.
+# systemd reads lib, not lib64.
 install(FILES ${PROJECT_BINARY_DIR}/syncstatus-agent.service
   DESTINATION lib/systemd/system COMPONENT agent)
 

@@ -1,16 +1,16 @@
 # SPDX-FileCopyrightText: 2026 The SyncStatus developers
 # SPDX-License-Identifier: Apache-2.0
 
-# The public key with which the library encrypts log text. It goes into the library as three pieces,
-# never whole, and comes from one of three places:
+# The public key with which the library encrypts log text. The library contains it in three pieces. It
+# comes from one of three sources:
 #
-#   -DSYNCSTATUS_LOG_KEY_PIECES=FILE   three lines, "3-1-…", "3-2-…" and "3-3-…" in this order, as the
-#                                      host's own splitting made them
+#   -DSYNCSTATUS_LOG_KEY_PIECES=FILE   three lines, "3-1-…", "3-2-…" and "3-3-…" in this order, which
+#                                      the host's SecretkeySplit can join
 #   -DSYNCSTATUS_LOG_PUBLIC_KEY=FILE   an RSA public key as PEM, which syncstatus-logkey splits
 #   neither                            a pair that openssl makes once for this build folder, for
 #                                      development
 #
-# With the first two the same inputs give the same library, bit for bit.
+# With the first two, the same input gives the same library, bit for bit.
 set(SYNCSTATUS_LOG_KEY_PIECES "" CACHE FILEPATH "The log-encryption public key in three pieces")
 set(SYNCSTATUS_LOG_PUBLIC_KEY "" CACHE FILEPATH "The log-encryption public key as PEM")
 
@@ -30,8 +30,8 @@ if(SYNCSTATUS_LOG_KEY_PIECES AND SYNCSTATUS_LOG_PUBLIC_KEY)
 endif()
 if(CMAKE_CROSSCOMPILING AND NOT SYNCSTATUS_LOG_KEY_PIECES)
   message(FATAL_ERROR
-    "The key tool of this build does not run here. Split the public key with a syncstatus-logkey "
-    "that does, and give the pieces with -DSYNCSTATUS_LOG_KEY_PIECES=FILE.")
+    "This machine cannot run the syncstatus-logkey that a cross-build makes. Split the public key with "
+    "an installed one, and give the pieces with -DSYNCSTATUS_LOG_KEY_PIECES=FILE.")
 endif()
 
 if(SYNCSTATUS_LOG_KEY_PIECES)
@@ -42,17 +42,17 @@ else()
   else()
     set(log_public_key ${log_key_dir}/public.pem)
     set(SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY ${log_key_dir}/private.pem CACHE INTERNAL
-      "The private half of this build folder's development key; unset when the build is given a key")
+      "The private half of this build folder's development key; unset if the build is given a key")
     set(is_development_key ON)
     find_program(OPENSSL_EXECUTABLE openssl)
     mark_as_advanced(OPENSSL_EXECUTABLE)
     if(NOT OPENSSL_EXECUTABLE)
       message(FATAL_ERROR
-        "There is no program openssl to make a development key with. Install openssl, or give a key "
+        "A development key needs the program openssl, which is missing. Install openssl, or give a key "
         "with -DSYNCSTATUS_LOG_PUBLIC_KEY=FILE or -DSYNCSTATUS_LOG_KEY_PIECES=FILE.")
     endif()
-    # A private key that is there is kept: it may be the only one that reads a log. openssl makes its
-    # file readable by the owner only.
+    # An existing private key is kept, because it may be the only one that can read a log. openssl makes
+    # the file readable by its owner only.
     set(private_key ${SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY})
     file(MAKE_DIRECTORY ${log_key_dir})
     set(result 0)
@@ -74,9 +74,9 @@ else()
       message(FATAL_ERROR "The development key ${private_key} could not be made: ${result} ${said}")
     endif()
     message(WARNING
-      "This build encrypts log text with a DEVELOPMENT KEY that it makes for itself.\n"
-      "Whoever can read ${private_key} can read the text, and nobody can once this build folder is "
-      "deleted. For a library that leaves this machine, make a pair with `openssl genpkey`, keep its "
+      "This build encrypts log text with a DEVELOPMENT KEY that it has made.\n"
+      "Everybody who can read ${private_key} can read the text, and nobody can after this build folder "
+      "is deleted. For a library that leaves this machine, make a pair with `openssl genpkey`, keep its "
       "private half safe, and configure with -DSYNCSTATUS_LOG_PUBLIC_KEY=FILE or "
       "-DSYNCSTATUS_LOG_KEY_PIECES=FILE.")
   endif()

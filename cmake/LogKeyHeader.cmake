@@ -1,11 +1,11 @@
 # SPDX-FileCopyrightText: 2026 The SyncStatus developers
 # SPDX-License-Identifier: Apache-2.0
 
-# Writes the three pieces in the file PIECES into the C++ header HEADER. Whether they join is for the
-# host that made them to say: the payload is its own, any printable ASCII without blanks. With
-# DEVELOPMENT set, a mark follows the last one's NUL, for syncstatus-logkey to find in a library.
+# Writes the three pieces in the file PIECES into the C++ header HEADER. Does not check that they join:
+# a payload is any printable ASCII without blanks, and only the host knows its encoding. If DEVELOPMENT
+# is set, a mark for syncstatus-logkey follows the NUL of the last piece.
 file(READ "${PIECES}" text)
-# A text ends at a NUL for CMake, which would not see what follows.
+# For CMake a text ends at its first NUL, so a search for NULs needs the bytes.
 file(READ "${PIECES}" bytes HEX)
 string(REGEX MATCHALL ".." bytes "${bytes}")
 list(FIND bytes "00" nul)

@@ -3,21 +3,21 @@
 
 file(RELATIVE_PATH syncstatus_source_dir ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/)
 
-# What every target of this project is compiled with; linked privately, never installed.
+# The settings of every target of this project. Linked privately, never installed.
 add_library(syncstatus_settings INTERFACE)
 target_compile_options(syncstatus_settings INTERFACE
   -Wall -Wextra -Wpedantic
   # Qt's qCWarning(category) << ... leaves out a variadic macro's argument, as C++20 allows.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
   $<$<BOOL:${SYNCSTATUS_WERROR}>:-Werror>
-  # Log records and debug information name files relative to the source tree, so that two builds in
-  # two folders are the same.
+  # Log records and debug information name files relative to the source tree, so that builds in
+  # different folders are the same.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
   -ffile-prefix-map=${PROJECT_BINARY_DIR}=. # the folder that the compiler is run in
   -ffile-prefix-map=${PROJECT_BINARY_DIR}/=
-  -ffile-prefix-map=${syncstatus_source_dir}=) # as ccache names them that has CCACHE_BASEDIR set
+  -ffile-prefix-map=${syncstatus_source_dir}=) # the name from ccache with CCACHE_BASEDIR
 if(CMAKE_CXX_FLAGS MATCHES "--coverage")
-  # Of the names above gcov is to find the files, and of each only one.
+  # gcov has to find each file under one name only.
   target_compile_options(syncstatus_settings INTERFACE
     -fprofile-prefix-map=${PROJECT_SOURCE_DIR}/=${PROJECT_SOURCE_DIR}/
     -fprofile-prefix-map=${PROJECT_BINARY_DIR}/include/custompluginmanager/=${PROJECT_SOURCE_DIR}/src/agent/framework/custompluginmanager/)
@@ -31,7 +31,7 @@ target_compile_definitions(syncstatus_settings INTERFACE
   QT_NO_URL_CAST_FROM_STRING)
 include(Hardening)
 
-# In a build for tests with AddressSanitizer, every program looks for leaks when main() is over.
+# In a build for tests with AddressSanitizer, every program looks for leaks after main().
 #   syncstatus_check_leaks_after_main(<target> <PRIVATE|INTERFACE>)
 function(syncstatus_check_leaks_after_main target scope)
   set(program $<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>)
@@ -43,8 +43,8 @@ if(BUILD_TESTING AND CMAKE_CXX_FLAGS MATCHES "-fsanitize=[^ ]*address")
   syncstatus_check_leaks_after_main(syncstatus_settings INTERFACE)
 endif()
 
-# Lets the sources, tests and examples of this tree include a public header by the name that it has
-# once installed, <prefix/name.h>, and has it installed.
+# Installs public headers. Sources, tests and examples of this tree include them by their installed
+# names, <prefix/name.h>.
 #   syncstatus_public_headers(<target> <prefix> <header>...)
 function(syncstatus_public_headers target prefix)
   foreach(header IN LISTS ARGN)

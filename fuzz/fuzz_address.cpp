@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Utils::isValidIp() on any text: a plain parser must give the same answer, and so must
-// inet_pton(), for which leading zeros are taken away.
+// Utils::isValidIp() on any text. A plain parser must give the same answer, and so must inet_pton()
+// after leading zeros are removed.
 
 #include "target.h"
 

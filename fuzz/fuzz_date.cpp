@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Utils::getServerDateTime() of anything in any time zone: a calendar that is counted out must give
-// the same date, and where there is daylight saving, which it does not know, the C library.
+// Utils::getServerDateTime() of anything in any time zone. A plain calendar must give the same
+// date. It has no daylight saving; for zones with it, the C library must give the same date.
 //
-// The first byte of the input chooses the zone, the second one the type of the time stamp, whose
-// value is the rest: a text, or the bytes of a number.
+// The first byte of the input selects the zone, the second the type of the time stamp. The rest is
+// its value: a text, or the bytes of a number.
 
 #include "target.h"
 
@@ -31,7 +31,7 @@ constexpr qint64 hour = 3600;
 
 struct Zone
 {
-    const char *name; // POSIX: what is added to local time to get UTC
+    const char *name; // in POSIX form: the offset from local time to UTC
     qint64 offset;    // seconds east of UTC
     bool hasSummerTime;
 };
@@ -53,11 +53,11 @@ Number numberIn(const QByteArray &bytes)
     return number;
 }
 
-/// QVariant rounds as Qt does, which takes the float before 0.5 for 1.
+/// Rounds as QVariant does, which rounds the float just below 0.5 to 1.
 template <typename Number>
 std::optional<qint64> rounded(Number number)
 {
-    if (!(std::fabs(number) < Number(1e16))) // beyond the range, and then some
+    if (!(std::fabs(number) < Number(1e16))) // far beyond the range
         return {};
     return qRound64(number);
 }
@@ -79,7 +79,7 @@ std::optional<qint64> secondsOf(const QString &text)
     return isNegative ? -value : value;
 }
 
-/// The date that the C library gives, for time stamps of which QDateTime asks it.
+/// The date from the C library, for time stamps for which QDateTime asks it.
 QString dateOfTheSystem(qint64 seconds)
 {
     const time_t moment = seconds;
@@ -147,7 +147,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
         seconds = rounded(numberIn<double>(rest));
         break;
     case 'a':
-        timestamp = QVariantList{textOf(rest)}; // nothing that converts
+        timestamp = QVariantList{textOf(rest)}; // does not convert
         break;
     default: // null
         break;
@@ -162,7 +162,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     } else if (*seconds > 0 && *seconds < 2145916800) { // to the end of 2037
         require(date == dateOfTheSystem(*seconds), "the C library's date");
     } else {
-        // QDateTime goes by rules of its own: which offset it takes is not compared.
+        // QDateTime has other rules than the C library, so the offset is not compared.
         require(date == dateOfMoment(*seconds, zone.offset) ||
                     date == dateOfMoment(*seconds, zone.offset + hour),
                 "the calendar's date");

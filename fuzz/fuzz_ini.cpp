@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// FileManager's INI operations: any keys written into any file. What is written must come back,
-// what the file had before must still be there, and the two readers must agree where the file is
-// ASCII. There is no second parser of QSettings' format to compare with.
+// FileManager's INI operations: any keys written into any file. The new keys must come back, the
+// old keys must still be there, and both readers must agree on an ASCII file. There is no second
+// parser of QSettings' format to compare with.
 //
-// The input is what to write and the file. Each key to write is a group, a name and a value, each
-// ended by the byte 0x1f; the keys end with the byte 0x1e. A value with the byte 0x1d in it is a
+// The input is the keys to write and the file. Each key is a group, a name and a value, and each of
+// these ends with the byte 0x1f. The keys end with the byte 0x1e. A value with the byte 0x1d is a
 // list.
 
 #include "target.h"
@@ -32,7 +32,7 @@ namespace {
 using Config = QMap<QString, QVariantMap>;
 using Values = QMap<QString, QString>;
 
-/// In memory where the machine has a file system there.
+/// In memory (tmpfs) if there is /dev/shm.
 QString temporaryTemplate()
 {
     const QString memory = QStringLiteral("/dev/shm");
@@ -40,9 +40,9 @@ QString temporaryTemplate()
            QStringLiteral("/syncstatus-fuzz-XXXXXX");
 }
 
-/// Whether QSettings could read "@Variant(" out of \a file, in one way or another: what it restores
-/// from that may ask for any memory and nest without end, and ends the process. That is why only
-/// trusted users may write an INI file, and such files are no finding.
+/// Whether QSettings could read "@Variant(" from \a file, in one way or another. The object that it
+/// restores can need any memory and nest without end, which ends the process. So only trusted users
+/// may write an INI file, and such files are no finding.
 bool mayHoldVariant(const QByteArray &file)
 {
     QByteArray text;
@@ -85,7 +85,7 @@ bool isOfGeneral(const QStringList &names)
            names.first().compare(QLatin1String("General"), Qt::CaseInsensitive) == 0;
 }
 
-/// The same as QSettings writes it: with a group "general" in one case of letters.
+/// The same as QSettings writes it, with one spelling of the group "general".
 QString wholeName(const QString &group, const QString &name)
 {
     QStringList names = parts(group, name);
@@ -94,13 +94,13 @@ QString wholeName(const QString &group, const QString &name)
     return names.join(QLatin1Char('/'));
 }
 
-/// Whether \a after may be what has become of \a before.
+/// Whether \a before may have become \a after.
 bool isSame(QString after, QString before)
 {
-    // QSettings writes nothing beyond U+FFFF, which may change the meaning of what is left.
+    // QSettings writes nothing beyond U+FFFF, which can change the meaning of the rest.
     if (std::any_of(before.cbegin(), before.cend(), [](QChar c) { return c.isSurrogate(); }))
         return true;
-    // It takes this for a byte order mark where it comes first or behind an escape.
+    // It drops this as a byte order mark at the beginning and after an escape.
     const QChar mark(0xfeff);
     if (!before.contains(mark))
         return after == before;
@@ -112,8 +112,8 @@ class Files
 public:
     Files() : m_directory(temporaryTemplate()) { require(m_directory.isValid(), "a directory"); }
 
-    /// A new file with \a content, changed long ago: under a new name, because QSettings remembers
-    /// files by their names.
+    /// A new file with \a content and an old time stamp. It has a new name, because QSettings
+    /// remembers files by name.
     QString make(const QByteArray &content)
     {
         QString path = m_directory.filePath(QString::number(++m_count));
@@ -149,12 +149,12 @@ private:
 struct Content
 {
     Values values;
-    /// Names that only another program writes, which have a slash too many, for one, as they are
-    /// and as QSettings would write them. Reading may not find them, and writing puts some right.
+    /// Names that only another program writes, for example with a slash too many: as they are, and
+    /// as QSettings would write them. Readers may not find them, and a write corrects some.
     QSet<QString> unclear;
 };
 
-/// All that is in a file, as the reader of a group gives it.
+/// All keys of a file, as readSettingFile() gives them.
 Content contentOf(Files *files, const QByteArray &bytes)
 {
     const QString path = files->make(bytes);
@@ -171,7 +171,7 @@ Content contentOf(Files *files, const QByteArray &bytes)
     return content;
 }
 
-/// The lines without Qt's own, which it writes about a key without a name.
+/// The lines without those that Qt writes about a key without a name.
 QStringList takeLines(LogCapture *log)
 {
     QStringList lines = log->takeLines();
@@ -195,12 +195,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
 
     Config config;
     Values expected;
-    bool isExact = true;     // QSettings reads everything back as it was given it
-    QSet<QString> respelled; // those of a group "general"
+    bool isExact = true;     // QSettings reads everything back unchanged
+    QSet<QString> respelled; // keys of a group "general"
     const QList<QByteArray> fields = input.left(qMax(end, 0)).split('\x1f');
     for (int i = 0; i + 2 < fields.size(); i += 3) {
         const QString name = textOf(fields.at(i + 1));
-        // A name of nothing but slashes makes a line that nobody can find again.
+        // A name of slashes only makes a line that no reader finds.
         if (!name.isEmpty() && wholeName(QString(), name).isEmpty())
             continue;
         const QString value = textOf(fields.at(i + 2));
@@ -209,7 +209,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     }
     for (auto group = config.cbegin(); group != config.cend(); ++group) {
         for (auto entry = group->cbegin(); entry != group->cend(); ++entry) {
-            if (entry.key().isEmpty()) // which is skipped
+            if (entry.key().isEmpty()) // is not written
                 continue;
             const QString name = wholeName(group.key(), entry.key());
             expected[name] = entry->toString();
@@ -226,7 +226,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     const Values &valuesBefore = contentBefore.values;
     if (std::all_of(before.cbegin(), before.cend(), [](char c) { return uchar(c) < 128; })) {
         const QString path = files.make(before);
-        // A name with a slash, of a section or a key, may hide other names from it.
+        // A slash in the name of a section or a key can hide other names from this reader.
         const bool mayHide = std::any_of(before.cbegin(), before.cend(),
                                          [](char c) { return c == '/' || c == '\\' || c == '%'; });
         for (auto it = valuesBefore.cbegin(); it != valuesBefore.cend(); ++it) {
@@ -260,7 +260,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
         isExact = isExact && valuesAfter.value(it.key()) == it.value();
         require(
             contentAfter.unclear.contains(it.key()) ||
-                // Two names to QSettings, and one line: the last counts, which may be the old one.
+                // QSettings has two names for one line: the last counts, perhaps the old one.
                 contentBefore.unclear.contains(it.key()) ||
                 (respelled.contains(it.key()) && valuesBefore.contains(it.key())) ||
                 (valuesAfter.contains(it.key()) && isSame(valuesAfter.value(it.key()), it.value())),

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// FileManager's JSON operations on any text: nlohmann's parser must find the same value in it, or
-// none either, and they must agree with each other. The lines are compared, too.
+// FileManager's JSON operations on any text. nlohmann's parser must find the same value, or also
+// none, and the operations must agree with each other. The log lines are compared too.
 
 #include "jsonjudge.h"
 #include "target.h"

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// RsaCrypt::logEncryptToBase64(): OpenSSL's base64 and its EVP interface, with the private half of
-// the build's development key, must give the text back. A build that was given a key has no private
-// half, and the text is not compared.
+// RsaCrypt::logEncryptToBase64(). OpenSSL's base64 and EVP interface must give the text back, with
+// the build's private development key. A build with a given key has no private key, so it does not
+// compare the text.
 
 #include "judge.h"
 

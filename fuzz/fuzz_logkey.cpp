@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// What `syncstatus-logkey check` makes of a file of key pieces, with any file, and with the pieces
-// of any text: it must join what the build takes, and find a key when the library can encrypt with
-// it. The data of the input is the file, its key the text.
+// `syncstatus-logkey check` on any file, and on the pieces of any text. It must join the files that
+// the build accepts, and find a key if the library can encrypt with it. The data of the input is
+// the file, its key the text.
 
 #include "judge.h"
 

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// LogReader on any log, cut into pieces of any size: what it gives and counts must be the same as
-// what a plain implementation finds, which has the whole log before it.
+// LogReader on any log, cut into pieces of any size. Its output and its counts must be those of a
+// plain implementation that has the whole log.
 //
-// The first byte of the input says how the log is cut and how plain text is given. In the rest, the
-// byte 1 and the two after it stand for an encrypted text, whole, cut off or damaged, which the
-// fuzzer could not make up.
+// The first byte of the input says how the log is cut and how plain text is written. In the rest,
+// the byte 1 and the two after it are replaced by an encrypted text, whole, cut off or damaged. The
+// fuzzer could not invent one.
 
 #include "judge.h"
 
@@ -23,7 +23,7 @@
 
 namespace {
 
-// Made before main(), and nothing of the program runs earlier.
+// Made before main(), when no other code of the program runs.
 // clazy:excludeall=non-pod-global-static
 const QByteArray marker("LicenseLogEncryptSign");
 const QByteArray alphabet("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
@@ -43,8 +43,8 @@ QByteArray encrypted(EVP_PKEY *key, const QByteArray &text)
     return block;
 }
 
-/// Texts of one to four blocks, the last one for another key. Each block begins with the end of the
-/// block before it: of a character, and of a control character.
+/// Texts of one to four blocks, the last one for another key. Characters, also control characters,
+/// continue from one block into the next.
 QList<QByteArray> makeTexts(EVP_PKEY *own)
 {
     const PrivateKey other = keyFromFile(OTHER_KEY);
@@ -100,15 +100,15 @@ int paddingDue(int length)
     return length % 4 == 2 ? 2 : length % 4 == 3 ? 1 : 0;
 }
 
-/// \a text with each byte escaped that is not part of a character which Qt can decode and which is
-/// no control character, bidirectional ones included.
+/// Escapes each byte of \a text that is not part of a printable character. Qt must be able to
+/// decode that, and control characters, bidirectional ones too, do not count as printable.
 QByteArray printable(const QByteArray &text)
 {
     QByteArray shown;
     for (int i = 0; i < text.size();) {
         int size = 4;
         for (; size > 0; --size) {
-            // Behind another character, because a byte-order mark at the beginning is left out.
+            // After another character, because Qt drops a byte order mark at the beginning.
             const QByteArray character = 'x' + text.mid(i, size);
             const QVector<uint> decoded = QString::fromUtf8(character).toUcs4();
             const auto isBidirectional = [](uint c) {
@@ -128,7 +128,7 @@ QByteArray printable(const QByteArray &text)
     return shown;
 }
 
-/// What stands in a log for the encrypted text \a body \a padding, which comes after its marker.
+/// Reads the encrypted text \a body \a padding, which follows its marker.
 void replaceText(EVP_PKEY *key, LogReader::PlainText plainText, const QByteArray &body,
                  const QByteArray &padding, Reading *reading)
 {

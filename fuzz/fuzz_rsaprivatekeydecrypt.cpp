@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// RsaCrypt::rsaPrivateKeyDecrypt() with any key text: OpenSSL's EVP interface must read the same
+// RsaCrypt::rsaPrivateKeyDecrypt() with any key text. OpenSSL's EVP interface must read the same
 // key and decrypt the data to the same text.
 
 #include "judge.h"
@@ -14,7 +14,7 @@ using logEncryption::RsaCrypt;
 
 namespace {
 
-/// Whether \a pem says of a key in it that a passphrase protects it.
+/// Whether \a pem contains the mark of a key with a passphrase.
 bool isRefused(const QByteArray &pem)
 {
     return pem.contains("ENCRYPTED");
@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
         require(text == decrypted(key.get(), input.data) ||
                     (text.isEmpty() && isRefused(input.pem)),
                 "the same text");
-    else if (kind != EVP_PKEY_RSA_PSS) // which is what OpenSSL makes of it
+    else if (kind != EVP_PKEY_RSA_PSS) // OpenSSL decides about those
         require(text.isEmpty(), "nothing without a key");
     return 0;
 }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// RsaCrypt::rsaPublicKeyDecrypt() with any key text: OpenSSL's EVP interface must read the same key
-// and recover the same from the data.
+// RsaCrypt::rsaPublicKeyDecrypt() with any key text. OpenSSL's EVP interface must read the same key
+// and recover the same bytes from the data.
 
 #include "judge.h"
 
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     const int kind = key ? EVP_PKEY_base_id(key.get()) : EVP_PKEY_NONE;
     if (kind == EVP_PKEY_RSA)
         require(text == recovered(key.get(), input.data), "the same text");
-    else if (kind != EVP_PKEY_RSA_PSS) // which is what OpenSSL makes of it
+    else if (kind != EVP_PKEY_RSA_PSS) // OpenSSL decides about those
         require(text.isEmpty(), "nothing without a key");
     return 0;
 }

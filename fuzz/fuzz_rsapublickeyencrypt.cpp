@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// RsaCrypt::rsaPublicKeyEncrypt() with any key text, and with a good key: then OpenSSL's EVP
+// RsaCrypt::rsaPublicKeyEncrypt() with any key text, and with a good key. With that, OpenSSL's EVP
 // interface must decrypt the result to the data.
 
 #include "judge.h"
@@ -15,8 +15,8 @@ using logEncryption::RsaCrypt;
 
 namespace {
 
-/// Whether OpenSSL's EVP interface encrypts a block with \a key. An RSA key in a file may be
-/// anything: too short, too long, with an exponent that OpenSSL refuses.
+/// Whether OpenSSL's EVP interface encrypts a block with \a key. An RSA key in a file can be too
+/// short or too long, or have an exponent that OpenSSL refuses.
 bool encrypts(EVP_PKEY *key)
 {
     if (EVP_PKEY_base_id(key) != EVP_PKEY_RSA)

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// SecretkeySplit: what is split comes back from all its pieces and from nothing less, and any text
-// as pieces is either joined or refused.
+// SecretkeySplit. All pieces together give the secret, and fewer pieces do not. Any text as pieces
+// is either joined or refused.
 
 #include "judge.h"
 
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The payloads of \a pieces, joined by their exclusive or, without the digest before the secret.
+/// The exclusive or of the payloads of \a pieces, without the digest before the secret.
 QByteArray joined(const QStringList &pieces)
 {
     QByteArray bytes;

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Utils::setSocksNetworkProxy() with any JSON object: the proxy and the line must be those that a
-// plain reading of the object gives, whatever the socket had before. The first byte of the input
-// says what that is, the rest is the text of the object.
+// Utils::setSocksNetworkProxy() with any JSON object. The proxy and the log line must be those of a
+// plain reader of the object, whatever proxy the socket had before. The first byte of the input
+// selects that proxy, the rest is the text of the object.
 
 #include "jsonjudge.h"
 #include "target.h"
@@ -38,7 +38,7 @@ quint16 portOf(const QString &text)
     return quint16(value);
 }
 
-/// The string \a key of \a object, null when it has none.
+/// The string \a key of \a object, or null if it has none.
 QString stringIn(const QVariantMap &object, const char *key)
 {
     const QVariant value = object.value(QLatin1String(key));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Utils::compareUrlIgnoreHttpPrefix() on any two texts, or one and a variation of it: a comparison
-// that goes from code point to code point must give the same answer, in either order.
+// Utils::compareUrlIgnoreHttpPrefix() on any two texts, or on a text and a variation of it. A
+// comparison of single code points must give the same answer, in both orders.
 
 #include "target.h"
 
@@ -14,11 +14,10 @@ using utility::Utils;
 
 namespace {
 
-/// Parts two texts from each other.
+/// Separates the two texts.
 constexpr char separator = '\x1f';
 
-/// \a url with the other scheme, with every second letter in the other case and with white space
-/// around it.
+/// \a url with the other scheme, every second letter in the other case, and white space around it.
 QString varied(QString url)
 {
     const QLatin1String http("http://");

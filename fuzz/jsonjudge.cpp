@@ -25,7 +25,7 @@ bool isSurrogate(ushort unit)
     return unit >= 0xd800 && unit < 0xe000;
 }
 
-/// The UTF-16 unit of the escape "\uXXXX" at the place \a at of \a text.
+/// The UTF-16 unit of the escape "\uXXXX" at the position \a at of \a text.
 std::optional<ushort> escapedUnit(const QByteArray &text, int at)
 {
     const QByteArray digits = text.mid(at + 2, 4);
@@ -37,7 +37,7 @@ std::optional<ushort> escapedUnit(const QByteArray &text, int at)
     return digits.toUShort(nullptr, 16);
 }
 
-/// \a text in RFC 8259's words.
+/// \a text, rewritten to conform to RFC 8259.
 QByteArray corrected(const QByteArray &text, bool *isUnclear)
 {
     QByteArray result;
@@ -49,9 +49,9 @@ QByteArray corrected(const QByteArray &text, bool *isUnclear)
             inString = !inString;
             result += c;
         } else if (!inString && c == '\0') {
-            result += '?'; // nothing that JSON has; the judge would take it for the end
+            result += '?'; // not JSON; for the judge, a NUL would be the end
         } else if (!inString && c == '.') {
-            // Qt: a number may have digits on one side of its point only.
+            // Qt: a number may have no digits on one side of its point.
             const bool before = i > 0 && isDigit(text.at(i - 1));
             const bool after = isDigit(next);
             result += before || !after ? "." : "0.";
@@ -67,7 +67,7 @@ QByteArray corrected(const QByteArray &text, bool *isUnclear)
             result += text.mid(i, length);
             i += length - 1;
         } else if (inString && c == '\\' && next == 'u') {
-            result += "\\u?"; // never completed by what is corrected behind it
+            result += "\\u?"; // so that the following text cannot complete it
             ++i;
         } else if (inString && c == '\\' && next != '\0' && std::strchr("\"\\/bfnrt", next)) {
             result += c;
@@ -77,7 +77,7 @@ QByteArray corrected(const QByteArray &text, bool *isUnclear)
             // Qt: another escape is the character itself.
             *isUnclear = *isUnclear || uchar(next) >= 0x80;
         } else if (inString && uchar(c) < 0x20) {
-            // Qt: control characters may stand in a string.
+            // Qt: a string may contain control characters.
             result += "\\u00" + QByteArray(1, c).toHex();
         } else {
             result += c;
@@ -86,7 +86,7 @@ QByteArray corrected(const QByteArray &text, bool *isUnclear)
     return result;
 }
 
-/// Takes what nlohmann's parser finds. Each operation returns whether to go on.
+/// Receives the events of nlohmann's parser. Each operation returns whether to go on.
 class Builder
 {
 public:
@@ -102,7 +102,7 @@ public:
     bool number_unsigned(number_unsigned_t value) { return add(double(value)); }
     bool number_float(number_float_t value, const string_t &text)
     {
-        // Qt: nor is a number allowed that is not zero but too small for a double.
+        // Qt also refuses a number that is not zero but too small for a double.
         const std::string digits = text.substr(0, text.find_first_of("eE"));
         return (value != 0 || digits.find_first_of("123456789") == std::string::npos) && add(value);
     }
@@ -155,7 +155,7 @@ private:
         }
         Level &level = m_levels.back();
         if (level.isObject) {
-            // The last value of a name counts.
+            // For a name that is repeated, the last value counts.
             QVariant &member = level.members[level.name];
             isLeaked = isLeaked || member.userType() == QMetaType::QVariantMap ||
                        member.userType() == QMetaType::QVariantList;

@@ -7,21 +7,21 @@
 #include <QByteArray>
 #include <QVariant>
 
-/// What nlohmann's JSON parser, which holds to RFC 8259, makes of a text.
+/// How nlohmann's JSON parser, which follows RFC 8259, reads a text.
 struct JsonJudgement
 {
-    /// \a text is first put into RFC 8259's words where it says something else that Qt's parser is
-    /// known to read. Qt's other rules, on the top value, depth and numbers, are applied too.
+    /// First rewrites what Qt's parser accepts beyond RFC 8259. Applies Qt's other rules too, for
+    /// the top value, depth and numbers.
     explicit JsonJudgement(const QByteArray &text);
 
-    /// Whether it is JSON text to Qt, and then its value.
+    /// Whether Qt accepts the text, and its value if so.
     bool isJson = false;
     QVariant value;
-    /// Nobody can say what the text means: an escape of half a surrogate pair or of a character
-    /// beyond ASCII is in it. Qt's parser reads something, and there is nothing to compare it with.
+    /// The text has no defined meaning: it escapes half a surrogate pair or a character beyond
+    /// ASCII. Qt's parser reads something, which cannot be compared.
     bool isUnclear = false;
-    /// An object or an array is the value of a name that comes again in the same object. Of such
-    /// text Qt 5.15's parser leaks memory.
+    /// A name is repeated in one object, and its value is an object or an array. Qt 5.15's parser
+    /// leaks memory then.
     bool isLeaked = false;
 };
 

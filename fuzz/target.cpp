@@ -11,7 +11,7 @@ void require(bool holds, const char *what)
 {
     if (holds)
         return;
-    std::fprintf(stderr, "NOT SO: %s\n", what);
+    std::fprintf(stderr, "NOT TRUE: %s\n", what);
     std::abort();
 }
 

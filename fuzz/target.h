@@ -7,10 +7,10 @@
 #include <QByteArray>
 #include <QString>
 
-/// Ends the process with \a what and a trace unless \a holds; what the fuzzer takes for a finding.
+/// If \a holds is false, ends the process with \a what and a trace, which is a finding.
 void require(bool holds, const char *what);
 
-/// The text in \a bytes: UTF-8, or UTF-16 units behind a byte 0, among which may be halves of
+/// The text in \a bytes: UTF-8, or UTF-16 units after a byte 0. These can include halves of
 /// surrogate pairs.
 QString textOf(const QByteArray &bytes);
 

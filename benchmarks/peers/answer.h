@@ -7,8 +7,8 @@
 #include <chrono>
 #include <cstdio>
 
-/// Prints how long \a isOnline takes, in nanoseconds, and returns the program's exit status: 0 when
-/// it says that the machine is online.
+/// Prints how long \a isOnline takes, in nanoseconds. Returns the program's exit status: 0 if the
+/// machine is online.
 template <typename Question>
 int measureAnswer(Question isOnline)
 {

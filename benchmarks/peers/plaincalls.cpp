@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// The calls that a monitor makes when the first device is activated, by hand.
+// The D-Bus calls of a monitor whose first device is activated, and nothing else.
 
 #include "answer.h"
 

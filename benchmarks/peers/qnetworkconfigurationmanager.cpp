@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-#define QT_NO_DEPRECATED_WARNINGS // deprecated since Qt 5.15, and what Qt 5 itself offers
+#define QT_NO_DEPRECATED_WARNINGS // Qt 5's only class for this, deprecated since 5.15
 
 #include "answer.h"
 

@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent on the reference framework: `agent PLUGIN INI-FILE`. It ends when its input has a line,
-// or ends.
+// An agent on the reference framework: `agent PLUGIN INI-FILE`. Press Enter to stop it.
 
 #include <custompluginmanager/pluginbase.h>
 #include <syncstatus/filemanager.h>

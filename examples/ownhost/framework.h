@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// libsyncstatus.so expects these names, types and orders, and the bodies in a source file.
+// libsyncstatus.so needs these names, types and orders, and the definitions in a source file.
 #pragma once
 #include <QCommandLineOption>
 #include <QObject>

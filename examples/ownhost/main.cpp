@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent with its framework in its executable: `ownhost PLUGIN` drives one plugin.
+// An agent with the framework in its executable: `ownhost PLUGIN` drives one plugin.
 
 #include "framework.h"
 
@@ -14,13 +14,13 @@
 #include <QTimer>
 
 using namespace custompluginmanager;
-static_assert(sizeof(PluginBase) == sizeof(QObject), "the library puts its members right behind");
+static_assert(sizeof(PluginBase) == sizeof(QObject), "the library's members follow directly");
 
 PluginBase::PluginBase() = default;
 PluginBase::~PluginBase() = default;
 void PluginBase::aboutToShutdown() {}
 
-static QMap<QString, QObject *> objects; // what plugins have added to the registry
+static QMap<QString, QObject *> objects; // the registry
 
 CustomPluginManager *CustomPluginManager::instance()
 {
@@ -43,8 +43,8 @@ QObject *CustomPluginManager::getPluginImpByName(const QString &name)
     return objects.value(name);
 }
 
-// Joins the pieces "3-1-payload", "3-2-payload" and so on that the library's build makes of its
-// key: the exclusive or of the payloads is a digest of 32 bytes and the key.
+// Joins the pieces of the library's key, "3-1-payload", "3-2-payload" and "3-3-payload". The
+// exclusive or of the payloads is a digest of 32 bytes, followed by the key.
 QByteArray SecretkeySplit::recoverSecretKey(const QStringList &pieces)
 {
     QByteArray joined;

@@ -16,8 +16,7 @@ namespace {
 
 QCommandLineOption quietOption()
 {
-    return {QLatin1String("service-quiet"),
-            QLatin1String("ServicePlugin: do not tell what it sees.")};
+    return {QLatin1String("service-quiet"), QLatin1String("ServicePlugin: print nothing.")};
 }
 
 } // namespace
@@ -30,7 +29,7 @@ Service::Service()
 
 void Service::follow(QObject *syncStatus)
 {
-    // By name, through the meta-object. A SyncStatus that lacks this operation leaves it null.
+    // By name, through the meta-object. It stays null if SyncStatus has no such operation.
     QObject *monitor = nullptr;
     QMetaObject::invokeMethod(
         syncStatus, "networkMonitor", Qt::DirectConnection,
@@ -39,14 +38,15 @@ void Service::follow(QObject *syncStatus)
         say("this SyncStatus has no network monitor");
         return;
     }
-    // By signature, for the same reason; and before asking, so that no change in between is lost.
+    // By signature, for the same reason. Connects before it asks, so that no change between is
+    // lost.
     connect(monitor, SIGNAL(networkStateChange(bool)), // clazy:exclude=old-style-connect
             this, SLOT(onNetworkStateChange(bool)));
 
     bool online = false;
     QMetaObject::invokeMethod(syncStatus, "getNetworkState", Qt::DirectConnection,
                               Q_RETURN_ARG(bool, online));
-    // False is no "offline": SyncStatus tells of connectivity that it has seen, never of a loss.
+    // False does not mean "offline": SyncStatus reports gains, never losses.
     say(online ? "online: yes" : "online: not seen so far");
 }
 
@@ -61,7 +61,7 @@ void Service::say(const char *line) const
     if (m_quiet)
         return;
     std::printf("ServicePlugin: %s\n", line);
-    std::fflush(stdout); // at once, also into a pipe
+    std::fflush(stdout); // for readers of a pipe
 }
 
 ServicePlugin::~ServicePlugin()
@@ -76,8 +76,7 @@ QList<QCommandLineOption> ServicePlugin::commandOptions()
 
 bool ServicePlugin::parseArgumentOptions(const QStringList &arguments)
 {
-    // The agent has checked the command line. It may hold options of others, which are unknown
-    // here.
+    // The agent has checked the command line. It may contain options of others.
     QCommandLineParser parser;
     const QCommandLineOption quiet = quietOption();
     parser.addOption(quiet);
@@ -88,7 +87,7 @@ bool ServicePlugin::parseArgumentOptions(const QStringList &arguments)
 
 bool ServicePlugin::initialize(QString *errorString)
 {
-    Q_UNUSED(errorString) // to be set when false is returned
+    Q_UNUSED(errorString) // gets the reason if this returns false
     CustomPluginManager::addPluginImplement(&m_service);
     return true;
 }
@@ -102,7 +101,7 @@ void ServicePlugin::extensionsInitialized()
 bool ServicePlugin::delayedInitialize()
 {
     if (!m_syncStatus)
-        return false; // nothing done that takes time
+        return false; // did no work that takes time
     m_service.follow(m_syncStatus);
     return true;
 }

@@ -9,8 +9,8 @@
 #include <QObject>
 #include <QPointer>
 
-/// What this plugin offers to the others: the object that they find in the registry under the name
-/// "ServicePlugin". It follows connectivity through the object that the plugin "SyncStatus" offers.
+/// The plugin's implementation object, which other plugins find under the name "ServicePlugin". It
+/// follows connectivity through the object "SyncStatus".
 class Service : public QObject
 {
     Q_OBJECT
@@ -18,11 +18,11 @@ class Service : public QObject
 public:
     Service();
 
-    /// Asks \a syncStatus for the state of the network and follows it from then on. Blocks on D-Bus
-    /// where nobody in the process has asked before.
+    /// Asks \a syncStatus for the state of the network, and follows it from then on. Blocks on
+    /// D-Bus if it is the first call of this kind in the process.
     void follow(QObject *syncStatus);
 
-    /// Writes \a line to standard output, unless it is to be quiet.
+    /// Writes \a line to standard output, unless quiet.
     void say(const char *line) const;
     void setQuiet(bool quiet) { m_quiet = quiet; }
 
@@ -33,8 +33,8 @@ private:
     bool m_quiet = false;
 };
 
-/// A plugin that works with another one, which it knows by name only: it includes no header of
-/// SyncStatus and links nothing of it. Each operation shows what belongs into its phase.
+/// A plugin that uses another plugin by name: it includes no header of SyncStatus and does not link
+/// it. Each operation shows the work of its phase.
 class ServicePlugin : public custompluginmanager::PluginBase
 {
     Q_OBJECT
@@ -47,18 +47,18 @@ public:
     QList<QCommandLineOption> commandOptions() override;
     bool parseArgumentOptions(const QStringList &arguments) override;
 
-    /// Offers the service. Other plugins may not have done so yet, so nothing is looked up.
+    /// Adds the service to the registry. Other plugins may not have added their objects yet.
     bool initialize(QString *errorString) override;
-    /// Everyone has: looks SyncStatus up.
+    /// Finds SyncStatus: by now, every plugin has added its object.
     void extensionsInitialized() override;
-    /// The agent is up, the time for what may block: asks SyncStatus and follows it.
+    /// Asks SyncStatus and follows it. Now the agent runs, and a call may block.
     bool delayedInitialize() override;
-    /// Lets go of SyncStatus while it still exists.
+    /// Forgets SyncStatus while it still exists.
     void aboutToShutdown() override;
 
 private:
     Service m_service;
-    QPointer<QObject> m_syncStatus; // null by itself when that plugin goes first
+    QPointer<QObject> m_syncStatus; // becomes null if that plugin is deleted first
 };
 
 #endif
