@@ -10,8 +10,8 @@
 
 #include <string>
 
-/// Writes records to the platform's event log, through "/usr/lib64/libcorvel-event-log.so". An
-/// operation whose function is missing there, or whose library is, does nothing.
+/// Writes records to the platform's event log, through "/usr/lib64/libcorvel-event-log.so". If the
+/// library or its function is missing, an operation does nothing.
 ///
 /// \code
 /// EventLogUtils::get()->initSync();

@@ -33,7 +33,8 @@ namespace systemFileManager {
 /// - Logging: warnings of the category "org.corvel.license.agent", only where a line is named.
 ///
 /// Paths are Qt's: a relative path starts at the current directory, ":/name" is a resource, and
-/// QDir's search paths apply. An empty path, or one with a NUL, is a failure.
+/// QDir's search paths apply. An empty path, or one with a NUL, is a failure. New files have mode
+/// 0666 less the umask, new directories 0777.
 ///
 /// INI files must be **trusted**: a crafted value ends the process. They must be ASCII or UTF-8. If
 /// values are not ASCII, use one of the two readers only, in one thread at a time. Names,
@@ -53,13 +54,14 @@ public:
     static void writeIniConfigFile(const QMap<QString, QMap<QString, QVariant>> &config,
                                    const QString &filePath) noexcept;
 
-    /// The value of \a key in \a group as text, or \a defaultValue if the file, the group or the
-    /// key is missing. **Decodes UTF-8 as Latin-1**: "ü" comes back as "Ã¼".
+    /// The value of \a key in \a group as text, or \a defaultValue if the key is missing or the
+    /// file cannot be read. **Decodes UTF-8 as Latin-1**: "ü" comes back as "Ã¼".
     static QString readIniConfigFile(const QString &filePath, const QString &group,
                                      const QString &key, const QString &defaultValue) noexcept;
 
     /// All keys of \a group with their values, decoded as UTF-8. A key "k" of a nested group "sub"
-    /// comes as "sub/k". The group "" is the whole file. Empty if the file or the group is missing.
+    /// comes as "sub/k". The group "" is the whole file. Empty if the group is missing or the file
+    /// cannot be read.
     static QMap<QString, QString> readSettingFile(const QString &filePath,
                                                   const QString &group) noexcept;
 
@@ -69,9 +71,9 @@ public:
     /// without a line if the file is empty or has 2 GiB or more. A read error ends the data there.
     static QByteArray readFile(const QString &filePath) noexcept;
 
-    /// Makes \a data the whole content of \a filePath, in place: mode, owner and hard links stay.
-    /// Makes the file, but no directory.
-    /// Does not fsync. A write to a fifo waits for its reader while the pipe is full.
+    /// Makes \a data the whole content of \a filePath. Makes the file, but no directory. Writes in
+    /// place: mode, owner and hard links stay, and other readers can see a part. Does not fsync. A
+    /// write to a fifo waits for its reader while the pipe is full.
     ///
     /// Returns true if the system has taken any of the data: **a disk that fills up midway is a
     /// success**. Returns false if the file cannot be opened for reading and writing; logs the

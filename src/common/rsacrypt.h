@@ -28,9 +28,9 @@ namespace logEncryption {
 /// bytes and carries up to K - 11 bytes of text, with PKCS#1 v1.5 padding. Nothing protects the
 /// order or the number of blocks.
 ///
-/// Keys are RSA keys of any length, as PEM text without a passphrase. A public key whose text holds
-/// "BEGIN RSA PUBLIC KEY" anywhere is read as PKCS#1, any other as X.509 ("BEGIN PUBLIC KEY"). A
-/// private key is PKCS#1 or PKCS#8. A key that cannot be read is a failure.
+/// Keys are RSA keys of any length, as PEM text without a passphrase. A public key is PKCS#1 if
+/// its text has "BEGIN RSA PUBLIC KEY" anywhere, else X.509 ("BEGIN PUBLIC KEY"). A private key is
+/// PKCS#1 or PKCS#8. A key that cannot be read is a failure.
 ///
 /// **The host brings libcrypto**, 1.1 or 3. Without it the first call ends the process. Long texts
 /// and damaged blocks: docs/encrypted-log-text.md.
@@ -60,10 +60,11 @@ public:
     static QByteArray rsaPublicKeyDecrypt(const QByteArray &data,
                                           const QByteArray &publicKeyPem) noexcept;
 
-    /// Turns \a text into "LicenseLogEncryptSign" and, right after it, the base64 of \a text
-    /// encrypted with this library's own public key. syncstatus-logread decrypts it.
+    /// Encrypts \a text with this library's public key. Returns "LicenseLogEncryptSign" and, right
+    /// after it, the ciphertext in standard base64 with padding. syncstatus-logread decrypts it. In
+    /// a program, remove the marker, decode the base64 and call rsaPrivateKeyDecrypt().
     ///
-    /// The marker comes alone if \a text is empty or too long (1.5 GB), or if the host's
+    /// Returns the bare marker if \a text is empty or too long, or if the host's
     /// SecretkeySplit::recoverSecretKey() throws or gives no key. The text is lost then.
     static QByteArray logEncryptToBase64(const QByteArray &text) noexcept;
 };

@@ -42,8 +42,8 @@ public:
     /// of 1 GiB or more counts as none. Logs each attempt: "cmd: ", " exitStatus: ", " exitCode: ",
     /// " error: " and " errorString: ", each with its value.
     ///
-    /// **Runs a command again, at most twice**, if it did not start, a signal ended it, or it ended
-    /// 30 to 75 seconds after its start: limit it with `timeout 20`. Its standard input stays open.
+    /// **Runs a command up to three times**: again if it did not start, if a signal ended it, or if
+    /// it ended after 30 to 75 seconds. Limit it with `timeout 20`. Its standard input stays open.
     /// The host must not ignore SIGCHLD nor reap this child: every command would run three times.
     /// Attempts, memory and safety: docs/commands.md.
     static bool executeCmd(const QString &command, QString &output) noexcept;
@@ -51,8 +51,8 @@ public:
     /// The name of the rpm package that owns the program \a processName, an absolute path or a name
     /// in "/usr/bin/". Runs `rpm -qf` with executeCmd(). Empty if there is no answer.
     ///
-    /// **The name becomes a part of a shell command, unquoted.** Refuse every name from elsewhere
-    /// that has other characters than ASCII letters, digits and `. _ + - /`.
+    /// **The name becomes a part of a shell command, unquoted.** For a name from elsewhere, allow
+    /// only ASCII letters, digits and `. _ + - /`.
     ///
     /// **Not every answer is a package**: for a file without a package it is rpm's message, which
     /// has blanks. Several packages come without a separator.
@@ -63,9 +63,9 @@ public:
     static bool isValidIp(const QString &text) noexcept;
 
     /// Sets the proxy of \a socket to the SOCKS5 proxy in \a config, for its next connection:
-    /// `{"socks": {"host": "proxy.example", "port": "1080"}}`. **The port is a string.** Anything
-    /// but a number from 0 to 65535 in it gives port 0, which cannot connect, and so does a JSON
-    /// number. The proxy resolves the names that the socket connects to.
+    /// `{"socks": {"host": "proxy.example", "port": "1080"}}`. **The port is a string**, with a
+    /// number from 0 to 65535. Anything else, also a JSON number, gives port 0, which cannot
+    /// connect. The proxy resolves the names that the socket connects to.
     ///
     /// Without a "host" the socket gets no proxy at all, not even the application's. Logs "network:
     /// " with "Set network proxy success!", "Socks network proxy data is empty!" or "Socks network

@@ -36,14 +36,8 @@ A text that it cannot read stays in the log unchanged, in a mark with the reason
 a long text has a mark too, and the rest of the text is read. At the end,
 standard error says how many texts were read and how many were not.
 
-The bare word LicenseLogEncryptSign is an empty text, or the agent had no usable
-key. It is not counted. Two kinds of cut texts have no mark: a text that is cut
-within its first 64 characters, and one that is cut exactly at the end of a block
-where base64 has no padding. A 3072-bit key never has padding.
-
-On a terminal, decrypted control characters, bidirectional controls and bytes
-that are not UTF-8 are shown in the form \x1b. A file or a pipe gets every byte
-unchanged.
+On a terminal, decrypted control characters and bytes that are not UTF-8 are
+shown in the form \x1b. The manual page syncstatus-logread(1) has more.
 
 Exit status:
   0  all encrypted texts were read, or there were none

@@ -21,9 +21,9 @@
 /// - Failure: an empty result.
 /// - Logging: none.
 ///
-/// A piece is one line of ASCII, "N-i-payload", for instance "3-1-90c1…": the number of pieces, the
-/// piece's number from 1, and the payload in lower-case hexadecimal. The exclusive or of all
-/// payloads is the secret's SHA-256 digest, followed by the secret.
+/// A piece is one line of ASCII, "N-i-payload", for instance "3-1-90c1…". N is the number of
+/// pieces, i the piece's number from 1. The payload is lower-case hexadecimal. The exclusive or of
+/// all payloads is the secret's SHA-256 digest, followed by the secret.
 ///
 /// All payloads but the last are HMAC-SHA-256, keyed with the secret, over "N-i-b". The number b
 /// counts blocks of 32 bytes from 0. So the same secret gives the same pieces, and a build can be
