@@ -9,14 +9,50 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QMap>
 #include <QObject>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QVariant>
 
 #include <optional>
 
-/// Gives each test function a folder of its own and takes every line that is written: a function
-/// that leaves one untaken, or a descriptor open, fails.
+/// What is written to an INI file, and what is read of one group.
+using Config = QMap<QString, QVariantMap>;
+using Values = QMap<QString, QString>;
+
+inline QString latin1(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+/// The lines of an INI file that could be written, and of one that could not.
+inline QStringList succeeded()
+{
+    return {agentWarning(latin1("write IniConfigFile succeed"))};
+}
+inline QStringList failed(const char *status)
+{
+    return QStringList{agentWarning(latin1("write IniConfigFile fail:  QSettings::") + status)} +
+           succeeded();
+}
+
+/// The lines of a file that could not be opened, not be written, not be found.
+inline QStringList openError(const QString &path, const QString &reason)
+{
+    return {agentWarning(QStringLiteral("\"%1\" ---- \"%2\"").arg(path, reason))};
+}
+inline QStringList writeError(const QString &path)
+{
+    return {agentWarning(QStringLiteral("\"%1\"  write error!").arg(path))};
+}
+inline QStringList nonExistent(const QString &path)
+{
+    return {agentWarning(QStringLiteral("\"%1\"  non-existent.").arg(path))};
+}
+
+/// Gives each test function a folder and takes every line that is written. A function that leaves
+/// a line untaken, or a descriptor open, fails.
 class FilesFixture : public QObject
 {
     Q_OBJECT
@@ -29,7 +65,7 @@ protected:
     /// FileManager does so for 30 seconds or for ever.
     bool isOverAtOnce() const { return m_timer.elapsed() < 15000; }
 
-    // Beside the class under test, so that it is not its own judge.
+    // Not by the class under test, which would be its own judge.
     static QByteArray contentOf(const QString &path)
     {
         QFile file(path);

@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-/// Lets this process do, for a scope, what an ordinary user may and no more: root, whom no file
-/// mode stops, is somebody else meanwhile.
+/// Gives this process an ordinary user's rights for a scope. Root, whom no file mode stops, is
+/// another user meanwhile.
 class OrdinaryUser
 {
 public:
@@ -19,7 +19,7 @@ public:
     explicit OrdinaryUser(const QString &directory)
     {
         const QByteArray name = QFile::encodeName(directory);
-        // The real user too, for it is that one whom access() asks about.
+        // The real user too, because access() checks that one.
         if (m_isRoot &&
             (::chmod(name.constData(), 0777) != 0 || ::setresuid(nobody, nobody, 0) != 0))
             m_problem = QStringLiteral("root may not become an ordinary user here");
@@ -29,11 +29,11 @@ public:
     ~OrdinaryUser()
     {
         if (m_isRoot && ::setresuid(0, 0, 0) != 0)
-            qFatal("There is no way back to the user that the test began as");
+            qFatal("The process cannot become root again");
     }
     Q_DISABLE_COPY(OrdinaryUser)
 
-    /// Why it is not so; empty when it is.
+    /// Why this was not possible; empty when it was.
     [[nodiscard]] const QString &problem() const { return m_problem; }
 
 private:

@@ -3,6 +3,7 @@
 
 #include "atonce.h"
 #include "filesfixture.h"
+#include "testprogram.h"
 
 #include <syncstatus/filemanager.h>
 
@@ -18,13 +19,8 @@ namespace {
 constexpr int threadCount = 8;
 constexpr int rounds = 25;
 
-QString latin1(const char *text)
-{
-    return QString::fromLatin1(text);
-}
-
-// Everything at once, on files of the thread's own and on what all of them share, where INI values
-// are ASCII, as the header asks for. Returns how many answers were wrong.
+// Calls every operation, on the thread's own files and on shared ones. The values of the shared INI
+// file are ASCII, as the header asks for. Returns how many answers were wrong.
 int work(const QString &folder, int thread)
 {
     int wrong = 0;
@@ -32,8 +28,8 @@ int work(const QString &folder, int thread)
 
     const QString group = QStringLiteral("thread%1").arg(thread);
     const QString ownFile = folder + group;
-    const QString ownIni = ownFile + latin1(".ini");
-    const QString sharedIni = folder + latin1("shared.ini");
+    const QString ownIni = ownFile + ".ini";
+    const QString sharedIni = folder + "shared.ini";
     for (int round = 0; round < rounds; ++round) {
         const QString key = QStringLiteral("key%1").arg(round);
         const QString value = QStringLiteral("ü %1 %2").arg(thread).arg(round);
@@ -50,11 +46,11 @@ int work(const QString &folder, int thread)
         expect(FileManager::readSettingFile(ownIni, group).value(key) == value);
         expect(FileManager::readSettingFile(sharedIni, group).value(key) == key);
         expect(FileManager::readIniConfigFile(sharedIni, group, key, QString()) == key);
-        expect(FileManager::readIniConfigFile(ownIni, group, latin1("none"), value) == value);
+        expect(FileManager::readIniConfigFile(ownIni, group, "none", value) == value);
 
         QJsonDocument document;
         expect(FileManager::parseJson(R"({"k":")" + value.toUtf8() + R"("})", document));
-        expect(FileManager::parseJsonData(document).value(latin1("k")) == value);
+        expect(FileManager::parseJsonData(document).value("k") == value);
         expect(FileManager::transQBytearrayToJsonDocument("{").isNull());
     }
     return wrong;
@@ -62,7 +58,7 @@ int work(const QString &folder, int thread)
 
 } // namespace
 
-class Threads : public FilesFixture
+class TestFileThreads : public FilesFixture
 {
     Q_OBJECT
 
@@ -70,7 +66,7 @@ private Q_SLOTS:
     void eightAtOnce();
 };
 
-void Threads::eightAtOnce()
+void TestFileThreads::eightAtOnce()
 {
     const QString folder = path(QString()) + QLatin1Char('/');
     std::atomic<int> wrong{0};
@@ -79,9 +75,9 @@ void Threads::eightAtOnce()
 
     const QStringList lines = takeLines();
     constexpr int all = threadCount * rounds;
-    QCOMPARE(lines.count(agentWarning(latin1("write IniConfigFile succeed"))), 2 * all);
-    QCOMPARE(lines.count(agentWarning(latin1("QJsonParseError  \"unterminated object\""))), all);
-    QCOMPARE(lines.filter(latin1("\"  non-existent.")).size(), all);
+    QCOMPARE(lines.count(agentWarning("write IniConfigFile succeed")), 2 * all);
+    QCOMPARE(lines.count(agentWarning("QJsonParseError  \"unterminated object\"")), all);
+    QCOMPARE(lines.filter("\"  non-existent.").size(), all);
     QCOMPARE(lines.size(), 4 * all);
 
     for (int i = 0; i < threadCount; ++i) {
@@ -93,12 +89,12 @@ void Threads::eightAtOnce()
             own[key] = QStringLiteral("ü %1 %2").arg(i).arg(round);
             shared[key] = key;
         }
-        QCOMPARE(FileManager::readSettingFile(folder + group + latin1(".ini"), group), own);
-        QCOMPARE(FileManager::readSettingFile(folder + latin1("shared.ini"), group), shared);
+        QCOMPARE(FileManager::readSettingFile(folder + group + ".ini", group), own);
+        QCOMPARE(FileManager::readSettingFile(folder + "shared.ini", group), shared);
     }
     for (int round = 0; round < rounds; ++round)
         QVERIFY(QFileInfo(folder + QStringLiteral("shared/%1/a/b").arg(round)).isDir());
 }
 
-QTEST_GUILESS_MAIN(Threads)
-#include "threads.moc"
+SYNCSTATUS_TEST(TestFileThreads)
+#include "tst_filethreads.moc"

@@ -3,6 +3,7 @@
 
 #include "childprocess.h"
 #include "filesfixture.h"
+#include "testprogram.h"
 #include "testseed.h"
 
 #include <syncstatus/filemanager.h>
@@ -25,20 +26,10 @@ using systemFileManager::FileManager;
 
 namespace {
 
-using Values = QMap<QString, QString>;
-using Config = QMap<QString, QVariantMap>;
-
-const QString succeeded = agentWarning(QStringLiteral("write IniConfigFile succeed"));
-
-QString latin1(const char *text)
-{
-    return QString::fromLatin1(text);
-}
-
-// What the two formats agree on. Names: ASCII letters, digits, "_", "-" and ".", all that QSettings
-// writes unescaped; but "General", "%" and the like, which mean something to one side. Values: text
-// on one line without the characters that QSettings quotes or escapes (" \ , ; = @ and control
-// characters), without blanks at the ends, which configparser strips, and within the basic plane.
+// Writes only what means the same to QSettings and to configparser. Names: ASCII letters, digits,
+// "_", "-" and ".", which QSettings does not escape. Values: text on one line, within the basic
+// plane, without what QSettings quotes or escapes (" \ , ; = @ and control characters), and without
+// blanks at the ends, which configparser strips.
 class Generator
 {
 public:
@@ -98,7 +89,7 @@ Values asText(const QVariantMap &group)
 
 } // namespace
 
-class IniPeers : public FilesFixture
+class TestIniPeers : public FilesFixture
 {
     Q_OBJECT
 
@@ -109,19 +100,13 @@ private Q_SLOTS:
     void addsToWhatPythonWrote();
     void twoProcessesWriteOneFile();
     void twoProcessesMakeOneFile();
-    void aLockThatIsHeldIsWaitedFor_data();
-    void aLockThatIsHeldIsWaitedFor();
-    void theLockOfADeadProcessIsTakenOver();
-    void aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds_data();
-    void aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds();
-    void aDirectoryInThePlaceOfTheLockIsWaitedFor();
 
 private:
     QByteArray python(const QString &what, const QString &file, const QByteArray &input = {})
     {
         QProcess process;
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(m_python, {latin1(CONFIGPARSER_PEER), what, file});
+        process.start(m_python, {CONFIGPARSER_PEER, what, file});
         process.write(input);
         process.closeWriteChannel();
         if (!process.waitForFinished() || process.exitCode() != 0)
@@ -132,8 +117,8 @@ private:
     // Lets two writers put \a count keys each into \a file, from the same moment on.
     static bool startWriters(QProcess &first, QProcess &second, const QString &file, int count)
     {
-        first.start(latin1(INI_WRITER), {file, latin1("first"), QString::number(count)});
-        second.start(latin1(INI_WRITER), {file, latin1("second"), QString::number(count)});
+        first.start(INI_WRITER, {file, "first", QString::number(count)});
+        second.start(INI_WRITER, {file, "second", QString::number(count)});
         if (!first.waitForStarted() || !second.waitForStarted())
             return false;
         first.closeWriteChannel();
@@ -149,22 +134,18 @@ private:
         }
         return values;
     }
-    static bool makeOlder(const QString &file, int seconds)
-    {
-        const timespec times[] = {{0, UTIME_OMIT}, {std::time(nullptr) - seconds, 0}};
-        return ::utimensat(AT_FDCWD, QFile::encodeName(file).constData(), times, 0) == 0;
-    }
 
     quint32 m_seed = 0;
     QString m_python = QStandardPaths::findExecutable(QStringLiteral("python3"));
 };
 
-void IniPeers::initTestCase()
+// Before the first init(), which captures what is written.
+void TestIniPeers::initTestCase()
 {
     m_seed = testSeed();
 }
 
-void IniPeers::pythonReadsWhatIsWritten()
+void TestIniPeers::pythonReadsWhatIsWritten()
 {
     if (m_python.isEmpty())
         QSKIP("There is no python3 to read with");
@@ -174,12 +155,12 @@ void IniPeers::pythonReadsWhatIsWritten()
         const QString file = path(QStringLiteral("written%1.ini").arg(i));
         const Config config = generator.config();
         FileManager::writeIniConfigFile(config, file);
-        QCOMPARE(takeLines(), {succeeded});
-        QCOMPARE(QJsonDocument::fromJson(python(latin1("read"), file)).object(), toJson(config));
+        QCOMPARE(takeLines(), succeeded());
+        QCOMPARE(QJsonDocument::fromJson(python("read", file)).object(), toJson(config));
     }
 }
 
-void IniPeers::readsWhatPythonWrites()
+void TestIniPeers::readsWhatPythonWrites()
 {
     if (m_python.isEmpty())
         QSKIP("There is no python3 to write with");
@@ -188,7 +169,7 @@ void IniPeers::readsWhatPythonWrites()
     for (int i = 0; i < 5; ++i) {
         const QString file = path(QStringLiteral("python%1.ini").arg(i));
         const Config config = generator.config();
-        python(latin1("write"), file, QJsonDocument(toJson(config)).toJson());
+        python("write", file, QJsonDocument(toJson(config)).toJson());
         for (auto it = config.cbegin(); it != config.cend(); ++it)
             QCOMPARE(FileManager::readSettingFile(file, it.key()), asText(it.value()));
 
@@ -202,41 +183,41 @@ void IniPeers::readsWhatPythonWrites()
     }
 }
 
-void IniPeers::addsToWhatPythonWrote()
+void TestIniPeers::addsToWhatPythonWrote()
 {
     if (m_python.isEmpty())
         QSKIP("There is no python3 to write and read with");
 
     Generator generator(m_seed + 2);
-    const QString file = path(latin1("both.ini"));
+    const QString file = path("both.ini");
     Config config = generator.config();
-    python(latin1("write"), file, QJsonDocument(toJson(config)).toJson());
+    python("write", file, QJsonDocument(toJson(config)).toJson());
     const Config added = generator.config();
     FileManager::writeIniConfigFile(added, file);
-    QCOMPARE(takeLines(), {succeeded});
+    QCOMPARE(takeLines(), succeeded());
 
     for (auto group = added.cbegin(); group != added.cend(); ++group) {
         for (auto entry = group->cbegin(); entry != group->cend(); ++entry)
             config[group.key()][entry.key()] = entry.value();
     }
-    QCOMPARE(QJsonDocument::fromJson(python(latin1("read"), file)).object(), toJson(config));
+    QCOMPARE(QJsonDocument::fromJson(python("read", file)).object(), toJson(config));
 }
 
-void IniPeers::twoProcessesWriteOneFile()
+void TestIniPeers::twoProcessesWriteOneFile()
 {
     constexpr int count = 100;
-    const QString file = path(latin1("shared.ini"));
+    const QString file = path("shared.ini");
     QVERIFY(store(file, "[other]\nkept=\xc3\xbc\n"));
     QProcess first;
     QProcess second;
     QVERIFY(startWriters(first, second, file, count));
 
-    // A reader beside them sees a whole file at any moment: every value whole, no key gone again.
+    // Meanwhile a reader always sees a whole file: every value is whole, no key disappears.
     int seen = 0;
     while (first.state() != QProcess::NotRunning || second.state() != QProcess::NotRunning) {
         first.waitForFinished(1);
         second.waitForFinished(1);
-        const Values values = FileManager::readSettingFile(file, latin1("shared"));
+        const Values values = FileManager::readSettingFile(file, "shared");
         for (auto it = values.cbegin(); it != values.cend(); ++it)
             QCOMPARE(it.value(), QStringLiteral("ü of ") + it.key());
         QVERIFY2(values.size() >= seen, qPrintable(QString::number(seen)));
@@ -251,15 +232,14 @@ void IniPeers::twoProcessesWriteOneFile()
     }
 
     // A copy, because QSettings may have read an old version and noted the time of the new one.
-    const QString copy = path(latin1("copy.ini"));
+    const QString copy = path("copy.ini");
     QVERIFY(QFile::copy(file, copy));
-    QCOMPARE(FileManager::readSettingFile(copy, latin1("shared")), writtenByBoth(count));
-    QCOMPARE(FileManager::readSettingFile(copy, latin1("other")).value(latin1("kept")),
-             QStringLiteral("ü"));
-    QVERIFY(!QFile::exists(file + latin1(".lock")));
+    QCOMPARE(FileManager::readSettingFile(copy, "shared"), writtenByBoth(count));
+    QCOMPARE(FileManager::readSettingFile(copy, "other").value("kept"), QStringLiteral("ü"));
+    QVERIFY(!QFile::exists(file + ".lock"));
 }
 
-void IniPeers::twoProcessesMakeOneFile()
+void TestIniPeers::twoProcessesMakeOneFile()
 {
     constexpr int count = 2;
     for (int i = 0; i < 10; ++i) {
@@ -274,101 +254,10 @@ void IniPeers::twoProcessesMakeOneFile()
             QCOMPARE(lines.count('\n'), count);
             QCOMPARE(lines.count("write IniConfigFile succeed"), count);
         }
-        QCOMPARE(FileManager::readSettingFile(file, latin1("shared")), writtenByBoth(count));
-        QVERIFY(!QFile::exists(file + latin1(".lock")));
+        QCOMPARE(FileManager::readSettingFile(file, "shared"), writtenByBoth(count));
+        QVERIFY(!QFile::exists(file + ".lock"));
     }
 }
 
-void IniPeers::aLockThatIsHeldIsWaitedFor_data()
-{
-    QTest::addColumn<int>("age"); // seconds
-    QTest::newRow("a new lock") << 0;
-    QTest::newRow("an old lock") << 40;
-}
-
-void IniPeers::aLockThatIsHeldIsWaitedFor()
-{
-    QFETCH(int, age);
-
-    const QString file = path(latin1("held.ini"));
-    QVERIFY(store(file, "[g]\nk=1\n"));
-    ChildProcess holder;
-    QVERIFY(holder.startServer(latin1(LOCK_HOLDER), {file + latin1(".lock"), latin1("1000")}));
-    QVERIFY(makeOlder(file + latin1(".lock"), age));
-    // Readers don't wait.
-    QCOMPARE(FileManager::readSettingFile(file, latin1("g")).value(latin1("k")), latin1("1"));
-    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 2}}}}, file);
-    QElapsedTimer end;
-    end.start();
-
-    QCOMPARE(takeLines(), {succeeded});
-    QCOMPARE(contentOf(file), QByteArray("[g]\nk=2\n"));
-    const qint64 freed = holder.waitForLine().toLongLong();
-    QVERIFY(freed > 0);
-    QVERIFY2(end.msecsSinceReference() >= freed, qPrintable(QString::number(freed)));
-    QVERIFY(holder.waitForFinished());
-}
-
-void IniPeers::theLockOfADeadProcessIsTakenOver()
-{
-    const QString file = path(latin1("left.ini"));
-    ChildProcess holder;
-    QVERIFY(holder.startServer(latin1(LOCK_HOLDER), {file + latin1(".lock"), latin1("600000")}));
-    holder.stop();
-    QVERIFY(QFile::exists(file + latin1(".lock")));
-    QElapsedTimer timer;
-    timer.start();
-    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, file);
-    QVERIFY2(timer.elapsed() < 25000, qPrintable(QString::number(timer.elapsed())));
-    QCOMPARE(takeLines(), {succeeded});
-    QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
-    QVERIFY(!QFile::exists(file + latin1(".lock")));
-}
-
-void IniPeers::aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds_data()
-{
-    QTest::addColumn<int>("age");
-    QTest::addColumn<int>("atLeast"); // milliseconds
-    QTest::newRow("older") << 31 << 0;
-    QTest::newRow("not yet so old") << 28 << 1000; // 30 s less 28, and the second that time() is in
-}
-
-void IniPeers::aLockThatNobodyHoldsIsTakenOverAfterThirtySeconds()
-{
-    QFETCH(int, age);
-    QFETCH(int, atLeast);
-
-    const QString file = path(latin1("foreign.ini"));
-    QVERIFY(store(file + latin1(".lock"), ""));
-    QVERIFY(makeOlder(file + latin1(".lock"), age));
-    QElapsedTimer timer;
-    timer.start();
-    FileManager::writeIniConfigFile({{latin1("g"), {{latin1("k"), 1}}}}, file);
-    const qint64 elapsed = timer.elapsed();
-    QVERIFY2(elapsed >= atLeast && elapsed < 25000, qPrintable(QString::number(elapsed)));
-    QCOMPARE(takeLines(), {succeeded});
-    QCOMPARE(contentOf(file), QByteArray("[g]\nk=1\n"));
-    QVERIFY(!QFile::exists(file + latin1(".lock")));
-}
-
-void IniPeers::aDirectoryInThePlaceOfTheLockIsWaitedFor()
-{
-    const QString file = path(latin1("blocked.ini"));
-    const QString lock = file + latin1(".lock");
-    QVERIFY(QDir().mkdir(lock));
-    QVERIFY(makeOlder(lock, 40)); // a file of this age would be taken over
-    QProcess writer;
-    writer.start(latin1(INI_WRITER), {file, latin1("key"), latin1("1")});
-    QVERIFY(writer.waitForStarted());
-    writer.closeWriteChannel();
-    QVERIFY(!writer.waitForFinished(1000));
-    QVERIFY(!QFile::exists(file));
-
-    QVERIFY(QDir().rmdir(lock));
-    QVERIFY(writer.waitForFinished());
-    QCOMPARE(writer.exitCode(), 0);
-    QCOMPARE(FileManager::readSettingFile(file, latin1("shared")).size(), 1);
-}
-
-QTEST_GUILESS_MAIN(IniPeers)
-#include "inipeers.moc"
+SYNCSTATUS_TEST(TestIniPeers)
+#include "tst_inipeers.moc"
