@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     const QString text = textOf(QByteArray(reinterpret_cast<const char *>(bytes), int(size)));
     const bool isValid = Utils::isValidIp(text);
     require(isValid == isDottedQuad(text), "the parser's answer");
-    require(!isValid || systemTakes(withoutLeadingZeros(text)), "the system takes it");
-    require(isValid || !systemTakes(text), "the system does not take it");
+    require(!isValid || systemTakes(withoutLeadingZeros(text)), "the system accepts it");
+    require(isValid || !systemTakes(text), "the system does not accept it");
     return 0;
 }

@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     require(isJson == judgement.isJson || judgement.isUnclear, "JSON or not");
 
     if (!isJson) {
-        require(document == before, "the document is left alone");
+        require(document == before, "the document is unchanged");
         require(other.isNull(), "no document");
         require(FileManager::parseJsonData(other).isEmpty(), "an empty map");
         require(lines.size() == 1 && otherLines.size() == 1, "a line each");

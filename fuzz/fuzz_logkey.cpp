@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     require(joined.isEmpty() ||
                 buildTakes.match(QString::fromLatin1(input.data.constData(), input.data.size()))
                     .hasMatch(),
-            "the build takes it");
+            "the build accepts it");
 
     const QStringList pieces = SecretkeySplit::splitSecretKey(input.pem, keyPieceCount);
     error.clear();

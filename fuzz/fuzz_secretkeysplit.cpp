@@ -36,7 +36,7 @@ void splitAndRecover(const QByteArray &secret, int count, int variation)
         return;
     }
     require(pieces.size() == count, "as many pieces as asked for");
-    require(joined(pieces) == secret, "the pieces hold the secret");
+    require(joined(pieces) == secret, "the pieces contain the secret");
 
     std::rotate(pieces.begin(), pieces.begin() + variation % count, pieces.end());
     require(SecretkeySplit::recoverSecretKey(pieces) == secret, "the secret comes back");
@@ -64,7 +64,7 @@ void recoverAnything(const QByteArray &text)
         QString::fromUtf8(text.constData(), text.size()).split(QLatin1Char('\n'));
     const QByteArray secret = SecretkeySplit::recoverSecretKey(pieces);
     if (!secret.isEmpty())
-        require(joined(pieces) == secret, "the pieces hold the secret");
+        require(joined(pieces) == secret, "the pieces contain the secret");
 }
 
 } // namespace

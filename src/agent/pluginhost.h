@@ -25,7 +25,7 @@ namespace custompluginmanager {
 class PluginBase;
 }
 
-/// What the agent knows of one file of a plugin directory.
+/// One file of a plugin directory.
 struct Plugin
 {
     Q_GADGET

@@ -47,7 +47,7 @@ public:
     /// Sets each key of \a config (group -> key -> value) in the INI file \a filePath. Keeps the
     /// other keys. Makes the file and missing directories.
     ///
-    /// **Only the log tells of a failure**: "write IniConfigFile fail: " and the QSettings::Status.
+    /// **Only the log reports a failure**: "write IniConfigFile fail: " and the QSettings::Status.
     /// The line "write IniConfigFile succeed" ends every call, also a failed one.
     ///
     /// Waits without limit while another process holds the file's lock, "<filePath>.lock".

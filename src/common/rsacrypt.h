@@ -49,7 +49,7 @@ public:
     /// their texts without a gap.
     ///
     /// **A damaged block gives nothing or noise**, depending on the release of OpenSSL. Noise looks
-    /// like text. Refuses each key text that holds "ENCRYPTED", so that OpenSSL never asks for a
+    /// like text. Refuses each key text with "ENCRYPTED" in it, so that OpenSSL never asks for a
     /// passphrase.
     static QByteArray rsaPrivateKeyDecrypt(const QByteArray &data,
                                            const QByteArray &privateKeyPem) noexcept;
