@@ -6,9 +6,10 @@
 
 #include "opensslstandins.h"
 
+#include "standin.h"
+
 #include <QScopedValueRollback>
 
-#include <dlfcn.h>
 #include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
@@ -18,16 +19,14 @@ OpensslStandIns standIns;
 
 namespace {
 
-// Whether a real function is at work: what it calls itself ends up here as well and is its own
-// business.
+// Whether a function of OpenSSL is running. What it calls in turn is not noted.
 bool atWork = false;
 
-// Calls the function that would have been called without the stand-in, which is given for its type.
-template <typename Result, typename... Arguments, typename... Given>
-Result callReal(Result (*)(Arguments...), const char *name, Given... arguments)
+template <typename Function, typename... Arguments>
+auto callReal(Function *real, Arguments... arguments)
 {
     const QScopedValueRollback<bool> guard(atWork, true);
-    return reinterpret_cast<Result (*)(Arguments...)>(dlsym(RTLD_NEXT, name))(arguments...);
+    return real(arguments...);
 }
 
 bool note(const char *name)
@@ -37,18 +36,19 @@ bool note(const char *name)
     return !atWork;
 }
 
-template <typename Function>
-RSA *read(Function *standIn, const char *name, BIO *bio, RSA **key, pem_password_cb *callback,
+using Reader = RSA *(BIO *, RSA **, pem_password_cb *, void *);
+
+RSA *read(Reader *real, const char *name, BIO *bio, RSA **key, pem_password_cb *callback,
           void *data)
 {
     if (!note(name))
-        return callReal(standIn, name, bio, key, callback, data);
+        return callReal(real, bio, key, callback, data);
     standIns.readerHadObject = *key;
     standIns.readerHadCallback = callback || data;
     RSA *result = nullptr;
     switch (standIns.reader) {
     case OpensslStandIns::ReaderWorks:
-        result = callReal(standIn, name, bio, key, callback, data);
+        result = callReal(real, bio, key, callback, data);
         standIns.keys += int(*key != nullptr) - int(standIns.readerHadObject);
         break;
     case OpensslStandIns::ReaderFailsAndFrees:
@@ -62,22 +62,21 @@ RSA *read(Function *standIn, const char *name, BIO *bio, RSA **key, pem_password
     return result;
 }
 
-template <typename Function>
-int applyKey(Function *standIn, const char *name, int length, const unsigned char *from,
+using Block = int(int, const unsigned char *, unsigned char *, RSA *, int);
+
+int applyKey(Block *real, const char *name, int length, const unsigned char *from,
              unsigned char *to, RSA *key, int padding)
 {
     if (standIns.block)
         return standIns.block(length, from, to);
     if (note(name))
         standIns.paddings += padding;
-    return callReal(standIn, name, length, from, to, key, padding);
+    return callReal(real, length, from, to, key, padding);
 }
 
 } // namespace
 
-extern "C" {
-
-BIO *BIO_new_mem_buf(const void *buf, int len)
+STANDIN BIO *BIO_new_mem_buf(const void *buf, int len)
 {
     if (note("BIO_new_mem_buf")) {
         if (standIns.failBio) {
@@ -86,76 +85,75 @@ BIO *BIO_new_mem_buf(const void *buf, int len)
         }
         ++standIns.bios;
     }
-    return callReal(BIO_new_mem_buf, "BIO_new_mem_buf", buf, len);
+    return callReal(NEXT(BIO_new_mem_buf), buf, len);
 }
 
-void BIO_free_all(BIO *a)
+STANDIN void BIO_free_all(BIO *a)
 {
     if (note("BIO_free_all"))
         standIns.bios -= int(a != nullptr);
-    callReal(BIO_free_all, "BIO_free_all", a);
+    callReal(NEXT(BIO_free_all), a);
 }
 
-RSA *RSA_new()
+STANDIN RSA *RSA_new()
 {
     if (note("RSA_new")) {
         if (standIns.failRsaNew)
             return nullptr;
         ++standIns.keys;
     }
-    return callReal(RSA_new, "RSA_new");
+    return callReal(NEXT(RSA_new));
 }
 
-void RSA_free(RSA *r)
+STANDIN void RSA_free(RSA *r)
 {
     if (note("RSA_free"))
         standIns.keys -= int(r != nullptr);
-    callReal(RSA_free, "RSA_free", r);
+    callReal(NEXT(RSA_free), r);
 }
 
-int RSA_size(const RSA *rsa)
+STANDIN int RSA_size(const RSA *rsa)
 {
-    return note("RSA_size") && standIns.keySize ? *standIns.keySize
-                                                : callReal(RSA_size, "RSA_size", rsa);
+    return note("RSA_size") && standIns.keySize ? *standIns.keySize : callReal(NEXT(RSA_size), rsa);
 }
 
-RSA *PEM_read_bio_RSAPublicKey(BIO *bio, RSA **key, pem_password_cb *callback, void *data)
+STANDIN RSA *PEM_read_bio_RSAPublicKey(BIO *bio, RSA **key, pem_password_cb *callback, void *data)
 {
-    return read(PEM_read_bio_RSAPublicKey, "PEM_read_bio_RSAPublicKey", bio, key, callback, data);
+    return read(NEXT(PEM_read_bio_RSAPublicKey), "PEM_read_bio_RSAPublicKey", bio, key, callback,
+                data);
 }
 
-RSA *PEM_read_bio_RSA_PUBKEY(BIO *bio, RSA **key, pem_password_cb *callback, void *data)
+STANDIN RSA *PEM_read_bio_RSA_PUBKEY(BIO *bio, RSA **key, pem_password_cb *callback, void *data)
 {
-    return read(PEM_read_bio_RSA_PUBKEY, "PEM_read_bio_RSA_PUBKEY", bio, key, callback, data);
+    return read(NEXT(PEM_read_bio_RSA_PUBKEY), "PEM_read_bio_RSA_PUBKEY", bio, key, callback, data);
 }
 
-RSA *PEM_read_bio_RSAPrivateKey(BIO *bio, RSA **key, pem_password_cb *callback, void *data)
+STANDIN RSA *PEM_read_bio_RSAPrivateKey(BIO *bio, RSA **key, pem_password_cb *callback, void *data)
 {
-    return read(PEM_read_bio_RSAPrivateKey, "PEM_read_bio_RSAPrivateKey", bio, key, callback, data);
+    return read(NEXT(PEM_read_bio_RSAPrivateKey), "PEM_read_bio_RSAPrivateKey", bio, key, callback,
+                data);
 }
 
-int RSA_public_encrypt(int flen, const unsigned char *from, unsigned char *to, RSA *rsa,
-                       int padding)
+STANDIN int RSA_public_encrypt(int flen, const unsigned char *from, unsigned char *to, RSA *rsa,
+                               int padding)
 {
-    return applyKey(RSA_public_encrypt, "RSA_public_encrypt", flen, from, to, rsa, padding);
+    return applyKey(NEXT(RSA_public_encrypt), "RSA_public_encrypt", flen, from, to, rsa, padding);
 }
 
-int RSA_private_decrypt(int flen, const unsigned char *from, unsigned char *to, RSA *rsa,
-                        int padding)
+STANDIN int RSA_private_decrypt(int flen, const unsigned char *from, unsigned char *to, RSA *rsa,
+                                int padding)
 {
-    return applyKey(RSA_private_decrypt, "RSA_private_decrypt", flen, from, to, rsa, padding);
+    return applyKey(NEXT(RSA_private_decrypt), "RSA_private_decrypt", flen, from, to, rsa, padding);
 }
 
-int RSA_public_decrypt(int flen, const unsigned char *from, unsigned char *to, RSA *rsa,
-                       int padding)
+STANDIN int RSA_public_decrypt(int flen, const unsigned char *from, unsigned char *to, RSA *rsa,
+                               int padding)
 {
-    return applyKey(RSA_public_decrypt, "RSA_public_decrypt", flen, from, to, rsa, padding);
+    return applyKey(NEXT(RSA_public_decrypt), "RSA_public_decrypt", flen, from, to, rsa, padding);
 }
 
-void ERR_clear_error()
+STANDIN void ERR_clear_error()
 {
     note("ERR_clear_error");
-    callReal(ERR_clear_error, "ERR_clear_error");
+    callReal(NEXT(ERR_clear_error));
 }
-
-} // extern "C"

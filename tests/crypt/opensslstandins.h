@@ -9,16 +9,13 @@
 #include <functional>
 #include <optional>
 
-/// What the library gets instead of libcrypto's functions in a program that is built with
-/// opensslstandins.cpp: each notes that it was called and, unless told otherwise here, calls the
-/// real one.
+/// In a program with opensslstandins.cpp, the library calls stand-ins for libcrypto's functions.
+/// Each notes its call and then calls the real function, unless this says otherwise.
 struct OpensslStandIns
 {
-    /// The names of the functions called, in order. Block operations that are replaced are not
-    /// noted.
+    /// The names of the functions called, in order, without replaced block operations.
     QStringList calls;
-    /// What was handed to the PEM reader: whether there was an object to fill, and whether there
-    /// was a callback or data for one.
+    /// Whether the PEM reader was given an object to fill, and a callback or data for one.
     bool readerHadObject = false;
     bool readerHadCallback = false;
     /// The paddings asked for.
@@ -34,7 +31,7 @@ struct OpensslStandIns
     enum { ReaderWorks, ReaderFails, ReaderFailsAndFrees } reader = ReaderWorks;
     /// The length of every key in bytes, if given.
     std::optional<int> keySize;
-    /// Does a block in place of RSA_public_encrypt() or RSA_private_decrypt().
+    /// Replaces RSA_public_encrypt() and the two decryptions.
     std::function<int(int length, const unsigned char *from, unsigned char *to)> block;
 };
 

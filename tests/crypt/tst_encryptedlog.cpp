@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "logcapture.h"
+#include "testprogram.h"
 
 #include <syncstatus/rsacrypt.h>
 
@@ -147,6 +148,5 @@ void TestEncryptedLog::theReaderGivesTheWordsOfALineInTheJournal()
     QVERIFY(!read.contains("LicenseLogEncryptSign"));
 }
 
-QTEST_GUILESS_MAIN(TestEncryptedLog)
-
+SYNCSTATUS_TEST(TestEncryptedLog)
 #include "tst_encryptedlog.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "opensslprogram.h"
+#include "testprogram.h"
 
 #include <custompluginmanager/secretkeysplit.h>
 
@@ -541,6 +542,5 @@ void TestLogKey::helpTellsTheExitStatuses()
     QVERIFY(run({QStringLiteral("--version")}).output.startsWith("syncstatus-logkey "));
 }
 
-QTEST_GUILESS_MAIN(TestLogKey)
-
+SYNCSTATUS_TEST(TestLogKey)
 #include "tst_logkey.moc"

@@ -3,6 +3,7 @@
 
 #include "logkeypieces.h"
 #include "opensslprogram.h"
+#include "testprogram.h"
 
 #include <custompluginmanager/secretkeysplit.h>
 #include <syncstatus/rsacrypt.h>
@@ -36,7 +37,7 @@ QByteArray publicKey()
 /// Not when this build was given a key; and a development key is for the user who built.
 bool hasPrivateKey()
 {
-    return QFileInfo(QStringLiteral(SYNCSTATUS_TEST_PRIVATE_KEY)).isReadable();
+    return QFileInfo(QStringLiteral(DEVELOPMENT_KEY)).isReadable();
 }
 
 QByteArray derOf(const QByteArray &pem)
@@ -99,7 +100,7 @@ void TestLogLibrary::encryptedTextIsReadWithThePrivateKey()
     const QByteArray logText = RsaCrypt::logEncryptToBase64("the word");
     QVERIFY(logText.startsWith("LicenseLogEncryptSign"));
     const QByteArray ciphertext = QByteArray::fromBase64(logText.mid(21));
-    const QByteArray key = contentOf(SYNCSTATUS_TEST_PRIVATE_KEY);
+    const QByteArray key = contentOf(DEVELOPMENT_KEY);
     QCOMPARE(RsaCrypt::rsaPrivateKeyDecrypt(ciphertext, key), QByteArray("the word"));
     if (OpensslProgram::exists())
         QCOMPARE(OpensslProgram().decrypt(ciphertext, key), QByteArray("the word"));
@@ -114,7 +115,7 @@ void TestLogLibrary::theLibraryShowsNeitherKey()
         QVERIFY(library.contains(piece));
     QList<QByteArray> keys = {publicKey()};
     if (hasPrivateKey())
-        keys += contentOf(SYNCSTATUS_TEST_PRIVATE_KEY);
+        keys += contentOf(DEVELOPMENT_KEY);
     for (const QByteArray &key : qAsConst(keys)) {
         const QByteArray der = derOf(key);
         QVERIFY(der.size() > 64);
@@ -216,13 +217,12 @@ void TestLogLibrary::aCallWithoutLibcryptoEndsTheProcessWithAMessage()
 
 void TestLogLibrary::thePrivateKeyIsItsOwnersAlone()
 {
-    if (!QFile::exists(QStringLiteral(SYNCSTATUS_TEST_PRIVATE_KEY)))
+    if (!QFile::exists(QStringLiteral(DEVELOPMENT_KEY)))
         QSKIP("this build was given its key");
     const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther |
                         QFile::WriteOther | QFile::ExeOther;
-    QCOMPARE(int(QFile::permissions(QStringLiteral(SYNCSTATUS_TEST_PRIVATE_KEY)) & others), 0);
+    QCOMPARE(int(QFile::permissions(QStringLiteral(DEVELOPMENT_KEY)) & others), 0);
 }
 
-QTEST_GUILESS_MAIN(TestLogLibrary)
-
+SYNCSTATUS_TEST(TestLogLibrary)
 #include "tst_loglibrary.moc"

@@ -4,8 +4,9 @@
 #include "descriptors.h"
 #include "logcapture.h"
 #include "opensslprogram.h"
+#include "ownsplitting.h"
+#include "testprogram.h"
 
-#include <custompluginmanager/secretkeysplit.h>
 #include <syncstatus/rsacrypt.h>
 
 #include <QElapsedTimer>
@@ -23,25 +24,7 @@ namespace {
 const char marker[] = "LicenseLogEncryptSign";
 constexpr int markerSize = 21;
 
-// What the host answers, and what it has been asked.
-// clazy:excludeall=non-pod-global-static
-QByteArray joinedKey;
-QList<QStringList> asked;
-enum class Joining { Works, LacksMemory, ThrowsANumber } joining = Joining::Works;
-
 } // namespace
-
-// This host has a splitting facility of its own, in its executable. Exported, it comes before the
-// framework's.
-QByteArray SecretkeySplit::recoverSecretKey(const QStringList &pieces)
-{
-    asked += pieces;
-    if (joining == Joining::LacksMemory)
-        throw std::bad_alloc();
-    if (joining == Joining::ThrowsANumber)
-        throw 5;
-    return joinedKey;
-}
 
 class TestLogText : public QObject
 {
@@ -71,6 +54,10 @@ private:
     OpensslProgram m_openssl;
     RsaPair m_pair;
     LogCapture m_log;
+
+    // What the host joins the pieces to, and what it has been given.
+    QByteArray m_joinedKey;
+    QList<QStringList> m_given;
 };
 
 void TestLogText::initTestCase()
@@ -82,8 +69,12 @@ void TestLogText::initTestCase()
 
 void TestLogText::init()
 {
-    joinedKey = m_pair.publicSpki;
-    asked.clear();
+    m_joinedKey = m_pair.publicSpki;
+    m_given.clear();
+    recoverSecretKey = [this](const QStringList &pieces) {
+        m_given += pieces;
+        return m_joinedKey;
+    };
     ERR_put_error(ERR_LIB_USER, 0, 1, __FILE__, __LINE__);
 }
 
@@ -93,8 +84,7 @@ void TestLogText::cleanup()
     QCOMPARE(ERR_peek_error(), 0UL);
 }
 
-// Not even by the first call of the process, which this is when all functions are run: for that one
-// OpenSSL sets itself up.
+// This comes first, so that its call is the process's first one, in which OpenSSL sets itself up.
 void TestLogText::descriptorsAreNotNeeded()
 {
     const int before = openDescriptors();
@@ -105,7 +95,7 @@ void TestLogText::descriptorsAreNotNeeded()
         const DescriptorShortage shortage;
         logText = RsaCrypt::logEncryptToBase64("word");
     }
-    QVERIFY(timer.elapsed() < 10000); // no time-out, on however busy a machine
+    QVERIFY(timer.elapsed() < 10000); // it waits for nothing, also on a busy machine
     QCOMPARE(
         m_openssl.decrypt(QByteArray::fromBase64(logText.mid(markerSize)), m_pair.privatePkcs8),
         QByteArray("word"));
@@ -136,7 +126,7 @@ void TestLogText::opensslReadsTheText()
 {
     QFETCH(QByteArray, text);
     for (const QByteArray &key : {m_pair.publicSpki, m_pair.publicPkcs1}) {
-        joinedKey = key;
+        m_joinedKey = key;
         const QByteArray block =
             QByteArray::fromBase64(RsaCrypt::logEncryptToBase64(text).mid(markerSize));
         QCOMPARE(m_openssl.decrypt(block, m_pair.privatePkcs8), text);
@@ -173,17 +163,17 @@ void TestLogText::everyCallAsksTheHostForTheKey()
 {
     for (int calls = 1; calls <= 3; ++calls) {
         RsaCrypt::logEncryptToBase64("word");
-        QCOMPARE(asked.size(), calls);
+        QCOMPARE(m_given.size(), calls);
     }
 }
 
 void TestLogText::theKeyIsNotKept()
 {
     QVERIFY(RsaCrypt::logEncryptToBase64("word").size() > markerSize);
-    joinedKey.clear();
+    m_joinedKey.clear();
     QCOMPARE(RsaCrypt::logEncryptToBase64("word"), QByteArray(marker));
     const RsaPair other = m_openssl.rsaPair(1024);
-    joinedKey = other.publicSpki;
+    m_joinedKey = other.publicSpki;
     const QByteArray logText = RsaCrypt::logEncryptToBase64("word");
     QCOMPARE(m_openssl.decrypt(QByteArray::fromBase64(logText.mid(markerSize)), other.privatePkcs8),
              QByteArray("word"));
@@ -192,8 +182,8 @@ void TestLogText::theKeyIsNotKept()
 void TestLogText::theHostGetsThreePiecesInOrder()
 {
     RsaCrypt::logEncryptToBase64("word");
-    QCOMPARE(asked.size(), 1);
-    const QStringList pieces = asked.first();
+    QCOMPARE(m_given.size(), 1);
+    const QStringList pieces = m_given.first();
     QCOMPARE(pieces.size(), 3);
     for (int i = 0; i < 3; ++i) {
         const QRegularExpression form(QStringLiteral("\\A3-%1-[!-~]+\\z").arg(i + 1));
@@ -221,34 +211,35 @@ void TestLogText::aKeyThatIsNoneGivesTheMarkerAlone_data()
 void TestLogText::aKeyThatIsNoneGivesTheMarkerAlone()
 {
     QFETCH(QByteArray, key);
-    joinedKey = key;
+    m_joinedKey = key;
     QCOMPARE(RsaCrypt::logEncryptToBase64("word"), QByteArray(marker));
 }
 
 void TestLogText::joiningThatThrowsGivesTheMarkerAlone()
 {
-    for (const Joining how : {Joining::LacksMemory, Joining::ThrowsANumber}) {
-        asked.clear();
+    int calls = 0;
+    recoverSecretKey = [&](const QStringList &) -> QByteArray {
+        if (++calls == 1)
+            throw std::bad_alloc();
+        throw 5;
+    };
+    for (int call = 1; call <= 2; ++call) {
         ERR_put_error(ERR_LIB_USER, 0, 1, __FILE__, __LINE__);
-        joining = how;
-        const QByteArray logText = RsaCrypt::logEncryptToBase64("word");
-        joining = Joining::Works;
-        QCOMPARE(logText, QByteArray(marker));
-        QCOMPARE(asked.size(), 1);
+        QCOMPARE(RsaCrypt::logEncryptToBase64("word"), QByteArray(marker));
+        QCOMPARE(calls, call);
         QCOMPARE(ERR_peek_error(), 0UL);
     }
 }
 
-// Bytes that lie in the library would be gone with it.
+// Static data of the library would go away with it.
 void TestLogText::theMarkerAloneOutlivesTheLibrary()
 {
     QByteArray logText = RsaCrypt::logEncryptToBase64(QByteArray());
     QVERIFY(!logText.data_ptr()->ref.isStatic());
-    joinedKey.clear();
+    m_joinedKey.clear();
     logText = RsaCrypt::logEncryptToBase64("word");
     QVERIFY(!logText.data_ptr()->ref.isStatic());
 }
 
-QTEST_GUILESS_MAIN(TestLogText)
-
+SYNCSTATUS_TEST(TestLogText)
 #include "tst_logtext.moc"

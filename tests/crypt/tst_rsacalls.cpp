@@ -3,7 +3,10 @@
 
 #include "opensslprogram.h"
 #include "opensslstandins.h"
+#include "rsaoperations.h"
 #include "sanitizers.h"
+#include "standin.h"
+#include "testprogram.h"
 
 #include <syncstatus/rsacrypt.h>
 
@@ -17,14 +20,12 @@
 
 using logEncryption::RsaCrypt;
 
-using Operation = QByteArray (*)(const QByteArray &, const QByteArray &);
-Q_DECLARE_METATYPE(Operation)
+Q_DECLARE_METATYPE(RsaOperation)
 
 namespace {
 
-// Where the scratch buffer is while free() is to look at it, and what it held then.
+// Set to the scratch buffer, which free() then copies once before it frees it.
 const char *scratch = nullptr;
-// There is no use of it before main().
 QByteArray scratchAtFree; // clazy:exclude=non-pod-global-static
 
 } // namespace
@@ -34,7 +35,7 @@ QByteArray scratchAtFree; // clazy:exclude=non-pod-global-static
 extern "C" void __libc_free(void *memory); // NOLINT(bugprone-reserved-identifier): glibc's own name
 
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): its name is a reserved one
-extern "C" Q_DECL_EXPORT void free(void *memory) noexcept
+STANDIN void free(void *memory) noexcept
 {
     const char *const start = static_cast<const char *>(memory);
     if (scratch && start <= scratch && scratch < start + sizeof(QByteArrayData) + 16) {
@@ -44,8 +45,8 @@ extern "C" Q_DECL_EXPORT void free(void *memory) noexcept
 }
 #endif
 
-/// What RsaCrypt asks of OpenSSL, and what it makes of answers that the real one gives rarely or
-/// only in another version.
+/// What RsaCrypt asks of OpenSSL, and what it does with answers that OpenSSL gives rarely or in
+/// other versions only.
 class TestRsaCalls : public QObject
 {
     Q_OBJECT
@@ -97,7 +98,7 @@ void TestRsaCalls::cleanup()
 
 void TestRsaCalls::theFunctionsNeededAreCalledInOrder_data()
 {
-    QTest::addColumn<Operation>("operation");
+    QTest::addColumn<RsaOperation>("operation");
     QTest::addColumn<QByteArray>("key");
     QTest::addColumn<QString>("reader");
     QTest::addColumn<QString>("work");
@@ -105,9 +106,9 @@ void TestRsaCalls::theFunctionsNeededAreCalledInOrder_data()
     const QString pkcs1 = QStringLiteral("PEM_read_bio_RSAPublicKey");
     const QString spki = QStringLiteral("PEM_read_bio_RSA_PUBKEY");
     const QString secret = QStringLiteral("PEM_read_bio_RSAPrivateKey");
-    const Operation encrypt = RsaCrypt::rsaPublicKeyEncrypt;
-    const Operation decrypt = RsaCrypt::rsaPrivateKeyDecrypt;
-    const Operation recover = RsaCrypt::rsaPublicKeyDecrypt;
+    const RsaOperation encrypt = RsaCrypt::rsaPublicKeyEncrypt;
+    const RsaOperation decrypt = RsaCrypt::rsaPrivateKeyDecrypt;
+    const RsaOperation recover = RsaCrypt::rsaPublicKeyDecrypt;
     QTest::newRow("encrypt, PKCS#1")
         << encrypt << m_pair.publicPkcs1 << pkcs1 << QStringLiteral("RSA_public_encrypt");
     QTest::newRow("encrypt, SubjectPublicKeyInfo")
@@ -128,7 +129,7 @@ void TestRsaCalls::theFunctionsNeededAreCalledInOrder_data()
 
 void TestRsaCalls::theFunctionsNeededAreCalledInOrder()
 {
-    QFETCH(Operation, operation);
+    QFETCH(RsaOperation, operation);
     QFETCH(QByteArray, key);
     QFETCH(QString, reader);
     QFETCH(QString, work);
@@ -178,17 +179,17 @@ void TestRsaCalls::withoutAMarkerPublicDecryptionTriesTheKey()
 
 void TestRsaCalls::failuresFreeEverything_data()
 {
-    QTest::addColumn<Operation>("operation");
+    QTest::addColumn<RsaOperation>("operation");
     QTest::addColumn<QByteArray>("key");
-    QTest::newRow("encrypt") << Operation(RsaCrypt::rsaPublicKeyEncrypt) << m_pair.publicPkcs1;
-    QTest::newRow("decrypt") << Operation(RsaCrypt::rsaPrivateKeyDecrypt) << m_pair.privatePkcs8;
-    QTest::newRow("recover") << Operation(RsaCrypt::rsaPublicKeyDecrypt) << m_pair.publicSpki;
+    QTest::newRow("encrypt") << RsaOperation(RsaCrypt::rsaPublicKeyEncrypt) << m_pair.publicPkcs1;
+    QTest::newRow("decrypt") << RsaOperation(RsaCrypt::rsaPrivateKeyDecrypt) << m_pair.privatePkcs8;
+    QTest::newRow("recover") << RsaOperation(RsaCrypt::rsaPublicKeyDecrypt) << m_pair.publicSpki;
 }
 
-// That nothing is left is what cleanup() looks at after each.
+// cleanup() checks that nothing is left.
 void TestRsaCalls::failuresFreeEverything()
 {
-    QFETCH(Operation, operation);
+    QFETCH(RsaOperation, operation);
     QFETCH(QByteArray, key);
 
     standIns.failBio = true;
@@ -255,7 +256,7 @@ void TestRsaCalls::aBlockWithoutTextAddsNothing()
     QCOMPARE(block, 3);
 }
 
-// As OpenSSL 3.2 does it: the damaged block's place is taken by something of another length.
+// As OpenSSL 3.2 does it: for a damaged block it gives random bytes, as many as it likes.
 void TestRsaCalls::noiseForADamagedBlockIsPassedOn()
 {
     int block = 0;
@@ -358,6 +359,5 @@ void TestRsaCalls::publicDecryptionPassesItsInputWhole()
     QCOMPARE(RsaCrypt::rsaPublicKeyDecrypt(input, m_pair.publicSpki), QByteArray(128, '\0'));
 }
 
-QTEST_GUILESS_MAIN(TestRsaCalls)
-
+SYNCSTATUS_TEST(TestRsaCalls)
 #include "tst_rsacalls.moc"

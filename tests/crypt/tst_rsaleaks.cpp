@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "opensslprogram.h"
+#include "testprogram.h"
 
 #include <syncstatus/rsacrypt.h>
 
@@ -16,7 +17,7 @@ using logEncryption::RsaCrypt;
 
 namespace {
 
-// OpenSSL's allocations that are alive, and how many more of them succeed (-1: all).
+// How many of OpenSSL's allocations are alive, and how many more succeed (-1: all).
 int alive = 0;
 int granted = -1;
 
@@ -76,6 +77,8 @@ void TestRsaLeaks::initTestCase()
 {
     if (!OpensslProgram::exists())
         QSKIP("there is no openssl program to make keys");
+    // OpenSSL has not allocated anything yet.
+    QCOMPARE(CRYPTO_set_mem_functions(countedMalloc, countedRealloc, countedFree), 1);
     m_pair = m_openssl.rsaPair(1024);
 }
 
@@ -91,7 +94,7 @@ void TestRsaLeaks::nothingIsLeftBehind_data()
     const RsaPair ec = m_openssl.ecPair();
     QTest::newRow("EC public key") << ec.publicSpki;
     QTest::newRow("EC private key") << ec.privatePkcs8;
-    // Good PEM around bad DER: where a reader may free the object that it is to fill.
+    // Good PEM around bad DER: a reader may free the object that it was given.
     for (const char *name : {"PUBLIC KEY", "RSA PUBLIC KEY", "PRIVATE KEY", "RSA PRIVATE KEY"}) {
         const auto pem = [&](const QByteArray &base64) {
             return QByteArray("-----BEGIN ") + name + "-----\n" + base64 + "\n-----END " + name +
@@ -121,11 +124,11 @@ void TestRsaLeaks::nothingIsLeftBehind()
         RsaCrypt::rsaPublicKeyDecrypt(damaged, key);
         RsaCrypt::logEncryptToBase64("words");
     };
-    // What OpenSSL makes once and keeps.
+    // OpenSSL makes some objects once and keeps them.
     everyOperation();
     everyOperation();
     const int before = alive;
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 5; ++i)
         everyOperation();
     QCOMPARE(alive, before);
 }
@@ -139,8 +142,7 @@ void TestRsaLeaks::lackOfMemoryLeavesNothingBehind_data()
     QTest::newRow("PKCS#1 private key") << m_pair.privatePkcs1;
 }
 
-// One allocation more each time, until there are enough: for the BIO, the RSA object, the reader,
-// and the work with the key.
+// Each round grants one allocation more than the round before, until all operations succeed.
 void TestRsaLeaks::lackOfMemoryLeavesNothingBehind()
 {
     QFETCH(QByteArray, key);
@@ -172,14 +174,5 @@ void TestRsaLeaks::lackOfMemoryLeavesNothingBehind()
     QVERIFY(allocations > 12 && allocations < 10000);
 }
 
-int main(int argc, char **argv)
-{
-    // Before OpenSSL allocates for the first time.
-    if (CRYPTO_set_mem_functions(countedMalloc, countedRealloc, countedFree) != 1)
-        qFatal("OpenSSL's allocations cannot be counted");
-    QCoreApplication app(argc, argv);
-    TestRsaLeaks test;
-    return QTest::qExec(&test, argc, argv);
-}
-
+SYNCSTATUS_TEST(TestRsaLeaks)
 #include "tst_rsaleaks.moc"

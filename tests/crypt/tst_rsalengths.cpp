@@ -4,6 +4,7 @@
 #include "memoryuse.h"
 #include "opensslprogram.h"
 #include "opensslstandins.h"
+#include "testprogram.h"
 
 #include <syncstatus/rsacrypt.h>
 
@@ -173,6 +174,5 @@ void TestRsaLengths::logTextBeyondItsLimitIsTheMarkerAlone()
              QByteArray("LicenseLogEncryptSign"));
 }
 
-QTEST_GUILESS_MAIN(TestRsaLengths)
-
+SYNCSTATUS_TEST(TestRsaLengths)
 #include "tst_rsalengths.moc"

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "atonce.h"
+#include "testprogram.h"
 
 #include <custompluginmanager/secretkeysplit.h>
 
@@ -298,6 +299,5 @@ void TestSecretkeySplit::threadsDoNotDisturbEachOther()
     QCOMPARE(good, std::vector<int>(8, 100));
 }
 
-QTEST_APPLESS_MAIN(TestSecretkeySplit)
-
+SYNCSTATUS_TEST(TestSecretkeySplit)
 #include "tst_secretkeysplit.moc"

@@ -3,8 +3,9 @@
 
 #include "atonce.h"
 #include "opensslprogram.h"
+#include "ownsplitting.h"
+#include "testprogram.h"
 
-#include <custompluginmanager/secretkeysplit.h>
 #include <syncstatus/rsacrypt.h>
 
 #include <QtTest>
@@ -15,21 +16,7 @@
 
 using logEncryption::RsaCrypt;
 
-namespace {
-
-// What the host joins the library's pieces to.
-QByteArray joinedKey; // clazy:exclude=non-pod-global-static
-
-} // namespace
-
-// This host has a splitting facility of its own, in its executable. Exported, it comes before the
-// framework's.
-QByteArray SecretkeySplit::recoverSecretKey(const QStringList &)
-{
-    return joinedKey;
-}
-
-class Threads : public QObject
+class TestRsaThreads : public QObject
 {
     Q_OBJECT
 
@@ -37,7 +24,7 @@ private Q_SLOTS:
     void eightThreadsCallEveryOperationAtOnce();
 };
 
-void Threads::eightThreadsCallEveryOperationAtOnce()
+void TestRsaThreads::eightThreadsCallEveryOperationAtOnce()
 {
     if (!OpensslProgram::exists())
         QSKIP("there is no openssl program to make keys and to be the other side");
@@ -48,7 +35,7 @@ void Threads::eightThreadsCallEveryOperationAtOnce()
     const QByteArray signedBlock = openssl.sign("words", pair.privatePkcs8);
     const QByteArray half = pair.publicPkcs1.left(150);
     const QByteArray marker("LicenseLogEncryptSign");
-    joinedKey = other.publicSpki;
+    recoverSecretKey = [&](const QStringList &) { return other.publicSpki; };
 
     std::vector<int> good(8);
     atOnce(int(good.size()), [&](int thread) {
@@ -70,5 +57,5 @@ void Threads::eightThreadsCallEveryOperationAtOnce()
     QCOMPARE(good, std::vector<int>(8, rounds));
 }
 
-QTEST_GUILESS_MAIN(Threads)
-#include "tst_threads.moc"
+SYNCSTATUS_TEST(TestRsaThreads)
+#include "tst_rsathreads.moc"
