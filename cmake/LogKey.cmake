@@ -51,8 +51,8 @@ else()
         "A development key needs the program openssl, which is missing. Install openssl, or give a key "
         "with -DSYNCSTATUS_LOG_PUBLIC_KEY=FILE or -DSYNCSTATUS_LOG_KEY_PIECES=FILE.")
     endif()
-    # An existing private key is kept, because it may be the only one that can read a log. openssl makes
-    # the file readable by its owner only.
+    # An existing private key is kept, because it may be the only one that can read a log. Only the
+    # owner can read the file that openssl makes.
     set(private_key ${SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY})
     file(MAKE_DIRECTORY ${log_key_dir})
     set(result 0)

@@ -45,8 +45,8 @@ void moveTimeStamp(const QString &path)
         return;
 
     // Sets the present time, because everybody who may write the file may set that, and only its
-    // owner another. If the file has just been changed, this can be the same time: file systems
-    // tick, mostly every 10 ms or less, FAT every 2 s.
+    // owner another. If the file has just been changed, this can be the same time. File systems
+    // tick every 10 ms or less, FAT every 2 s.
     const QDateTime before = QFileInfo(path).lastModified(); // as QSettings compares it
     const QDeadlineTimer giveUp(3000);
     while (::futimens(file.handle(), nullptr) == 0 && QFileInfo(path).lastModified() == before &&

@@ -32,7 +32,7 @@ namespace logEncryption {
 namespace {
 
 // Not QByteArrayLiteral, whose bytes lie in the library: logEncryptToBase64() can return the bare
-// marker, and a caller may keep it after the library has been unloaded.
+// marker, and a caller may keep it longer than the library.
 // clazy:excludeall=non-pod-global-static
 const QByteArray publicKeyHeaderSymbolRSA("BEGIN RSA PUBLIC KEY");
 const QByteArray publicKeyHeaderSymbol("BEGIN PUBLIC KEY");

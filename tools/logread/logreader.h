@@ -15,10 +15,10 @@
 
 /// Puts plain text in place of the encrypted texts of a log, as the log arrives.
 ///
-/// An encrypted text is the marker "LicenseLogEncryptSign" and, directly after it, standard base64
-/// (RFC 4648, with padding) of one or more RSA blocks, each as long as the key's modulus. It can be
-/// anywhere in a line. It ends at the first byte that cannot belong to it, or where the next marker
-/// begins. All other bytes are passed on unchanged.
+/// An encrypted text is the marker "LicenseLogEncryptSign" and, directly after it, one or more RSA
+/// blocks in standard base64 with padding (RFC 4648). Each block is as long as the modulus. The
+/// text can be anywhere in a line. It ends at the first byte that cannot belong to it, or where the
+/// next marker begins. All other bytes are passed on unchanged.
 ///
 /// A text that cannot be decrypted stays unchanged, in a mark with the reason:
 ///
@@ -35,8 +35,8 @@
 /// usable key.
 ///
 /// A text whose padding is missing is cut off, even if its last block is whole. Two cuts are not
-/// noticed. One is within the first 64 characters. The other is at the end of a block where no
-/// padding is due: each block of a 3072-bit key, each third block of other sizes.
+/// noticed. One is within the first 64 characters. The other is at the end of a block that needs no
+/// padding: each block of a 3072-bit key, each third block of other sizes.
 ///
 /// Memory: a few blocks, however long the log, its lines and its encrypted texts are. It holds back
 /// at most an encrypted block or the beginning of a marker until more arrives.
