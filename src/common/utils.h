@@ -42,9 +42,9 @@ public:
     /// of 1 GiB or more counts as none. Logs each attempt: "cmd: ", " exitStatus: ", " exitCode: ",
     /// " error: " and " errorString: ", each with its value.
     ///
-    /// **Runs a command up to three times**: again if it did not start, if a signal ended it, or if
-    /// it ended after 30 to 75 seconds. Limit it with `timeout 20`. Its standard input stays open.
-    /// The host must not ignore SIGCHLD nor reap this child: every command would run three times.
+    /// **Runs a command up to three times**: again if it did not start, a signal ended it, or it
+    /// ran for 30 to 75 seconds. Limit it with `timeout 20`. Its standard input stays open. The
+    /// host must not ignore SIGCHLD nor reap this child: every command would run three times.
     /// Attempts, memory and safety: docs/commands.md.
     static bool executeCmd(const QString &command, QString &output) noexcept;
 
