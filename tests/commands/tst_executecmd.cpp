@@ -4,6 +4,8 @@
 #include "commandline.h"
 #include "descriptors.h"
 #include "logcapture.h"
+#include "standin.h"
+#include "testprogram.h"
 #include "throwsnothing.h"
 
 #include <syncstatus/utils.h>
@@ -14,7 +16,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <dlfcn.h>
 #include <poll.h>
 #include <signal.h> // NOLINT(modernize-deprecated-headers): kill is POSIX's
 #include <sys/wait.h>
@@ -29,31 +30,27 @@ using utility::Utils;
 namespace {
 
 bool recordsWaits = false;
-// There is no use of it before main().
 QVector<qint64> waits; // clazy:exclude=non-pod-global-static
 
 } // namespace
 
-// Qt waits for a process by this function. The program's own comes before the C library's: a wait
-// with a time-out is noted, and over at once.
-extern "C" __attribute__((visibility("default"))) int
-ppoll(pollfd *fds, nfds_t nfds, const timespec *timeout, const sigset_t *ss)
+// Qt waits for a process by this function. A wait with a time-out is noted, and over at once.
+STANDIN int ppoll(pollfd *fds, nfds_t nfds, const timespec *timeout, const sigset_t *ss)
 {
     if (recordsWaits && timeout) {
         waits += qRound64(double(timeout->tv_sec) + double(timeout->tv_nsec) / 1e9);
         return 0;
     }
-    return reinterpret_cast<decltype(&ppoll)>(dlsym(RTLD_NEXT, "ppoll"))(fds, nfds, timeout, ss);
+    return NEXT(ppoll)(fds, nfds, timeout, ss);
 }
 
-// Not seen by these tests: attempts after QProcess::ReadError and WriteError, which no command
-// brings about.
+// No test sees an attempt after QProcess::ReadError or WriteError: no command causes these.
 static_assert(throwsNothing(Utils::executeCmd, Utils::getPackageNameByProcessName, Utils::isValidIp,
                             Utils::setSocksNetworkProxy, Utils::compareUrlIgnoreHttpPrefix,
                             Utils::getServerDateTime));
 static_assert(!std::is_default_constructible_v<Utils>);
 
-class ExecuteCmd : public QObject
+class TestExecuteCmd : public QObject
 {
     Q_OBJECT
 
@@ -86,21 +83,21 @@ private:
     int m_descriptors = 0;
 };
 
-void ExecuteCmd::initTestCase()
+void TestExecuteCmd::initTestCase()
 {
     QString output;
-    QVERIFY(Utils::executeCmd(QStringLiteral("echo word"), output)); // Qt opens some to keep
+    QVERIFY(Utils::executeCmd("echo word", output)); // Qt opens some to keep
     m_descriptors = openDescriptors();
 }
 
-void ExecuteCmd::init()
+void TestExecuteCmd::init()
 {
     QVERIFY(m_dir.isValid());
-    QFile::remove(m_dir.filePath(QStringLiteral("runs")));
+    QFile::remove(m_dir.filePath("runs"));
 }
 
 // No child and no descriptor is left.
-void ExecuteCmd::cleanup()
+void TestExecuteCmd::cleanup()
 {
     QCOMPARE(openDescriptors(), m_descriptors);
     errno = 0;
@@ -108,7 +105,7 @@ void ExecuteCmd::cleanup()
     QCOMPARE(errno, ECHILD);
 }
 
-void ExecuteCmd::givesWhatTheCommandPrints_data()
+void TestExecuteCmd::givesWhatTheCommandPrints_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<QString>("expected");
@@ -141,7 +138,7 @@ void ExecuteCmd::givesWhatTheCommandPrints_data()
     row("a child that a signal ends is an exit code", "bash -c 'kill -9 $$'; echo $?", "137\n", 0);
 }
 
-void ExecuteCmd::givesWhatTheCommandPrints()
+void TestExecuteCmd::givesWhatTheCommandPrints()
 {
     QFETCH(QString, command);
     QFETCH(QString, expected);
@@ -155,7 +152,7 @@ void ExecuteCmd::givesWhatTheCommandPrints()
     QCOMPARE(result, !expected.isEmpty());
 }
 
-void ExecuteCmd::everyByteBecomesTheLatin1CharacterOfThatByte()
+void TestExecuteCmd::everyByteBecomesTheLatin1CharacterOfThatByte()
 {
     QString expected;
     QString format;
@@ -168,7 +165,7 @@ void ExecuteCmd::everyByteBecomesTheLatin1CharacterOfThatByte()
     QCOMPARE(output, expected);
 }
 
-void ExecuteCmd::commandReachesBashWhole_data()
+void TestExecuteCmd::commandReachesBashWhole_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<QString>("expected");
@@ -190,7 +187,7 @@ void ExecuteCmd::commandReachesBashWhole_data()
     row("its own command line", own, QStringLiteral("-c|%1|").arg(own));
 }
 
-void ExecuteCmd::commandReachesBashWhole()
+void TestExecuteCmd::commandReachesBashWhole()
 {
     QFETCH(QString, command);
     QFETCH(QString, expected);
@@ -200,11 +197,11 @@ void ExecuteCmd::commandReachesBashWhole()
     QCOMPARE(output, expected);
 }
 
-void ExecuteCmd::theLineIsWrittenOutInFull()
+void TestExecuteCmd::theLineIsWrittenOutInFull()
 {
     LogCapture log;
     QString output;
-    Utils::executeCmd(QStringLiteral("echo \"a\"\nexit 4"), output);
+    Utils::executeCmd("echo \"a\"\nexit 4", output);
     QCOMPARE(log.takeLines(),
              QStringList{QStringLiteral(
                  "warning org.corvel.license.agent: cmd:  \"echo \\\"a\\\"\\nexit 4\"  exitStatus: "
@@ -212,76 +209,74 @@ void ExecuteCmd::theLineIsWrittenOutInFull()
                  "errorString:  \"Unknown error\"")});
 }
 
-void ExecuteCmd::outputIsReplaced()
+void TestExecuteCmd::outputIsReplaced()
 {
     QString output = QStringLiteral("before");
-    QVERIFY(Utils::executeCmd(QStringLiteral("echo after"), output));
+    QVERIFY(Utils::executeCmd("echo after", output));
     QCOMPARE(output, QStringLiteral("after\n"));
-    QVERIFY(!Utils::executeCmd(QStringLiteral("true"), output));
+    QVERIFY(!Utils::executeCmd("true", output));
     QCOMPARE(output, QString());
 
     output = QStringLiteral("before");
     const ScopedVariable path("PATH", QFile::encodeName(m_dir.path()));
-    QVERIFY(!Utils::executeCmd(QStringLiteral("echo after"), output));
+    QVERIFY(!Utils::executeCmd("echo after", output));
     QCOMPARE(output, QString());
 }
 
-void ExecuteCmd::commandAndOutputMayBeOneString()
+void TestExecuteCmd::commandAndOutputMayBeOneString()
 {
     QString text = QStringLiteral("echo word");
     QVERIFY(Utils::executeCmd(text, text));
     QCOMPARE(text, QStringLiteral("word\n"));
 }
 
-void ExecuteCmd::environmentAndWorkingDirectoryAreThisProcesss()
+void TestExecuteCmd::environmentAndWorkingDirectoryAreThisProcesss()
 {
     const ScopedVariable variable("SYNCSTATUS_TEST_VARIABLE", "handed down");
     const QString previous = QDir::currentPath();
     QVERIFY(QDir::setCurrent(m_dir.path()));
     QString output;
-    const bool result =
-        Utils::executeCmd(QStringLiteral("pwd -P; echo $SYNCSTATUS_TEST_VARIABLE"), output);
+    const bool result = Utils::executeCmd("pwd -P; echo $SYNCSTATUS_TEST_VARIABLE", output);
     QVERIFY(QDir::setCurrent(previous));
     QVERIFY(result);
     QCOMPARE(output, QDir(m_dir.path()).canonicalPath() + QStringLiteral("\nhanded down\n"));
 }
 
-void ExecuteCmd::standardInputStaysOpenAndEmpty()
+void TestExecuteCmd::standardInputStaysOpenAndEmpty()
 {
     // read's status is 1 at the end of the input and over 128 when the time is up.
     QString output;
-    QVERIFY(
-        Utils::executeCmd(QStringLiteral("read -t 0.2; [ $? -gt 128 ] && echo waited"), output));
+    QVERIFY(Utils::executeCmd("read -t 0.2; [ $? -gt 128 ] && echo waited", output));
     QCOMPARE(output, QStringLiteral("waited\n"));
 }
 
-void ExecuteCmd::standardErrorIsAPipeOfItsOwn()
+void TestExecuteCmd::standardErrorIsAPipeOfItsOwn()
 {
     QString output;
-    QVERIFY(Utils::executeCmd(QStringLiteral("readlink /proc/$$/fd/1 /proc/$$/fd/2"), output));
+    QVERIFY(Utils::executeCmd("readlink /proc/$$/fd/1 /proc/$$/fd/2", output));
     const QStringList channels = output.split(QLatin1Char('\n'));
     QCOMPARE(channels.size(), 3); // the third is what follows the last new line
     const QString pipe = QStringLiteral("pipe:[");
     QVERIFY2(channels.at(0).startsWith(pipe), qPrintable(channels.at(0)));
     QVERIFY2(channels.at(1).startsWith(pipe), qPrintable(channels.at(1)));
     QVERIFY(channels.at(0) != channels.at(1));
-    // Nor is it this process's, which is a pipe as well where a program collects what tests say.
+    // It is not this process's either, which may be a pipe as well.
     std::array<char, 100> own = {};
     QVERIFY(::readlink("/proc/self/fd/2", own.data(), own.size() - 1) > 0);
     QVERIFY(channels.at(1) != QFile::decodeName(own.data()));
 }
 
-void ExecuteCmd::nothingPrintedAtTheLastMomentIsLost()
+void TestExecuteCmd::nothingPrintedAtTheLastMomentIsLost()
 {
     for (int i = 0; i < 50; ++i) {
         QString output;
-        QVERIFY(Utils::executeCmd(QStringLiteral("printf '%0200000d' 7"), output));
+        QVERIFY(Utils::executeCmd("printf '%0200000d' 7", output));
         QCOMPARE(output.size(), 200000);
         QVERIFY(output.endsWith(QLatin1Char('7')));
     }
 }
 
-void ExecuteCmd::aCommandThatCrashesIsRunThreeTimes()
+void TestExecuteCmd::aCommandThatCrashesIsRunThreeTimes()
 {
     const QString command =
         QStringLiteral("echo x >> %1/runs; echo run $(wc -l < %1/runs); kill -SEGV $$")
@@ -291,7 +286,7 @@ void ExecuteCmd::aCommandThatCrashesIsRunThreeTimes()
     QVERIFY(Utils::executeCmd(command, output));
     const QString line = crashLine(command, SIGSEGV);
     QCOMPARE(log.takeLines(), (QStringList{line, line, line}));
-    // Starting anew drops what was printed before.
+    // A new start drops what was printed before.
     QCOMPARE(output, QStringLiteral("run 3\n"));
 
     const QString silent = QStringLiteral("kill -9 $$");
@@ -301,7 +296,7 @@ void ExecuteCmd::aCommandThatCrashesIsRunThreeTimes()
     QCOMPARE(output, QString());
 }
 
-void ExecuteCmd::aCommandThatCrashesOnceIsRunTwice()
+void TestExecuteCmd::aCommandThatCrashesOnceIsRunTwice()
 {
     const QString command = QStringLiteral("echo x >> %1/runs; n=$(wc -l < %1/runs); echo run $n; "
                                            "[ $n -gt 1 ] || kill -SEGV $$; exit 6")
@@ -313,7 +308,7 @@ void ExecuteCmd::aCommandThatCrashesOnceIsRunTwice()
     QCOMPARE(output, QStringLiteral("run 2\n"));
 }
 
-void ExecuteCmd::bashMissingFromThePathIsTriedThreeTimes()
+void TestExecuteCmd::bashMissingFromThePathIsTriedThreeTimes()
 {
     const ScopedVariable path("PATH", QFile::encodeName(m_dir.path()));
     const QString command = QStringLiteral("echo word");
@@ -328,7 +323,7 @@ void ExecuteCmd::bashMissingFromThePathIsTriedThreeTimes()
     QCOMPARE(output, QString());
 }
 
-void ExecuteCmd::aGrandchildThatHoldsTheOutputOpenDoesNotDelayTheCall()
+void TestExecuteCmd::aGrandchildThatHoldsTheOutputOpenDoesNotDelayTheCall()
 {
     const QString command = QStringLiteral("sleep 1000 & echo $!");
     LogCapture log;
@@ -341,25 +336,25 @@ void ExecuteCmd::aGrandchildThatHoldsTheOutputOpenDoesNotDelayTheCall()
 
     const pid_t grandchild = output.trimmed().toInt();
     QVERIFY(grandchild > 1);
-    // It lives on, although the pipe that it prints to has no reader any more.
+    // It still runs, although nobody reads the pipe that it prints to.
     QCOMPARE(kill(grandchild, 0), 0);
     QCOMPARE(kill(grandchild, SIGKILL), 0);
     QVERIFY2(elapsed < 25000, qPrintable(QString::number(elapsed)));
 }
 
-void ExecuteCmd::linesAreWrittenOnlyWhenTheLevelIsOn()
+void TestExecuteCmd::linesAreWrittenOnlyWhenTheLevelIsOn()
 {
     LogCapture log;
-    QLoggingCategory::setFilterRules(QStringLiteral("org.corvel.license.agent.warning=false"));
+    QLoggingCategory::setFilterRules("org.corvel.license.agent.warning=false");
     QString output;
-    const bool result = Utils::executeCmd(QStringLiteral("echo word"), output);
+    const bool result = Utils::executeCmd("echo word", output);
     QLoggingCategory::setFilterRules(QString());
     QVERIFY(result);
     QCOMPARE(output, QStringLiteral("word\n"));
     QCOMPARE(log.takeLines(), QStringList());
 }
 
-void ExecuteCmd::noEventIsProcessedMeanwhile()
+void TestExecuteCmd::noEventIsProcessedMeanwhile()
 {
     QTimer timer;
     timer.setSingleShot(true);
@@ -368,16 +363,16 @@ void ExecuteCmd::noEventIsProcessedMeanwhile()
     QTimer other;
     QVERIFY(QMetaObject::invokeMethod(&other, "start", Qt::QueuedConnection));
     QString output;
-    QVERIFY(Utils::executeCmd(QStringLiteral("echo one; sleep 0.2; echo two"), output));
-    QVERIFY(!Utils::executeCmd(QStringLiteral("kill -9 $$"), output));
+    QVERIFY(Utils::executeCmd("echo one; sleep 0.2; echo two", output));
+    QVERIFY(!Utils::executeCmd("kill -9 $$", output));
     QCOMPARE(fired.count(), 0);
     QVERIFY(!other.isActive());
     QTRY_COMPARE(fired.count(), 1);
     QTRY_VERIFY(other.isActive());
 }
 
-// Not for the start, and then for the end.
-void ExecuteCmd::anAttemptWaitsOnce()
+// Not once for the start and once for the end.
+void TestExecuteCmd::anAttemptWaitsOnce()
 {
     const QString command = QStringLiteral("exec sleep 60");
     QString output;
@@ -390,5 +385,5 @@ void ExecuteCmd::anAttemptWaitsOnce()
     QCOMPARE(log.take().size(), 5); // three of executeCmd's, and two of Qt's in between
 }
 
-QTEST_GUILESS_MAIN(ExecuteCmd)
+SYNCSTATUS_TEST(TestExecuteCmd)
 #include "tst_executecmd.moc"

@@ -3,17 +3,15 @@
 
 #include "commandline.h"
 #include "logcapture.h"
+#include "testprogram.h"
 
 #include <syncstatus/utils.h>
 
 #include <QFile>
 #include <QProcess>
-#include <QScopedPointer>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
-
-#include <utility>
 
 using utility::Utils;
 
@@ -49,9 +47,47 @@ QString run(const QString &program, const QStringList &arguments)
            QString::fromLocal8Bit(process.readAll());
 }
 
+struct Package
+{
+    QString name;
+    QString programs; // its files, separated by blanks
+    QString how;      // it is installed: an option of rpm
+};
+
+/// Builds a package and installs it with the database in \a home. Returns what went wrong.
+QString buildAndInstall(const Package &package, const QString &home)
+{
+    const QString spec = QStringLiteral("%define programs %1\n"
+                                        "Name: %2\n"
+                                        "Version: 1\n"
+                                        "Release: 1\n"
+                                        "Summary: A program that only the database knows\n"
+                                        "License: none\n"
+                                        "BuildArch: noarch\n"
+                                        "%define __os_install_post %{nil}\n"
+                                        "%description\n"
+                                        "%{summary}.\n"
+                                        "%install\n"
+                                        "for file in %{programs}; do\n"
+                                        "  install -D /dev/null %{buildroot}$file\n"
+                                        "done\n"
+                                        "%files\n"
+                                        "%(printf '%s\\n' %{programs})\n")
+                             .arg(package.programs, package.name);
+    const QString specFile = QStringLiteral("%1/%2.spec").arg(home, package.name);
+    if (!writeText(specFile, spec))
+        return "cannot write " + specFile;
+    const QString problem = run("rpmbuild", {"-bb", specFile});
+    if (!problem.isEmpty())
+        return problem;
+    return run("rpm",
+               {"--install", package.how, "--nodeps", "--noplugins", "--dbpath", home + "/database",
+                QStringLiteral("%1/build/RPMS/noarch/%2-1-1.noarch.rpm").arg(home, package.name)});
+}
+
 } // namespace
 
-class PackageName : public QObject
+class TestPackageName : public QObject
 {
     Q_OBJECT
 
@@ -70,19 +106,18 @@ private Q_SLOTS:
     void realRpmNamesTheOwnerOfAFileOnDisk();
 
 private:
-    bool makeRealDatabase(QString *problem);
+    QString makeRealDatabase();
 
     QTemporaryDir m_dir;
     QString m_home;
 };
 
-void PackageName::anEmptyNameRunsNothing()
+void TestPackageName::anEmptyNameRunsNothing()
 {
     // A bash that leaves a trace.
     QTemporaryDir bin;
-    const QString trace = bin.filePath(QStringLiteral("trace"));
-    QVERIFY(writeScript(bin.filePath(QStringLiteral("bash")),
-                        QStringLiteral(": > %1; echo name").arg(trace)));
+    const QString trace = bin.filePath("trace");
+    QVERIFY(writeScript(bin.filePath("bash"), QStringLiteral(": > %1; echo name").arg(trace)));
     const ScopedVariable path("PATH", QFile::encodeName(bin.path()));
 
     LogCapture log;
@@ -91,11 +126,11 @@ void PackageName::anEmptyNameRunsNothing()
     QCOMPARE(log.takeLines(), QStringList());
     QVERIFY(!QFile::exists(trace));
 
-    QCOMPARE(Utils::getPackageNameByProcessName(QStringLiteral("x")), QStringLiteral("name"));
+    QCOMPARE(Utils::getPackageNameByProcessName("x"), QStringLiteral("name"));
     QVERIFY(QFile::exists(trace));
 }
 
-void PackageName::theQueryIsMadeFromTheName_data()
+void TestPackageName::theQueryIsMadeFromTheName_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("path");
@@ -118,138 +153,98 @@ void PackageName::theQueryIsMadeFromTheName_data()
     row("an escaped blank", "/a\\ b", "/a\\ b", options + "/a b|");
 }
 
-void PackageName::theQueryIsMadeFromTheName()
+void TestPackageName::theQueryIsMadeFromTheName()
 {
     QFETCH(QString, name);
     QFETCH(QString, path);
     QFETCH(QString, expected);
 
     QTemporaryDir bin;
-    QVERIFY(
-        writeScript(bin.filePath(QStringLiteral("rpm")), QStringLiteral("printf '%s|' \"$@\"")));
+    QVERIFY(writeScript(bin.filePath("rpm"), "printf '%s|' \"$@\""));
     const ScopedVariable search("PATH", QFile::encodeName(bin.path()) + ':' + qgetenv("PATH"));
     LogCapture log;
     QCOMPARE(Utils::getPackageNameByProcessName(name), expected);
     QCOMPARE(log.takeLines(), QStringList{goodLine(query(path))});
 }
 
-void PackageName::theAnswerIsTrimmed()
+void TestPackageName::theAnswerIsTrimmed()
 {
     // At both ends only.
     QTemporaryDir bin;
-    QVERIFY(writeScript(bin.filePath(QStringLiteral("rpm")),
-                        QStringLiteral("printf ' \\ta  b\\nc \\n'")));
+    QVERIFY(writeScript(bin.filePath("rpm"), "printf ' \\ta  b\\nc \\n'"));
     const ScopedVariable search("PATH", QFile::encodeName(bin.path()) + ':' + qgetenv("PATH"));
-    QCOMPARE(Utils::getPackageNameByProcessName(QStringLiteral("x")), QStringLiteral("a  b\nc"));
+    QCOMPARE(Utils::getPackageNameByProcessName("x"), QStringLiteral("a  b\nc"));
 }
 
-void PackageName::theQuerysExitCodeIsNotConsulted()
+void TestPackageName::theQuerysExitCodeIsNotConsulted()
 {
     QTemporaryDir bin;
-    QVERIFY(writeScript(bin.filePath(QStringLiteral("rpm")), QStringLiteral("echo name; exit 9")));
+    QVERIFY(writeScript(bin.filePath("rpm"), "echo name; exit 9"));
     const ScopedVariable search("PATH", QFile::encodeName(bin.path()) + ':' + qgetenv("PATH"));
     LogCapture log;
-    QCOMPARE(Utils::getPackageNameByProcessName(QStringLiteral("x")), QStringLiteral("name"));
-    QCOMPARE(log.takeLines(), QStringList{goodLine(query(QStringLiteral("/usr/bin/x")), 9)});
+    QCOMPARE(Utils::getPackageNameByProcessName("x"), QStringLiteral("name"));
+    QCOMPARE(log.takeLines(), QStringList{goodLine(query("/usr/bin/x"), 9)});
 }
 
-void PackageName::anAnswerOnStandardErrorIsNone()
+void TestPackageName::anAnswerOnStandardErrorIsNone()
 {
     QTemporaryDir bin;
-    QVERIFY(writeScript(bin.filePath(QStringLiteral("rpm")), QStringLiteral("echo name >&2")));
+    QVERIFY(writeScript(bin.filePath("rpm"), "echo name >&2"));
     const ScopedVariable search("PATH", QFile::encodeName(bin.path()) + ':' + qgetenv("PATH"));
-    QCOMPARE(Utils::getPackageNameByProcessName(QStringLiteral("x")), QString());
+    QCOMPARE(Utils::getPackageNameByProcessName("x"), QString());
 }
 
-void PackageName::noRpmOnThePath()
+void TestPackageName::noRpmOnThePath()
 {
     QTemporaryDir bin;
-    QVERIFY(QFile::link(QStandardPaths::findExecutable(QStringLiteral("bash")),
-                        bin.filePath(QStringLiteral("bash"))));
+    QVERIFY(
+        QFile::link(QStandardPaths::findExecutable(QStringLiteral("bash")), bin.filePath("bash")));
     const ScopedVariable path("PATH", QFile::encodeName(bin.path()));
     LogCapture log;
-    QCOMPARE(Utils::getPackageNameByProcessName(QStringLiteral("bash")), QString());
-    QCOMPARE(log.takeLines(), QStringList{goodLine(query(QStringLiteral("/usr/bin/bash")), 127)});
+    QCOMPARE(Utils::getPackageNameByProcessName("bash"), QString());
+    QCOMPARE(log.takeLines(), QStringList{goodLine(query("/usr/bin/bash"), 127)});
 }
 
-void PackageName::noBashOnThePath()
+void TestPackageName::noBashOnThePath()
 {
     QTemporaryDir bin;
     const ScopedVariable path("PATH", QFile::encodeName(bin.path()));
     LogCapture log;
-    QCOMPARE(Utils::getPackageNameByProcessName(QStringLiteral("bash")), QString());
-    const QString line = failedToStartLine(query(QStringLiteral("/usr/bin/bash")));
+    QCOMPARE(Utils::getPackageNameByProcessName("bash"), QString());
+    const QString line = failedToStartLine(query("/usr/bin/bash"));
     QCOMPARE(log.takeLines(), (QStringList{line, line, line}));
 }
 
-/// Packages, built and then entered into a database in a home directory of their own. The files of
-/// the first two are in that database only, not on this machine; the third is really installed,
-/// below that directory.
-bool PackageName::makeRealDatabase(QString *problem)
+/// Makes a database in a home directory of the test. It has three packages. The files of the first
+/// two are in the database only, the third is really installed, below that directory.
+QString TestPackageName::makeRealDatabase()
 {
     if (!m_home.isEmpty())
-        return true;
+        return {};
     const QString home = m_dir.path();
-    const QString macros = QStringLiteral("%_dbpath %1/database\n"
-                                          "%_topdir %1/build\n"
-                                          "%_tmppath %1/tmp\n")
-                               .arg(home);
-    const QString spec = QStringLiteral("Version: 1\n"
-                                        "Release: 1\n"
-                                        "Summary: A program that only the database knows\n"
-                                        "License: none\n"
-                                        "BuildArch: noarch\n"
-                                        "%define __os_install_post %{nil}\n"
-                                        "%description\n"
-                                        "%{summary}.\n"
-                                        "%install\n"
-                                        "for file in %{programs}; do\n"
-                                        "  install -D /dev/null %{buildroot}$file\n"
-                                        "done\n"
-                                        "%files\n"
-                                        "%(printf '%s\\n' %{programs})\n");
-    const QString first = QStringLiteral(
-        "%define programs /usr/bin/syncstatus-test-program /opt/syncstatus-test/shared\n"
-        "Name: syncstatus-test-first\n");
-    const QString second =
-        QStringLiteral("%define programs /opt/syncstatus-test/program /opt/syncstatus-test/shared\n"
-                       "Name: syncstatus-test-second\n");
-    const QString third = QStringLiteral("%define programs %1/installed/program\n"
-                                         "Name: syncstatus-test-third\n")
-                              .arg(home);
-    if (!writeText(home + QLatin1String("/.rpmmacros"), macros) ||
-        !writeText(home + QLatin1String("/first.spec"), first + spec) ||
-        !writeText(home + QLatin1String("/second.spec"), second + spec) ||
-        !writeText(home + QLatin1String("/third.spec"), third + spec)) {
-        *problem = QStringLiteral("cannot write to ") + home;
-        return false;
-    }
+    if (!writeText(home + "/.rpmmacros", QStringLiteral("%_dbpath %1/database\n"
+                                                        "%_topdir %1/build\n"
+                                                        "%_tmppath %1/tmp\n")
+                                             .arg(home)))
+        return "cannot write to " + home;
 
     const ScopedVariable variable("HOME", QFile::encodeName(home));
-    const QString inDatabaseOnly = QStringLiteral("--justdb");
-    for (const auto &[name, how] :
-         {std::pair(QStringLiteral("first"), inDatabaseOnly),
-          std::pair(QStringLiteral("second"), inDatabaseOnly),
-          std::pair(QStringLiteral("third"), QStringLiteral("--nosignature"))}) {
-        *problem = run(QStringLiteral("rpmbuild"),
-                       {QStringLiteral("-bb"), QStringLiteral("%1/%2.spec").arg(home, name)});
-        if (!problem->isEmpty())
-            return false;
-        // One after the other: an answer with several owners has them in this order.
-        *problem = run(QStringLiteral("rpm"),
-                       {QStringLiteral("--install"), how, QStringLiteral("--nodeps"),
-                        QStringLiteral("--noplugins"), QStringLiteral("--dbpath"),
-                        home + QLatin1String("/database"),
-                        QStringLiteral("%1/build/RPMS/noarch/syncstatus-test-%2-1-1.noarch.rpm")
-                            .arg(home, name)});
-        if (!problem->isEmpty())
-            return false;
+    // An answer with several owners has them in this order.
+    for (const Package &package :
+         {Package{"syncstatus-test-first",
+                  "/usr/bin/syncstatus-test-program /opt/syncstatus-test/shared", "--justdb"},
+          Package{"syncstatus-test-second",
+                  "/opt/syncstatus-test/program /opt/syncstatus-test/shared", "--justdb"},
+          Package{"syncstatus-test-third", home + "/installed/program", "--nosignature"}}) {
+        const QString problem = buildAndInstall(package, home);
+        if (!problem.isEmpty())
+            return problem;
     }
     m_home = home;
-    return true;
+    return {};
 }
 
-void PackageName::realRpm_data()
+void TestPackageName::realRpm_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("path");
@@ -278,7 +273,7 @@ void PackageName::realRpm_data()
     row("no such file, bare name", "syncstatus-no-such", "/usr/bin/syncstatus-no-such", "", 1);
 }
 
-void PackageName::realRpm()
+void TestPackageName::realRpm()
 {
     if (QStandardPaths::findExecutable(QStringLiteral("rpm")).isEmpty() ||
         QStandardPaths::findExecutable(QStringLiteral("rpmbuild")).isEmpty())
@@ -287,8 +282,8 @@ void PackageName::realRpm()
     QFETCH(QString, path);
     QFETCH(QString, expected);
     QFETCH(int, exitCode);
-    QString problem;
-    QVERIFY2(makeRealDatabase(&problem), qPrintable(problem));
+    const QString problem = makeRealDatabase();
+    QVERIFY2(problem.isEmpty(), qPrintable(problem));
 
     const ScopedVariable home("HOME", QFile::encodeName(m_home));
     LogCapture log;
@@ -296,13 +291,13 @@ void PackageName::realRpm()
     QCOMPARE(log.takeLines(), QStringList{goodLine(query(path), exitCode)});
 }
 
-void PackageName::realRpmNamesTheOwnerOfAFileOnDisk()
+void TestPackageName::realRpmNamesTheOwnerOfAFileOnDisk()
 {
     if (QStandardPaths::findExecutable(QStringLiteral("rpm")).isEmpty() ||
         QStandardPaths::findExecutable(QStringLiteral("rpmbuild")).isEmpty())
         QSKIP("rpm or rpmbuild is not installed");
-    QString problem;
-    QVERIFY2(makeRealDatabase(&problem), qPrintable(problem));
+    const QString problem = makeRealDatabase();
+    QVERIFY2(problem.isEmpty(), qPrintable(problem));
 
     const ScopedVariable home("HOME", QFile::encodeName(m_home));
     const QString program = m_home + QLatin1String("/installed/program");
@@ -318,5 +313,5 @@ void PackageName::realRpmNamesTheOwnerOfAFileOnDisk()
              QStringLiteral("file %1 is not owned by any package").arg(copy));
 }
 
-QTEST_GUILESS_MAIN(PackageName)
+SYNCSTATUS_TEST(TestPackageName)
 #include "tst_packagename.moc"

@@ -3,6 +3,7 @@
 
 #include "commandline.h"
 #include "logcapture.h"
+#include "testprogram.h"
 
 #include <syncstatus/utils.h>
 
@@ -11,7 +12,7 @@
 
 using utility::Utils;
 
-class Slow : public QObject
+class TestSlowCommands : public QObject
 {
     Q_OBJECT
 
@@ -23,7 +24,7 @@ private:
     QTemporaryDir m_dir;
 };
 
-void Slow::aCommandThatEndsInTheSecondWaitIsRunTwice()
+void TestSlowCommands::aCommandThatEndsInTheSecondWaitIsRunTwice()
 {
     const QString command = QStringLiteral("echo x >> %1/second; echo run $(wc -l < %1/second); "
                                            "[ -e %1/again ] || sleep 31; touch %1/again; exit 5")
@@ -31,8 +32,8 @@ void Slow::aCommandThatEndsInTheSecondWaitIsRunTwice()
     LogCapture log;
     QString output;
     QVERIFY(Utils::executeCmd(command, output));
-    // The time-out of the first wait stays the process's error although it has ended meanwhile, so
-    // it is started again.
+    // The process keeps the first wait's time-out as its error although it has ended, so it is
+    // started again.
     const QString ended =
         attemptLine(command, QStringLiteral("NormalExit"), 5, QStringLiteral("Timedout"),
                     QStringLiteral("Process operation timed out"));
@@ -41,7 +42,7 @@ void Slow::aCommandThatEndsInTheSecondWaitIsRunTwice()
     QCOMPARE(output, QStringLiteral("run 2\n"));
 }
 
-void Slow::aCommandThatEndsInTheThirdWaitIsRunOnce()
+void TestSlowCommands::aCommandThatEndsInTheThirdWaitIsRunOnce()
 {
     const QString command =
         QStringLiteral("echo x >> %1/third; echo run $(wc -l < %1/third); sleep 76; exit 5")
@@ -58,5 +59,5 @@ void Slow::aCommandThatEndsInTheThirdWaitIsRunOnce()
     QCOMPARE(output, QStringLiteral("run 1\n"));
 }
 
-QTEST_GUILESS_MAIN(Slow)
-#include "tst_slow.moc"
+SYNCSTATUS_TEST(TestSlowCommands)
+#include "tst_slowcommands.moc"

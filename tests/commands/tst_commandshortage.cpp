@@ -4,13 +4,14 @@
 #include "commandline.h"
 #include "descriptors.h"
 #include "logcapture.h"
+#include "standin.h"
+#include "testprogram.h"
 
 #include <syncstatus/utils.h>
 
 #include <QElapsedTimer>
 #include <QtTest>
 
-#include <dlfcn.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -25,15 +26,9 @@ using utility::Utils;
 namespace {
 
 int failures = 0; // how many of the next forks fail
-// What the kernel leaves in the place of the new process's descriptor, if it is to be changed.
+// What is left where the kernel puts the new process's descriptor, if a test sets it.
 bool hasLeftover = false;
 int leftover = 0;
-
-template <typename Function>
-Function next(const char *name)
-{
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
 
 pid_t refusal()
 {
@@ -44,14 +39,13 @@ pid_t refusal()
 
 } // namespace
 
-// The program's own definitions come before the C library's, also for Qt, which forks by the one or
-// the other of these. The parameters have the names of the C library's.
-extern "C" __attribute__((visibility("default"))) pid_t fork() noexcept
+// Qt forks by fork() or by syscall().
+STANDIN pid_t fork() noexcept
 {
-    return failures > 0 ? refusal() : next<pid_t (*)()>("fork")();
+    return failures > 0 ? refusal() : NEXT(fork)();
 }
 
-extern "C" __attribute__((visibility("default"))) long syscall(long sysno, ...) noexcept
+STANDIN long syscall(long sysno, ...) noexcept
 {
     std::va_list list;
     va_start(list, sysno);
@@ -64,22 +58,22 @@ extern "C" __attribute__((visibility("default"))) long syscall(long sysno, ...) 
             *reinterpret_cast<int *>(arguments[2]) = leftover;
         return refusal();
     }
-    return next<long (*)(long, ...)>("syscall")(sysno, arguments[0], arguments[1], arguments[2],
-                                                arguments[3], arguments[4], arguments[5]);
+    return NEXT(syscall)(sysno, arguments[0], arguments[1], arguments[2], arguments[3],
+                         arguments[4], arguments[5]);
 }
 
-// To kill -1 is to kill everything that this user runs.
-extern "C" __attribute__((visibility("default"))) int kill(pid_t pid, int sig) noexcept
+// kill(-1) would end all processes of this user.
+STANDIN int kill(pid_t pid, int sig) noexcept
 {
     if (pid <= 0)
         qFatal("kill(%d, %d)", pid, sig);
-    return next<int (*)(pid_t, int)>("kill")(pid, sig);
+    return NEXT(kill)(pid, sig);
 }
 
 namespace {
 
-/// Where Qt does not see that the fork has failed, it may complain of the descriptor. Of pipes that
-/// it cannot make it always does.
+/// Without Qt's own warnings about a descriptor of a fork that failed, and about pipes that it
+/// cannot make.
 QStringList linesButQts(LogCapture &log)
 {
     QStringList lines = log.takeLines();
@@ -106,12 +100,12 @@ QString pipeFailureLine(const QString &command)
                        QStringLiteral("Too many open files"));
 }
 
-/// All of it is over at once; what a busy machine may take of its time.
+/// Milliseconds. No call waits, but a busy machine takes its time.
 constexpr qint64 atOnce = 10000;
 
 } // namespace
 
-class Shortage : public QObject
+class TestCommandShortage : public QObject
 {
     Q_OBJECT
 
@@ -128,14 +122,14 @@ private:
     int m_descriptors = 0;
 };
 
-void Shortage::init()
+void TestCommandShortage::init()
 {
     QString output;
-    QVERIFY(Utils::executeCmd(QStringLiteral("echo word"), output)); // Qt opens some to keep
+    QVERIFY(Utils::executeCmd("echo word", output)); // Qt opens some to keep
     m_descriptors = openDescriptors();
 }
 
-void Shortage::cleanup()
+void TestCommandShortage::cleanup()
 {
     failures = 0;
     hasLeftover = false;
@@ -144,20 +138,20 @@ void Shortage::cleanup()
     QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1);
     QCOMPARE(errno, ECHILD);
     QString output;
-    QVERIFY(Utils::executeCmd(QStringLiteral("echo word"), output));
+    QVERIFY(Utils::executeCmd("echo word", output));
 }
 
-void Shortage::aForkThatFailsIsAFailureToStart_data()
+void TestCommandShortage::aForkThatFailsIsAFailureToStart_data()
 {
     QTest::addColumn<bool>("isSet");
     QTest::addColumn<int>("descriptor");
-    // Qt 5.15 goes on with what stands in the place of the new process's descriptor.
+    // Qt 5.15 goes on with what is left in the place of the new process's descriptor.
     QTest::newRow("as it comes") << false << 0;
     QTest::newRow("never ready") << true << -3;
     QTest::newRow("not open") << true << 1'000'000;
 }
 
-void Shortage::aForkThatFailsIsAFailureToStart()
+void TestCommandShortage::aForkThatFailsIsAFailureToStart()
 {
     QFETCH(const bool, isSet);
     QFETCH(const int, descriptor);
@@ -181,7 +175,7 @@ void Shortage::aForkThatFailsIsAFailureToStart()
     QVERIFY2(elapsed < atOnce, qPrintable(QString::number(elapsed)));
 }
 
-void Shortage::aLaterAttemptMaySucceed()
+void TestCommandShortage::aLaterAttemptMaySucceed()
 {
     const QString command = QStringLiteral("echo word; exit 3");
     QString output;
@@ -193,19 +187,19 @@ void Shortage::aLaterAttemptMaySucceed()
     QCOMPARE(linesButQts(log), (QStringList{line, line, goodLine(command, 3)}));
 }
 
-void Shortage::noPackageIsNamedWhenForksFail()
+void TestCommandShortage::noPackageIsNamedWhenForksFail()
 {
     LogCapture log;
     failures = 4;
-    QCOMPARE(Utils::getPackageNameByProcessName(QStringLiteral("bash")), QString());
+    QCOMPARE(Utils::getPackageNameByProcessName("bash"), QString());
     QCOMPARE(failures, 1);
     const QString line =
         forkFailureLine(QStringLiteral("rpm -qf --queryformat '%{NAME}' /usr/bin/bash"));
     QCOMPARE(linesButQts(log), (QStringList{line, line, line}));
 }
 
-// As many descriptors are left as you like: either bash runs, or it is a failure to start.
-void Shortage::descriptorsThatRunOutAreAFailureToStart()
+// However many descriptors are left: either bash runs, or it is a failure to start.
+void TestCommandShortage::descriptorsThatRunOutAreAFailureToStart()
 {
     const QString command = QStringLiteral("echo word");
     bool result = false;
@@ -238,5 +232,5 @@ void Shortage::descriptorsThatRunOutAreAFailureToStart()
     QVERIFY(left > 4);
 }
 
-QTEST_GUILESS_MAIN(Shortage)
-#include "tst_shortage.moc"
+SYNCSTATUS_TEST(TestCommandShortage)
+#include "tst_commandshortage.moc"

@@ -3,6 +3,7 @@
 
 #include "atonce.h"
 #include "logcapture.h"
+#include "testprogram.h"
 
 #include <syncstatus/utils.h>
 
@@ -17,7 +18,7 @@
 
 using utility::Utils;
 
-class Threads : public QObject
+class TestCommandThreads : public QObject
 {
     Q_OBJECT
 
@@ -25,13 +26,13 @@ private Q_SLOTS:
     void eightThreadsCallEveryOperationAtOnce();
 };
 
-void Threads::eightThreadsCallEveryOperationAtOnce()
+void TestCommandThreads::eightThreadsCallEveryOperationAtOnce()
 {
     constexpr int threads = 8;
     constexpr int rounds = 20;
     // An rpm that opens no database.
     QTemporaryDir bin;
-    QFile rpm(bin.filePath(QStringLiteral("rpm")));
+    QFile rpm(bin.filePath("rpm"));
     QVERIFY(rpm.open(QIODevice::WriteOnly) && rpm.write("#!/bin/sh\necho \"${4#/}\"\n") > 0);
     rpm.close();
     QVERIFY(rpm.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
@@ -66,5 +67,5 @@ void Threads::eightThreadsCallEveryOperationAtOnce()
     QCOMPARE(log.takeLines().size(), threads * rounds * 3);
 }
 
-QTEST_GUILESS_MAIN(Threads)
-#include "tst_threads.moc"
+SYNCSTATUS_TEST(TestCommandThreads)
+#include "tst_commandthreads.moc"

@@ -6,6 +6,7 @@
 #include "logcapture.h"
 #include "memoryuse.h"
 #include "sanitizers.h"
+#include "testprogram.h"
 
 #include <syncstatus/utils.h>
 
@@ -32,8 +33,8 @@ qint64 kilobytes(const QByteArray &name)
 
 } // namespace
 
-// A program of its own: the process's peak must be this call's.
-class Memory : public QObject
+// In a process of its own, whose peak is this call's.
+class TestCommandMemory : public QObject
 {
     Q_OBJECT
 
@@ -43,13 +44,13 @@ private Q_SLOTS:
     void aGibibyteIsMoreThanAStringHolds();
 };
 
-void Memory::initTestCase()
+void TestCommandMemory::initTestCase()
 {
     QString output;
-    QVERIFY(Utils::executeCmd(QStringLiteral("echo word"), output)); // Qt opens some to keep
+    QVERIFY(Utils::executeCmd("echo word", output)); // Qt opens some to keep
 }
 
-void Memory::aHundredMegabytesTakeNoMoreThanTwiceTheirText()
+void TestCommandMemory::aHundredMegabytesTakeNoMoreThanTwiceTheirText()
 {
 #ifdef SANITIZED
     QSKIP("a sanitizer keeps memory of its own");
@@ -70,7 +71,7 @@ void Memory::aHundredMegabytesTakeNoMoreThanTwiceTheirText()
     QVERIFY(peak <= 440 * megabyte);
 }
 
-void Memory::aGibibyteIsMoreThanAStringHolds()
+void TestCommandMemory::aGibibyteIsMoreThanAStringHolds()
 {
     SKIP_WITHOUT_MEMORY(4);
     const QString command = QStringLiteral("head -c 1073741824 /dev/zero");
@@ -86,5 +87,5 @@ void Memory::aGibibyteIsMoreThanAStringHolds()
     QCOMPARE(openDescriptors(), descriptors);
 }
 
-QTEST_GUILESS_MAIN(Memory)
-#include "tst_memory.moc"
+SYNCSTATUS_TEST(TestCommandMemory)
+#include "tst_commandmemory.moc"
