@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // A stand-in of the platform's event-log library that several threads may call at once. It counts
-// and, so that the thread sanitizer finds what does, brings no order into the threads' calls.
+// the calls without an order between them, so that it hides no race from the thread sanitizer.
 
 #include <atomic>
 #include <string>

@@ -7,13 +7,13 @@
 
 namespace {
 
-// The one object is left behind with the process, which leak detection is to know.
+// The one object is never freed. Leak detection finds it here.
 const void *volatile writer = nullptr;
 
 } // namespace
 
 // This program does not link the library: it can be unloaded.
-class EventLogUnload : public QObject
+class TestEventLogUnload : public QObject
 {
     Q_OBJECT
 
@@ -21,7 +21,7 @@ private Q_SLOTS:
     void whatQtKeepsOfThePlatformsLibraryOutlivesThisOne();
 };
 
-void EventLogUnload::whatQtKeepsOfThePlatformsLibraryOutlivesThisOne()
+void TestEventLogUnload::whatQtKeepsOfThePlatformsLibraryOutlivesThisOne()
 {
     QLibrary library(QStringLiteral(SYNCSTATUS_LIBRARY));
     QVERIFY2(library.load(), qPrintable(library.errorString()));
@@ -44,5 +44,5 @@ void EventLogUnload::whatQtKeepsOfThePlatformsLibraryOutlivesThisOne()
     QVERIFY(platform.resolve("WriteEventLog"));
 }
 
-QTEST_GUILESS_MAIN(EventLogUnload)
+QTEST_GUILESS_MAIN(TestEventLogUnload)
 #include "tst_eventlogunload.moc"

@@ -5,6 +5,8 @@
 #include "eventlogstandin.h"
 #include "logcapture.h"
 #include "sanitizers.h"
+#include "standin.h"
+#include "testprogram.h"
 
 #include <syncstatus/eventlogutils.h>
 
@@ -25,12 +27,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <vector>
-
-static const char libraryPath[] = "/usr/lib64/libcorvel-event-log.so";
 
 static_assert(!std::is_polymorphic_v<EventLogUtils>);
 static_assert(sizeof(EventLogUtils) == 2 * sizeof(void *), "the two entry points, nothing else");
@@ -39,34 +39,38 @@ static_assert(!std::is_default_constructible_v<EventLogUtils>, "get() makes the 
 static_assert(!std::is_copy_constructible_v<EventLogUtils>);
 static_assert(!std::is_copy_assignable_v<EventLogUtils>);
 
-// The names tried. None are before main().
-static std::vector<std::string> attempts; // clazy:exclude=non-pod-global-static
-static int loadMode = -1;
-static int loads = 0;
-static int unloads = 0;
-static void *loaded = nullptr;
-static bool testsAreOver = false;
+namespace {
 
-// The program's own definitions come before the C library's, also for Qt.
-extern "C" __attribute__((visibility("default"))) void *dlopen(const char *file, int mode) noexcept
+const char libraryPath[] = "/usr/lib64/libcorvel-event-log.so";
+
+std::vector<std::string> attempts; // the names tried; clazy:exclude=non-pod-global-static
+int loadMode = -1;
+int loads = 0;
+int unloads = 0;
+void *loaded = nullptr;
+bool testsAreOver = false;
+
+} // namespace
+
+STANDIN void *dlopen(const char *file, int mode) noexcept
 {
-    static const auto next =
-        reinterpret_cast<void *(*)(const char *, int)>(dlsym(RTLD_NEXT, "dlopen"));
-    void *const handle = next(file, mode);
-    if (file && std::strstr(file, "corvel-event-log") && !(mode & RTLD_NOLOAD))
+    void *const handle = NEXT(dlopen)(file, mode);
+    if (!file || (mode & RTLD_NOLOAD))
+        return handle;
+    if (std::strstr(file, "corvel-event-log"))
         attempts.emplace_back(file);
-    if (file && !std::strcmp(file, libraryPath) && !(mode & RTLD_NOLOAD))
-        loadMode = mode;
-    if (handle && file && !std::strcmp(file, libraryPath) && !(mode & RTLD_NOLOAD)) {
+    if (std::strcmp(file, libraryPath) != 0)
+        return handle;
+    loadMode = mode;
+    if (handle) {
         ++loads;
         loaded = handle;
     }
     return handle;
 }
 
-extern "C" __attribute__((visibility("default"))) int dlclose(void *handle) noexcept
+STANDIN int dlclose(void *handle) noexcept
 {
-    static const auto next = reinterpret_cast<int (*)(void *)>(dlsym(RTLD_NEXT, "dlclose"));
     if (loaded && handle == loaded) {
         ++unloads;
         if (testsAreOver) {
@@ -74,12 +78,12 @@ extern "C" __attribute__((visibility("default"))) int dlclose(void *handle) noex
             _exit(EXIT_FAILURE);
         }
     }
-    return next(handle);
+    return NEXT(dlclose)(handle);
 }
 
 namespace {
 
-/// In milliseconds. No time-out is as short, on however busy a machine.
+/// Milliseconds. No call waits, but a busy machine takes its time.
 constexpr qint64 atOnce = 10000;
 
 /// Takes what the process writes to a file descriptor.
@@ -122,7 +126,7 @@ bool offers(const char *entryPoint)
     return qgetenv("EVENT_LOG_OFFERS").split(',').contains(entryPoint);
 }
 
-/// What the stand-in noted, or null when there is none in the process.
+/// The calls of the stand-in library, or null when the process has not loaded it.
 EventLogCalls *calls()
 {
     return loaded ? static_cast<EventLogCalls *>(dlsym(loaded, "calls")) : nullptr;
@@ -135,7 +139,7 @@ void *entryPoint(const char *name)
 
 } // namespace
 
-/// Run once for each file that can be at the library's path, see CMakeLists.txt.
+/// Runs once for each file that can be at the library's path, see CMakeLists.txt.
 class TestEventLogUtils : public QObject
 {
     Q_OBJECT
@@ -159,6 +163,8 @@ private Q_SLOTS:
     void cleanupTestCase() { testsAreOver = true; }
 
 private:
+    void useItForTheFirstTime(bool withoutDescriptors);
+
     std::vector<std::string> m_attemptsOfTheFirst;
     EventLogUtils *const *m_instance = nullptr; // EventLogUtils::m_instance
     EventLogUtils *m_first = nullptr;
@@ -168,8 +174,7 @@ private:
     QStringList m_messages;
 };
 
-// The state of the writer is settled by the first get() of the process, so that is taken here
-// together with all that it and the first use of each operation print.
+// The first get() of the process decides the state of the writer.
 void TestEventLogUtils::initTestCase()
 {
     const QByteArray library = qgetenv("EVENT_LOG_LIBRARY");
@@ -184,34 +189,11 @@ void TestEventLogUtils::initTestCase()
         static_cast<EventLogUtils *const *>(dlsym(RTLD_DEFAULT, "_ZN13EventLogUtils10m_instanceE"));
     QVERIFY(m_instance);
     QCOMPARE(*m_instance, nullptr);
-    DescriptorCapture standardOutput(STDOUT_FILENO);
-    DescriptorCapture standardError(STDERR_FILENO);
-    LogCapture log;
-    QElapsedTimer timer;
-    timer.start();
-    const int before = openDescriptors();
-    if (library == "out of reach") {
-        const DescriptorShortage shortage;
-        m_first = EventLogUtils::get();
-    } else {
-        m_first = EventLogUtils::get();
-    }
-    QVERIFY(timer.elapsed() < atOnce);
-    QCOMPARE(openDescriptors(), before); // the library's file is closed once it is loaded
-    m_attemptsOfTheFirst = attempts;
-    const std::string record = R"({"tid":1,"version":"1.0.0"})";
-    m_first->writeLogs(record);
-    if (calls()) {
-        m_writtenBeforeInitSync = calls()->written;
-        m_initializedBeforeInitSync = calls()->initialized;
-    }
-    m_first->initSync();
-    m_output = standardOutput.take() + standardError.take();
-    m_messages = log.takeLines();
+    useItForTheFirstTime(library == "out of reach");
 
     QVERIFY(m_first);
     QVERIFY(!attempts.empty());
-    // Neither another name nor another try than a QLibrary makes that is given the path.
+    // No other name and no other try than a QLibrary makes that is given the path.
     if (library == "missing" || library == "broken") {
         attempts.clear();
         QVERIFY(!QLibrary(QString::fromLatin1(libraryPath)).load());
@@ -220,6 +202,34 @@ void TestEventLogUtils::initTestCase()
     QCOMPARE(loads, library == "loadable" ? 1 : 0);
     QCOMPARE(calls() != nullptr, library == "loadable");
     QCOMPARE(m_initializedBeforeInitSync, 0);
+}
+
+// Takes all that the first get() and the first use of each operation print.
+void TestEventLogUtils::useItForTheFirstTime(bool withoutDescriptors)
+{
+    DescriptorCapture standardOutput(STDOUT_FILENO);
+    DescriptorCapture standardError(STDERR_FILENO);
+    LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    const int before = openDescriptors();
+    {
+        std::optional<DescriptorShortage> shortage;
+        if (withoutDescriptors)
+            shortage.emplace();
+        m_first = EventLogUtils::get();
+    }
+    QVERIFY(timer.elapsed() < atOnce);
+    QCOMPARE(openDescriptors(), before); // the library's file is closed once it is loaded
+    m_attemptsOfTheFirst = attempts;
+    m_first->writeLogs(R"({"tid":1,"version":"1.0.0"})");
+    if (calls()) {
+        m_writtenBeforeInitSync = calls()->written;
+        m_initializedBeforeInitSync = calls()->initialized;
+    }
+    m_first->initSync();
+    m_output = standardOutput.take() + standardError.take();
+    m_messages = log.takeLines();
 }
 
 void TestEventLogUtils::getReturnsTheSameObjectAlways()
@@ -238,7 +248,7 @@ void TestEventLogUtils::entryPointsAreTheFieldsInOrder()
     QCOMPARE(fields[1], entryPoint("WriteEventLog"));
 }
 
-// As the C library reports it for another process.
+// As the C library reports it for a second process.
 void TestEventLogUtils::entryPointsAreLookedUpInOrder() const
 {
     if (!calls())
@@ -249,10 +259,11 @@ void TestEventLogUtils::entryPointsAreLookedUpInOrder() const
     environment.insert(QStringLiteral("LD_DEBUG_OUTPUT"), folder.filePath(QStringLiteral("log")));
     QProcess process;
     process.setProcessEnvironment(environment);
-    process.start(QCoreApplication::applicationFilePath(),
-                  {QStringLiteral("getReturnsTheSameObjectAlways")});
+    process.start(
+        QCoreApplication::applicationFilePath(),
+        {QStringLiteral("eventlogutils"), QStringLiteral("getReturnsTheSameObjectAlways")});
     QVERIFY(process.waitForFinished());
-    // The process's number is behind the name.
+    // The name ends with the process's number.
     QFile log(folder.filePath(QDir(folder.path()).entryList(QDir::Files).value(0)));
     QVERIFY(log.open(QIODevice::ReadOnly));
     const QByteArray lookups = log.readAll();
@@ -274,13 +285,13 @@ void TestEventLogUtils::theLibraryIsLoadedOnceAndStays()
     QCOMPARE(present, loaded);
 }
 
-// A QLibrary that is given none: lazily, for itself alone, and free to be unloaded.
+// As a QLibrary without hints: lazily, with local symbols, and free to be unloaded.
 void TestEventLogUtils::theLibraryIsLoadedWithoutHints()
 {
     QCOMPARE(loadMode, RTLD_LAZY | RTLD_LOCAL);
 }
 
-// Nothing looks for it after the first get(), so that it makes no difference whether it is there.
+// Nothing looks for the library after the first get(), so it does not matter whether it is there.
 void TestEventLogUtils::aLibraryThatIsInstalledLaterIsNotPickedUp() const
 {
     EventLogUtils::get();
@@ -378,6 +389,5 @@ void TestEventLogUtils::nothingIsPrinted()
     QCOMPARE(m_messages, QStringList());
 }
 
-QTEST_GUILESS_MAIN(TestEventLogUtils)
-
+SYNCSTATUS_TEST(TestEventLogUtils)
 #include "tst_eventlogutils.moc"

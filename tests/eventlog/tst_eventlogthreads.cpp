@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "atonce.h"
+#include "testprogram.h"
 
 #include <syncstatus/eventlogutils.h>
 
@@ -12,7 +13,7 @@
 #include <atomic>
 #include <string>
 
-class Threads : public QObject
+class TestEventLogThreads : public QObject
 {
     Q_OBJECT
 
@@ -20,8 +21,8 @@ private Q_SLOTS:
     void eightThreadsLoseNoRecord();
 };
 
-// With a platform's library that may be entered from several threads at once.
-void Threads::eightThreadsLoseNoRecord()
+// With a platform's library that several threads may call at once.
+void TestEventLogThreads::eightThreadsLoseNoRecord()
 {
     constexpr int threads = 8;
     constexpr int rounds = 1000;
@@ -47,5 +48,5 @@ void Threads::eightThreadsLoseNoRecord()
     dlclose(library);
 }
 
-QTEST_GUILESS_MAIN(Threads)
-#include "tst_threads.moc"
+SYNCSTATUS_TEST(TestEventLogThreads)
+#include "tst_eventlogthreads.moc"
