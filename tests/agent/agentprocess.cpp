@@ -3,6 +3,8 @@
 
 #include "agentprocess.h"
 
+#include "patience.h"
+
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QProcessEnvironment>
@@ -16,8 +18,6 @@
 #include <csignal>
 
 namespace {
-
-constexpr int patience = 30000; // milliseconds, for a machine that is very busy
 
 QStringList split(const QByteArray &text)
 {
@@ -51,6 +51,11 @@ void PluginFolder::write(const QString &name, const QByteArray &content)
 QString PluginFolder::built(const QString &library)
 {
     return QLatin1String(TEST_PLUGIN_DIR "/") + library + QLatin1String(".so");
+}
+
+QStringList pluginDir(const PluginFolder &folder, const QStringList &more)
+{
+    return QStringList({s("--plugin-dir"), folder.path()}) + more;
 }
 
 Pipe::Pipe(const QString &path)

@@ -9,6 +9,11 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+inline QString s(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
 /// A folder to be given as --plugin-dir, with copies of test plugins in it.
 class PluginFolder
 {
@@ -18,7 +23,7 @@ public:
 
     /// Adds the test plugin \a library under the name \a name.
     void add(const QString &library, const QString &name);
-    /// Writes a file of its own.
+    /// Writes another file.
     void write(const QString &name, const QByteArray &content);
 
     [[nodiscard]] QString path() const { return m_directory.path(); }
@@ -31,6 +36,9 @@ private:
     QTemporaryDir m_directory;
 };
 
+/// Arguments that make the agent look into \a folder, and \a more.
+QStringList pluginDir(const PluginFolder &folder, const QStringList &more = {});
+
 /// A named pipe that takes little (4 KiB), held open at both ends.
 class Pipe
 {
@@ -41,9 +49,9 @@ public:
 
     /// Writes into it until it takes no more.
     void fill();
-    /// Waits until there is something to read; false when nothing comes.
+    /// Waits until there is something to read. Returns false when nothing comes.
     bool waitForText();
-    /// Reads and forgets what others write until none of them has it open.
+    /// Reads and discards everything until no other process has the pipe open.
     void drain();
 
 private:
@@ -51,14 +59,14 @@ private:
     int m_writer;
 };
 
-/// The agent as a child process. Its own warnings are all that it writes to standard error, unless
+/// The agent as a child process. It writes only its own warnings to standard error, unless
 /// setLoggingRules() says otherwise.
 class AgentProcess
 {
 public:
     AgentProcess();
 
-    /// What the test plugins are to do: see plugins/testplugin.h.
+    /// Tells the test plugins what to do: see plugins/testplugin.h.
     void setBehaviour(const QString &behaviour);
     void setLoggingRules(const QString &rules);
     void setEnvironment(const QString &name, const QString &value);
@@ -70,14 +78,14 @@ public:
     /// Starts the agent, or a copy of it that is \a program.
     void start(const QStringList &arguments,
                const QString &program = QStringLiteral(AGENT_PROGRAM));
-    /// Waits for \a line on standard output, which has what came before, or for the agent's end.
-    /// False when it never came.
+    /// Waits until standard output has \a line so many \a times. Returns false when the agent ends
+    /// before, or when the line does not come.
     bool waitFor(const QString &line, int times = 1);
-    /// Waits until the third phase is over for all plugins and the agent has told its own view of
-    /// the network, which it does last; there is no system bus unless a test makes one.
+    /// Waits until all plugins have had the third phase and the agent has written its own view of
+    /// the network. This is its last line at start; there is no system bus unless a test makes one.
     bool waitUntilUp() { return waitFor(QStringLiteral("online: not seen so far")); }
     void sendSignal(int number) const;
-    /// Waits for the agent's end; returns its exit status, or -1 when it crashed or did not end.
+    /// Waits for the agent's end. Returns its exit status, or -1 when it crashed or did not end.
     int exitStatus();
     /// start() and exitStatus().
     int run(const QStringList &arguments);

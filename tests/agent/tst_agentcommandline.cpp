@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "agentprocess.h"
+#include "testprogram.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,16 +18,6 @@
 
 namespace {
 
-QString s(const char *text)
-{
-    return QString::fromUtf8(text);
-}
-
-QStringList pluginDir(const PluginFolder &folder, const QStringList &more = {})
-{
-    return QStringList({s("--plugin-dir"), folder.path()}) + more;
-}
-
 QJsonArray parsed(const QStringList &output)
 {
     QJsonParseError error;
@@ -36,7 +27,7 @@ QJsonArray parsed(const QStringList &output)
     return document.array();
 }
 
-/// The names of \a list with whether each is enabled.
+/// The name of each plugin in \a list, and whether it is enabled.
 QStringList enabledOf(const QJsonArray &list)
 {
     QStringList found;
@@ -49,8 +40,8 @@ QStringList enabledOf(const QJsonArray &list)
 
 } // namespace
 
-// What the agent's options do, and those of its plugins.
-class AgentCommandLine : public QObject
+// The agent's options, and those of its plugins.
+class TestAgentCommandLine : public QObject
 {
     Q_OBJECT
 
@@ -86,7 +77,7 @@ private Q_SLOTS:
     void saysThatItHasNoDescriptorsForItsSignals();
 };
 
-void AgentCommandLine::listsMetadataAsJsonAndRunsNothing()
+void TestAgentCommandLine::listsMetadataAsJsonAndRunsNothing()
 {
     PluginFolder folder(
         {s("another-first"), s("first"), s("foreign"), s("disabled"), s("nameless")});
@@ -110,7 +101,7 @@ void AgentCommandLine::listsMetadataAsJsonAndRunsNothing()
     nameless.insert(s("error"), s("its metadata has no name: \"Name\" must be a string"));
     QJsonObject text = entry("text.so", false);
     text.insert(s("error"), QPluginLoader(folder.file(s("text.so"))).errorString());
-    // A test plugin whose library were loaded would have written into the midst of it.
+    // No library was loaded: a test plugin would have written among the lines.
     QCOMPARE(parsed(agent.output()),
              QJsonArray({entry("another-first.so", true), entry("disabled.so", false), first,
                          foreign, nameless, text}));
@@ -120,7 +111,7 @@ void AgentCommandLine::listsMetadataAsJsonAndRunsNothing()
     QCOMPARE(agent.errors().size(), 4);
 }
 
-void AgentCommandLine::listsNothingAsAnEmptyArray()
+void TestAgentCommandLine::listsNothingAsAnEmptyArray()
 {
     const PluginFolder folder;
     AgentProcess agent;
@@ -129,7 +120,7 @@ void AgentCommandLine::listsNothingAsAnEmptyArray()
     QCOMPARE(agent.errors(), QStringList());
 }
 
-void AgentCommandLine::onlyTheBooleanTrueDisablesByDefault()
+void TestAgentCommandLine::onlyTheBooleanTrueDisablesByDefault()
 {
     const PluginFolder folder({s("disabled"), s("disabled-false"), s("disabled-null"),
                                s("disabled-number"), s("disabled-string"), s("first")});
@@ -144,7 +135,7 @@ void AgentCommandLine::onlyTheBooleanTrueDisablesByDefault()
                             s("String: \"DisabledByDefault\" is not a boolean, ignored")}));
 }
 
-void AgentCommandLine::enablesAndDisablesByName()
+void TestAgentCommandLine::enablesAndDisablesByName()
 {
     const PluginFolder folder(
         {s("disabled"), s("disabled-string"), s("first"), s("second"), s("third")});
@@ -157,14 +148,14 @@ void AgentCommandLine::enablesAndDisablesByName()
     QVERIFY(output.contains(s("started Disabled")));
     QVERIFY(output.contains(s("started Second")));
     QVERIFY(output.contains(s("disabled First 1.1 (") + folder.file(s("first.so")) + s(")")));
-    // Has no version.
+    // This plugin has no version.
     QVERIFY(output.contains(s("loaded String (") + folder.file(s("disabled-string.so")) + s(")")));
     QVERIFY(output.contains(s("disabled Third 3.3 (") + folder.file(s("third.so")) + s(")")));
     QVERIFY(!output.contains(s("first: library loaded")));
     QVERIFY(!output.contains(s("third: library loaded")));
 }
 
-void AgentCommandLine::listsWhatIsEnabledAndDisabledByName()
+void TestAgentCommandLine::listsWhatIsEnabledAndDisabledByName()
 {
     const PluginFolder folder({s("disabled"), s("first"), s("second")});
     AgentProcess agent;
@@ -175,53 +166,37 @@ void AgentCommandLine::listsWhatIsEnabledAndDisabledByName()
              QStringList({s("Disabled yes"), s("First no"), s("Second yes")}));
 }
 
-void AgentCommandLine::refusesAWrongCommandLine_data()
+void TestAgentCommandLine::refusesAWrongCommandLine_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QStringList>("errors");
-    QTest::newRow("unknown option")
-        << QStringList(s("--bogus")) << QStringList(s("Unknown option 'bogus'. (see --help)"));
-    QTest::newRow("unknown option to a list")
-        << QStringList({s("--list"), s("--bogus")})
-        << QStringList(s("Unknown option 'bogus'. (see --help)"));
-    QTest::newRow("missing value")
-        << QStringList(s("--disable"))
-        << QStringList(s("Missing value after '--disable'. (see --help)"));
-    QTest::newRow("stray argument")
-        << QStringList(s("stray")) << QStringList(s("Unexpected argument 'stray'. (see --help)"));
-    QTest::newRow("stray argument to a list")
-        << QStringList({s("--list"), s("stray")})
-        << QStringList(s("Unexpected argument 'stray'. (see --help)"));
-    QTest::newRow("unknown names")
-        << QStringList({s("--enable"), s("Nobody"), s("--disable"), s("first")})
-        << QStringList({s("no plugin is named \"Nobody\""), s("no plugin is named \"first\"")});
-    QTest::newRow("several unknown names of one option")
-        << QStringList(
-               {s("--enable"), s("Nobody"), s("--enable"), s("First"), s("--enable"), s("Noone")})
-        << QStringList({s("no plugin is named \"Nobody\""), s("no plugin is named \"Noone\"")});
-    QTest::newRow("unknown name to enable")
-        << QStringList({s("--enable"), s("Nobody"), s("--disable"), s("First")})
-        << QStringList(s("no plugin is named \"Nobody\""));
-    QTest::newRow("unknown name to disable") << QStringList({s("--disable"), s("Nobody")})
-                                             << QStringList(s("no plugin is named \"Nobody\""));
-    QTest::newRow("option in the place of a directory")
-        << QStringList({s("--plugin-dir"), s("--list")})
-        << QStringList(s("The value of '--plugin-dir' cannot start with '-': '--list'. "
-                         "(see --help)"));
-    QTest::newRow("option in the place of a name")
-        << QStringList({s("--enable"), s("--disable"), s("First")})
-        << QStringList(s("The value of '--enable' cannot start with '-': '--disable'. "
-                         "(see --help)"));
-    QTest::newRow("value that starts with a dash")
-        << QStringList(s("--disable=-First"))
-        << QStringList(s("The value of '--disable' cannot start with '-': '-First'. "
-                         "(see --help)"));
-    QTest::newRow("contradiction")
-        << QStringList({s("--enable"), s("First"), s("--disable"), s("First")})
-        << QStringList(s("\"First\" is enabled and disabled. (see --help)"));
+    const auto row = [](const char *name, const char *arguments, const QStringList &errors) {
+        QTest::newRow(name) << s(arguments).split(QLatin1Char(' ')) << errors;
+    };
+    row("unknown option", "--bogus", {s("Unknown option 'bogus'. (see --help)")});
+    row("unknown option to a list", "--list --bogus", {s("Unknown option 'bogus'. (see --help)")});
+    row("missing value", "--disable", {s("Missing value after '--disable'. (see --help)")});
+    row("stray argument", "stray", {s("Unexpected argument 'stray'. (see --help)")});
+    row("stray argument to a list", "--list stray",
+        {s("Unexpected argument 'stray'. (see --help)")});
+    row("unknown names", "--enable Nobody --disable first",
+        {s("no plugin is named \"Nobody\""), s("no plugin is named \"first\"")});
+    row("several unknown names of one option", "--enable Nobody --enable First --enable Noone",
+        {s("no plugin is named \"Nobody\""), s("no plugin is named \"Noone\"")});
+    row("unknown name to enable", "--enable Nobody --disable First",
+        {s("no plugin is named \"Nobody\"")});
+    row("unknown name to disable", "--disable Nobody", {s("no plugin is named \"Nobody\"")});
+    row("option in the place of a directory", "--plugin-dir --list",
+        {s("The value of '--plugin-dir' cannot start with '-': '--list'. (see --help)")});
+    row("option in the place of a name", "--enable --disable First",
+        {s("The value of '--enable' cannot start with '-': '--disable'. (see --help)")});
+    row("value that starts with a dash", "--disable=-First",
+        {s("The value of '--disable' cannot start with '-': '-First'. (see --help)")});
+    row("contradiction", "--enable First --disable First",
+        {s("\"First\" is enabled and disabled. (see --help)")});
 }
 
-void AgentCommandLine::refusesAWrongCommandLine()
+void TestAgentCommandLine::refusesAWrongCommandLine()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QStringList, errors);
@@ -232,7 +207,7 @@ void AgentCommandLine::refusesAWrongCommandLine()
     QVERIFY(!agent.output().contains(s("first: initialize")));
 }
 
-void AgentCommandLine::whatIsNoPluginHasNoName()
+void TestAgentCommandLine::whatIsNoPluginHasNoName()
 {
     PluginFolder folder({s("first")});
     folder.write(s("text.so"), "This is not a library.\n");
@@ -241,7 +216,7 @@ void AgentCommandLine::whatIsNoPluginHasNoName()
     QCOMPARE(agent.errors().mid(1), agentMessages({s("no plugin is named \"\"")}));
 }
 
-void AgentCommandLine::looksIntoEachDirectoryInTurn()
+void TestAgentCommandLine::looksIntoEachDirectoryInTurn()
 {
     const PluginFolder one({s("third"), s("another-first")});
     const PluginFolder two({s("first"), s("second")});
@@ -257,7 +232,7 @@ void AgentCommandLine::looksIntoEachDirectoryInTurn()
                                             one.file(s("another-first.so"))}));
 }
 
-void AgentCommandLine::looksIntoADirectoryOnce()
+void TestAgentCommandLine::looksIntoADirectoryOnce()
 {
     const PluginFolder folder({s("first"), s("foreign")});
     const QTemporaryDir other;
@@ -271,7 +246,7 @@ void AgentCommandLine::looksIntoADirectoryOnce()
     QCOMPARE(agent.errors().size(), 1); // about the foreign one
 }
 
-void AgentCommandLine::looksIntoTheBuildFolderItRunsFrom()
+void TestAgentCommandLine::looksIntoTheBuildFolderItRunsFrom()
 {
     AgentProcess agent;
     QCOMPARE(agent.run({s("--list")}), 0);
@@ -280,9 +255,9 @@ void AgentCommandLine::looksIntoTheBuildFolderItRunsFrom()
     QCOMPARE(agent.errors(), QStringList());
 }
 
-void AgentCommandLine::looksIntoTheInstalledDirectoryByDefault()
+void TestAgentCommandLine::looksIntoTheInstalledDirectoryByDefault()
 {
-    // As installed, wherever that is.
+    // The same folders as installed, in another place.
     const QTemporaryDir root;
     const QString programs = root.filePath(s("prefix/bin"));
     const QString plugins = QDir::cleanPath(programs + s("/" PLUGIN_DIR_FROM_BINDIR));
@@ -305,14 +280,14 @@ void AgentCommandLine::looksIntoTheInstalledDirectoryByDefault()
     AgentProcess help;
     help.start({s("--help"), s("--disable"), s("First")}, programs + s("/agent"));
     QCOMPARE(help.exitStatus(), 0);
-    // The text is wrapped into its column, at blanks too.
+    // Qt wraps the text within its column, also at blanks.
     QVERIFY(help.output()
                 .join(QString())
                 .remove(QLatin1Char(' '))
                 .contains(QString(plugins).remove(QLatin1Char(' '))));
 }
 
-void AgentCommandLine::saysWhatIsWrongWithADirectory()
+void TestAgentCommandLine::saysWhatIsWrongWithADirectory()
 {
     PluginFolder folder({s("first")});
     folder.write(s("file"), "");
@@ -336,11 +311,11 @@ void AgentCommandLine::saysWhatIsWrongWithADirectory()
                             s("no plugin could be started; looked in /nonexistent/plugins")}));
 }
 
-void AgentCommandLine::saysThatADirectoryCannotBeRead()
+void TestAgentCommandLine::saysThatADirectoryCannotBeRead()
 {
     const PluginFolder folder({s("first")});
     QVERIFY(QFile::setPermissions(folder.path(), QFile::WriteOwner | QFile::ExeOwner));
-    // Root without what makes it read any directory.
+    // Root without the capabilities to read any directory.
     const QStringList command =
         QFileInfo(folder.path()).isReadable()
             ? QStringList{s("setpriv"), s("--bounding-set=-dac_override,-dac_read_search")}
@@ -353,7 +328,7 @@ void AgentCommandLine::saysThatADirectoryCannotBeRead()
         agent.start(command.mid(1) + QStringList{s(AGENT_PROGRAM)} + pluginDir(folder),
                     command.first());
     const int status = readable ? -1 : agent.exitStatus();
-    // So that it can be removed.
+    // So that the folder can be removed.
     QVERIFY(QFile::setPermissions(folder.path(),
                                   QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     if (readable)
@@ -364,7 +339,7 @@ void AgentCommandLine::saysThatADirectoryCannotBeRead()
                             s("no plugin could be started; looked in ") + folder.path()}));
 }
 
-void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
+void TestAgentCommandLine::showsHelpWithTheOptionsOfPlugins()
 {
     const PluginFolder folder({s("first"), s("second"), s("third")});
     AgentProcess agent;
@@ -383,13 +358,13 @@ void AgentCommandLine::showsHelpWithTheOptionsOfPlugins()
     brief.setBehaviour(s("first.commandOptions=offer-first-greeting"));
     QCOMPARE(brief.run(pluginDir(folder, {s("-h")})), 0);
     QCOMPARE(brief.output(), output);
-    // The plugin objects that were asked are put away again.
+    // The agent deletes the plugin objects that it has asked.
     QCOMPARE(
         output.mid(output.size() - 3),
         QStringList({s("third: destructor"), s("second: destructor"), s("first: destructor")}));
 }
 
-void AgentCommandLine::showsItsVersion()
+void TestAgentCommandLine::showsItsVersion()
 {
     const PluginFolder folder({s("first")});
     AgentProcess agent;
@@ -405,7 +380,7 @@ void AgentCommandLine::showsItsVersion()
     QCOMPARE(brief.output(), agent.output());
 }
 
-void AgentCommandLine::handsItsCommandLineToPluginsWithOptions()
+void TestAgentCommandLine::handsItsCommandLineToPluginsWithOptions()
 {
     const PluginFolder folder({s("first"), s("second"), s("third")});
     AgentProcess agent;
@@ -424,7 +399,7 @@ void AgentCommandLine::handsItsCommandLineToPluginsWithOptions()
             output.indexOf(s("first: initialize")));
 }
 
-void AgentCommandLine::doesNotKnowTheOptionsOfADisabledPlugin()
+void TestAgentCommandLine::doesNotKnowTheOptionsOfADisabledPlugin()
 {
     const PluginFolder folder({s("first"), s("second")});
     AgentProcess agent;
@@ -433,7 +408,7 @@ void AgentCommandLine::doesNotKnowTheOptionsOfADisabledPlugin()
     QCOMPARE(agent.errors(), agentMessages({s("Unknown option 'greeting'. (see --help)")}));
 }
 
-void AgentCommandLine::keepsAFailingParseArgumentOptionsToItsPlugin_data()
+void TestAgentCommandLine::keepsAFailingParseArgumentOptionsToItsPlugin_data()
 {
     QTest::addColumn<QString>("way");
     QTest::addColumn<QString>("message");
@@ -441,7 +416,7 @@ void AgentCommandLine::keepsAFailingParseArgumentOptionsToItsPlugin_data()
     QTest::newRow("anything else") << s("throw-int") << s("threw an exception");
 }
 
-void AgentCommandLine::keepsAFailingParseArgumentOptionsToItsPlugin()
+void TestAgentCommandLine::keepsAFailingParseArgumentOptionsToItsPlugin()
 {
     QFETCH(QString, way);
     QFETCH(QString, message);
@@ -456,7 +431,7 @@ void AgentCommandLine::keepsAFailingParseArgumentOptionsToItsPlugin()
     QVERIFY(agent.output().contains(s("started Second")));
 }
 
-void AgentCommandLine::leavesOutAnOptionThatIsTaken()
+void TestAgentCommandLine::leavesOutAnOptionThatIsTaken()
 {
     const PluginFolder folder({s("first"), s("second")});
     AgentProcess agent;
@@ -471,7 +446,7 @@ void AgentCommandLine::leavesOutAnOptionThatIsTaken()
     QVERIFY(agent.output().contains(s("started Second")));
 }
 
-void AgentCommandLine::failsWhenItsAnswerCannotBeWritten_data()
+void TestAgentCommandLine::failsWhenItsAnswerCannotBeWritten_data()
 {
     QTest::addColumn<QString>("option");
     QTest::addColumn<QString>("pluginsOption");
@@ -482,7 +457,7 @@ void AgentCommandLine::failsWhenItsAnswerCannotBeWritten_data()
     QTest::newRow("--version") << s("--version") << s("greeting");
 }
 
-void AgentCommandLine::failsWhenItsAnswerCannotBeWritten()
+void TestAgentCommandLine::failsWhenItsAnswerCannotBeWritten()
 {
     QFETCH(QString, option);
     QFETCH(QString, pluginsOption);
@@ -503,7 +478,7 @@ void AgentCommandLine::failsWhenItsAnswerCannotBeWritten()
              agentMessages({s("cannot write to standard output: Bad file descriptor")}));
 }
 
-void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve_data()
+void TestAgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("outputFile");
@@ -532,7 +507,7 @@ void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve_data()
         << QStringList(s("critical: cannot write to standard output: No space left on device"));
 }
 
-void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve()
+void TestAgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, outputFile);
@@ -548,12 +523,12 @@ void AgentCommandLine::itsMessagesAreOfTheLevelThatTheyDeserve()
     QCOMPARE(agent.errors(), messages.replaceInStrings(s("FOLDER"), folder.path()));
 }
 
-// Before anything is loaded, so that nothing has to be put right.
-void AgentCommandLine::saysThatItHasNoDescriptorsForItsSignals()
+// The agent says so before it loads anything.
+void TestAgentCommandLine::saysThatItHasNoDescriptorsForItsSignals()
 {
     const PluginFolder folder({s("first")});
     AgentProcess agent;
-    // The event loop takes one more than the standard ones; a pipe takes two.
+    // Two are left besides the standard ones: the event loop takes one, a pipe takes two.
     agent.start(QStringList({s("-c"), s(R"(exec 3>&- 4>&-; ulimit -c 0 -n 5; exec "$0" "$@")"),
                              s(AGENT_PROGRAM)}) +
                     pluginDir(folder),
@@ -563,6 +538,6 @@ void AgentCommandLine::saysThatItHasNoDescriptorsForItsSignals()
     QCOMPARE(agent.output(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(AgentCommandLine)
+SYNCSTATUS_TEST(TestAgentCommandLine)
 
 #include "tst_agentcommandline.moc"

@@ -5,6 +5,7 @@
 #include "fakenetworkmanager.h"
 #include "patience.h"
 #include "privatebus.h"
+#include "testprogram.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,18 +19,13 @@ constexpr quint32 disconnected = 20;
 constexpr quint32 connectedSite = 60;
 constexpr quint32 connectedGlobal = 70;
 
-QString s(const char *text)
-{
-    return QString::fromUtf8(text);
-}
-
-/// The agent with SyncStatus and the example, as they were built.
+/// Arguments for an agent with SyncStatus and the example, in the build folder.
 QStringList realPlugins(const QStringList &more = {})
 {
     return QStringList({s("--plugin-dir"), s(AGENT_PLUGIN_DIR)}) + more;
 }
 
-/// The libraries that \a file itself asks for, by their sonames.
+/// The sonames of the libraries that \a file itself needs.
 QStringList neededBy(const QString &file)
 {
     QProcess readelf;
@@ -56,7 +52,8 @@ int socketsOf(qint64 id)
     return sockets;
 }
 
-/// The code that the process \a id has mapped of files named like \a name, as "device inode".
+/// "device inode" of each file whose name starts with \a name and whose code the process \a id has
+/// mapped.
 QStringList mappedCode(qint64 id, const QString &name)
 {
     QFile maps(s("/proc/%1/maps").arg(id));
@@ -75,9 +72,8 @@ QStringList mappedCode(qint64 id, const QString &name)
 
 } // namespace
 
-// The agent, SyncStatus and the example plugin together, with a scripted NetworkManager on a bus of
-// the test's own.
-class AgentNetwork : public QObject
+// The agent with SyncStatus and the example plugin, and a scripted NetworkManager on a private bus.
+class TestAgentNetwork : public QObject
 {
     Q_OBJECT
 
@@ -107,28 +103,28 @@ private:
     FakeNetworkManager m_networkManager;
 };
 
-void AgentNetwork::initTestCase()
+void TestAgentNetwork::initTestCase()
 {
     QVERIFY(m_bus.start());
 }
 
-void AgentNetwork::init()
+void TestAgentNetwork::init()
 {
     QVERIFY(m_networkManager.start());
 }
 
-void AgentNetwork::cleanup()
+void TestAgentNetwork::cleanup()
 {
     m_networkManager.stop();
 }
 
-void AgentNetwork::setOffline()
+void TestAgentNetwork::setOffline()
 {
     m_networkManager.setPrimaryConnection(s("/"));
     m_networkManager.setState(disconnected);
 }
 
-void AgentNetwork::tellsThatTheMachineIsOnline()
+void TestAgentNetwork::tellsThatTheMachineIsOnline()
 {
     m_networkManager.setPrimaryConnection(s("/"));
     m_networkManager.setState(connectedGlobal);
@@ -152,7 +148,7 @@ void AgentNetwork::tellsThatTheMachineIsOnline()
     QCOMPARE(agent.errors(), QStringList());
 }
 
-void AgentNetwork::tellsEachGainAndNeverALoss()
+void TestAgentNetwork::tellsEachGainAndNeverALoss()
 {
     setOffline();
     AgentProcess agent;
@@ -183,7 +179,7 @@ void AgentNetwork::tellsEachGainAndNeverALoss()
                    }));
 }
 
-void AgentNetwork::runsWithoutNetworkManager()
+void TestAgentNetwork::runsWithoutNetworkManager()
 {
     m_networkManager.stop();
     AgentProcess agent;
@@ -192,12 +188,12 @@ void AgentNetwork::runsWithoutNetworkManager()
     QCOMPARE(agent.terminate(), 0);
 }
 
-void AgentNetwork::outlivesTheBus()
+void TestAgentNetwork::outlivesTheBus()
 {
     m_networkManager.setConnectedDevices({100});
     const PluginFolder folder({s("first")});
     AgentProcess agent;
-    // Asks for the flag when the bus is long gone.
+    // It asks for the flag when there is no bus any more.
     agent.setBehaviour(s("first.aboutToShutdown=ask"));
     agent.start(realPlugins({s("--plugin-dir"), folder.path()}));
     QVERIFY(agent.waitFor(s("online: yes")));
@@ -221,7 +217,7 @@ void AgentNetwork::outlivesTheBus()
     QVERIFY(m_bus.start()); // for the next test
 }
 
-void AgentNetwork::stopsWhenNobodyReadsItsOutputAnyMore()
+void TestAgentNetwork::stopsWhenNobodyReadsItsOutputAnyMore()
 {
     setOffline();
     const PluginFolder folder;
@@ -241,7 +237,7 @@ void AgentNetwork::stopsWhenNobodyReadsItsOutputAnyMore()
     QCOMPARE(errors.mid(errors.size() - end.size()), end);
 }
 
-void AgentNetwork::runsWithoutTheExample()
+void TestAgentNetwork::runsWithoutTheExample()
 {
     setOffline();
     AgentProcess agent;
@@ -254,7 +250,7 @@ void AgentNetwork::runsWithoutTheExample()
     QCOMPARE(agent.output().filter(s("ServicePlugin:")), QStringList());
 }
 
-void AgentNetwork::exampleRunsWithoutSyncStatus()
+void TestAgentNetwork::exampleRunsWithoutSyncStatus()
 {
     setOffline();
     AgentProcess agent;
@@ -266,7 +262,7 @@ void AgentNetwork::exampleRunsWithoutSyncStatus()
              QStringList(s("ServicePlugin: no SyncStatus here, nothing to follow")));
 }
 
-void AgentNetwork::exampleIsQuietWhenAskedTo()
+void TestAgentNetwork::exampleIsQuietWhenAskedTo()
 {
     setOffline();
     AgentProcess agent;
@@ -279,7 +275,7 @@ void AgentNetwork::exampleIsQuietWhenAskedTo()
     QCOMPARE(agent.output().filter(s("ServicePlugin:")), QStringList());
 }
 
-void AgentNetwork::showsTheLibrarysLinesOnStandardError()
+void TestAgentNetwork::showsTheLibrarysLinesOnStandardError()
 {
     setOffline();
     AgentProcess agent;
@@ -300,7 +296,7 @@ void AgentNetwork::showsTheLibrarysLinesOnStandardError()
              }));
 }
 
-void AgentNetwork::exampleDoesNotLinkTheLibrary()
+void TestAgentNetwork::exampleDoesNotLinkTheLibrary()
 {
     const QStringList needed = neededBy(s(AGENT_PLUGIN_DIR "/libserviceplugin.so"));
     QVERIFY2(!needed.filter(s("libcustompluginmanager.so")).isEmpty(),
@@ -309,9 +305,9 @@ void AgentNetwork::exampleDoesNotLinkTheLibrary()
     QCOMPARE(needed.filter(s("Qt5DBus")), QStringList());
 }
 
-void AgentNetwork::hasLibcryptoInItsProcess()
+void TestAgentNetwork::hasLibcryptoInItsProcess()
 {
-    // By the program's own wish, not by what some other library of this machine happens to need.
+    // The program itself needs it: it is not enough that another library of this machine does.
     QCOMPARE(neededBy(s(AGENT_PROGRAM)).filter(s("libcrypto.so")).size(), 1);
     setOffline();
     AgentProcess agent;
@@ -321,9 +317,9 @@ void AgentNetwork::hasLibcryptoInItsProcess()
     QCOMPARE(agent.terminate(), 0);
 }
 
-void AgentNetwork::hasOneCopyOfTheLibrary()
+void TestAgentNetwork::hasOneCopyOfTheLibrary()
 {
-    // Linked by the program and loaded as a plugin, under two names.
+    // The program links the library and loads it as a plugin, under two names.
     QCOMPARE(neededBy(s(AGENT_PROGRAM)).filter(s("libsyncstatus.so")).size(), 1);
     setOffline();
     AgentProcess agent;
@@ -334,6 +330,6 @@ void AgentNetwork::hasOneCopyOfTheLibrary()
     QCOMPARE(agent.terminate(), 0);
 }
 
-QTEST_GUILESS_MAIN(AgentNetwork)
+SYNCSTATUS_TEST(TestAgentNetwork)
 
 #include "tst_agentnetwork.moc"

@@ -3,16 +3,12 @@
 
 #include "agentprocess.h"
 #include "patience.h"
+#include "testprogram.h"
 
 #include <QProcess>
 #include <QTest>
 
 namespace {
-
-QString s(const char *text)
-{
-    return QString::fromUtf8(text);
-}
 
 QByteArray nmcli(const QStringList &arguments)
 {
@@ -23,7 +19,7 @@ QByteArray nmcli(const QStringList &arguments)
     return process.readAllStandardOutput().trimmed();
 }
 
-/// Returns whether NetworkManager has come to its new state.
+/// Takes the uplink up or down. Returns whether NetworkManager has reached the new state.
 bool setUplink(bool up)
 {
     const QByteArray wanted = up ? "connected" : "disconnected";
@@ -39,7 +35,7 @@ bool setUplink(bool up)
 } // namespace
 
 // The agent with SyncStatus and the example beside a real NetworkManager, in scripts/sandbox.
-class AgentNetworkManager : public QObject
+class TestAgentNetworkManager : public QObject
 {
     Q_OBJECT
 
@@ -51,13 +47,13 @@ private Q_SLOTS:
     void tellsAGainFromARestartedNetworkManager();
 };
 
-void AgentNetworkManager::initTestCase()
+void TestAgentNetworkManager::initTestCase()
 {
     if (qEnvironmentVariableIsEmpty("SYNCSTATUS_SANDBOX_NETWORKMANAGER"))
         QSKIP("to be run by scripts/sandbox");
 }
 
-void AgentNetworkManager::tellsItsAnswerAtStartAndEachGain_data()
+void TestAgentNetworkManager::tellsItsAnswerAtStartAndEachGain_data()
 {
     QTest::addColumn<bool>("onlineAtStart");
     QTest::addColumn<QString>("answer");
@@ -65,7 +61,7 @@ void AgentNetworkManager::tellsItsAnswerAtStartAndEachGain_data()
     QTest::newRow("offline at start") << false << s("online: not seen so far");
 }
 
-void AgentNetworkManager::tellsItsAnswerAtStartAndEachGain()
+void TestAgentNetworkManager::tellsItsAnswerAtStartAndEachGain()
 {
     QFETCH(bool, onlineAtStart);
     QFETCH(QString, answer);
@@ -100,7 +96,7 @@ void AgentNetworkManager::tellsItsAnswerAtStartAndEachGain()
     QCOMPARE(agent.errors(), QStringList());
 }
 
-void AgentNetworkManager::tellsAGainFromARestartedNetworkManager()
+void TestAgentNetworkManager::tellsAGainFromARestartedNetworkManager()
 {
     QVERIFY(setUplink(false));
     AgentProcess agent;
@@ -115,6 +111,6 @@ void AgentNetworkManager::tellsAGainFromARestartedNetworkManager()
     QCOMPARE(agent.terminate(), 0);
 }
 
-QTEST_GUILESS_MAIN(AgentNetworkManager)
+SYNCSTATUS_TEST(TestAgentNetworkManager)
 
 #include "tst_agentnetworkmanager.moc"

@@ -1,11 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// The framework that plugins are given: the registry of implementation objects, the base class's
-// defaults and the names in its header.
+// The framework: the registry of implementation objects, the base class's defaults, and the names
+// in its header.
 
 #include "atonce.h"
 #include "logcapture.h"
+#include "testprogram.h"
 
 #include <custompluginmanager/custompluginmanager.h>
 #include <custompluginmanager/pluginbase.h>
@@ -51,7 +52,7 @@ public:
 
 } // namespace
 
-class RegistryTest : public QObject
+class TestRegistry : public QObject
 {
     Q_OBJECT
 
@@ -84,26 +85,26 @@ private:
     QScopedPointer<LogCapture> m_log;
 };
 
-void RegistryTest::init()
+void TestRegistry::init()
 {
     m_log.reset(new LogCapture);
 }
 
-void RegistryTest::cleanup()
+void TestRegistry::cleanup()
 {
     const QStringList lines = m_log->takeLines();
     m_log.reset();
     QCOMPARE(lines, QStringList()); // each test takes the lines that it expects
 }
 
-void RegistryTest::cleanupTestCase()
+void TestRegistry::cleanupTestCase()
 {
-    // Objects of static duration take themselves out when main() is over.
+    // Objects with static storage duration use it after main().
     connect(CustomPluginManager::instance(), &QObject::destroyed,
             [] { qFatal("the registry has an end"); });
 }
 
-void RegistryTest::firstUseFromSeveralThreadsMakesOneRegistry()
+void TestRegistry::firstUseFromSeveralThreadsMakesOneRegistry()
 {
     std::array<CustomPluginManager *, 8> found{};
     atOnce(int(found.size()), [&](int i) { found[size_t(i)] = CustomPluginManager::instance(); });
@@ -112,13 +113,13 @@ void RegistryTest::firstUseFromSeveralThreadsMakesOneRegistry()
         QCOMPARE(manager, found[0]);
 }
 
-void RegistryTest::instanceIsAlwaysTheSame()
+void TestRegistry::instanceIsAlwaysTheSame()
 {
     QVERIFY(CustomPluginManager::instance());
     QCOMPARE(CustomPluginManager::instance(), CustomPluginManager::instance());
 }
 
-void RegistryTest::objectIsFoundByTheNameItWasAddedUnder()
+void TestRegistry::objectIsFoundByTheNameItWasAddedUnder()
 {
     const auto one = named("one");
     const auto two = named("two");
@@ -132,7 +133,7 @@ void RegistryTest::objectIsFoundByTheNameItWasAddedUnder()
     QCOMPARE(find("renamed"), nullptr);
 }
 
-void RegistryTest::unknownNameFindsNothing()
+void TestRegistry::unknownNameFindsNothing()
 {
     const auto object = named("Name");
     CustomPluginManager::addPluginImplement(object.get());
@@ -143,7 +144,7 @@ void RegistryTest::unknownNameFindsNothing()
     QCOMPARE(CustomPluginManager::getPluginImpByName(QString()), nullptr);
 }
 
-void RegistryTest::removedObjectIsNotFound()
+void TestRegistry::removedObjectIsNotFound()
 {
     const auto object = named("object");
     CustomPluginManager::addPluginImplement(object.get());
@@ -151,7 +152,7 @@ void RegistryTest::removedObjectIsNotFound()
     QCOMPARE(find("object"), nullptr);
 }
 
-void RegistryTest::removingAnUnknownObjectIsHarmless()
+void TestRegistry::removingAnUnknownObjectIsHarmless()
 {
     const auto held = named("object");
     const auto unknown = named("object");
@@ -165,7 +166,7 @@ void RegistryTest::removingAnUnknownObjectIsHarmless()
     QCOMPARE(find("object"), nullptr);
 }
 
-void RegistryTest::sameObjectTwiceIsHeldOnceAndWarnedAbout()
+void TestRegistry::sameObjectTwiceIsHeldOnceAndWarnedAbout()
 {
     const auto object = named("object");
     const auto other = named("other");
@@ -187,7 +188,7 @@ void RegistryTest::sameObjectTwiceIsHeldOnceAndWarnedAbout()
     QCOMPARE(find("object"), nullptr);
 }
 
-void RegistryTest::objectAddedAfterItsRemovalIsFoundAgain()
+void TestRegistry::objectAddedAfterItsRemovalIsFoundAgain()
 {
     struct Object : QObject
     {
@@ -203,7 +204,7 @@ void RegistryTest::objectAddedAfterItsRemovalIsFoundAgain()
     QCOMPARE(object.receivers(SIGNAL(destroyed(QObject *))), 1);
 }
 
-void RegistryTest::destroyedObjectLeavesByItself()
+void TestRegistry::destroyedObjectLeavesByItself()
 {
     auto object = named("object");
     CustomPluginManager::addPluginImplement(object.get());
@@ -211,7 +212,7 @@ void RegistryTest::destroyedObjectLeavesByItself()
     QCOMPARE(find("object"), nullptr);
 }
 
-void RegistryTest::objectDestroyedInAnotherThreadLeavesAtOnce()
+void TestRegistry::objectDestroyedInAnotherThreadLeavesAtOnce()
 {
     auto object = named("object");
     CustomPluginManager::addPluginImplement(object.get());
@@ -219,7 +220,7 @@ void RegistryTest::objectDestroyedInAnotherThreadLeavesAtOnce()
     QCOMPARE(find("object"), nullptr);
 }
 
-void RegistryTest::ofTwoObjectsWithOneNameTheFirstIsFound()
+void TestRegistry::ofTwoObjectsWithOneNameTheFirstIsFound()
 {
     auto first = named("object");
     const auto between = named("other");
@@ -237,7 +238,7 @@ void RegistryTest::ofTwoObjectsWithOneNameTheFirstIsFound()
     QCOMPARE(find("object"), nullptr);
 }
 
-void RegistryTest::nullAndNamelessObjectsAreNotAdded()
+void TestRegistry::nullAndNamelessObjectsAreNotAdded()
 {
     CustomPluginManager::addPluginImplement(nullptr);
     QCOMPARE(m_log->takeLines(), QStringList({warning("not added, it has no name: QObject(0x0)")}));
@@ -249,7 +250,7 @@ void RegistryTest::nullAndNamelessObjectsAreNotAdded()
     QCOMPARE(find(""), nullptr);
 }
 
-void RegistryTest::messageHandlerMayUseTheRegistry()
+void TestRegistry::messageHandlerMayUseTheRegistry()
 {
     static QObject *seen;
     seen = nullptr;
@@ -266,7 +267,7 @@ void RegistryTest::messageHandlerMayUseTheRegistry()
     QCOMPARE(seen, first.get());
 }
 
-void RegistryTest::severalThreadsAtOnceLoseNothing()
+void TestRegistry::severalThreadsAtOnceLoseNothing()
 {
     std::atomic<int> missed{0};
     const auto bystander = named("bystander");
@@ -285,7 +286,7 @@ void RegistryTest::severalThreadsAtOnceLoseNothing()
     QCOMPARE(missed.load(), 0);
 }
 
-void RegistryTest::objectMayBeDestroyedWhileItIsRemoved()
+void TestRegistry::objectMayBeDestroyedWhileItIsRemoved()
 {
     for (int i = 0; i < 500; ++i) {
         auto object = named("object");
@@ -301,7 +302,7 @@ void RegistryTest::objectMayBeDestroyedWhileItIsRemoved()
     }
 }
 
-void RegistryTest::pluginDefaults()
+void TestRegistry::pluginDefaults()
 {
     MinimalPlugin plugin;
     QVERIFY(!plugin.parent());
@@ -315,7 +316,7 @@ void RegistryTest::pluginDefaults()
     plugin.aboutToShutdown();
 }
 
-void RegistryTest::pluginMetaObject()
+void TestRegistry::pluginMetaObject()
 {
     const QMetaObject &meta = PluginBase::staticMetaObject;
     QCOMPARE(meta.className(), "custompluginmanager::PluginBase");
@@ -324,7 +325,7 @@ void RegistryTest::pluginMetaObject()
     QCOMPARE(meta.propertyCount(), meta.propertyOffset());
 }
 
-void RegistryTest::namesOfTheInterface()
+void TestRegistry::namesOfTheInterface()
 {
     QCOMPARE(CUSTOMPLUGINMANAGER_PLUGIN_IID, "com.tav.Keldrin.TAVKeldrinPlugin");
     QCOMPARE(custompluginmanager::PLUGIN_METADATA, "MetaData");
@@ -336,6 +337,6 @@ void RegistryTest::namesOfTheInterface()
     QCOMPARE(custompluginmanager::DELAYED_INITIALIZE_INTERVAL, 20);
 }
 
-QTEST_GUILESS_MAIN(RegistryTest)
+SYNCSTATUS_TEST(TestRegistry)
 
 #include "tst_registry.moc"
