@@ -22,7 +22,7 @@ Host &host()
     return theHost;
 }
 
-// Fails loudly, under a sanitizer at least, when the object is gone already.
+// A sanitizer reports it when the object has been destroyed already.
 QString describe(const QObject *object)
 {
     return QLatin1String(object->metaObject()->className()) + QLatin1String(" \"") +

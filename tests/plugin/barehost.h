@@ -11,14 +11,14 @@
 #include <QString>
 #include <QStringList>
 
-// A host that brings the framework in its own executable, exported to the libraries that it loads.
-// It is written from the binary interface alone and includes nothing of the reference framework, so
-// that a slot or a symbol that moved there does not move here with it. Every call is recorded.
+// A host with the framework in its own executable, exported to the libraries that it loads. It is
+// written from the binary interface and includes nothing of the reference framework: when a slot or
+// a symbol moves there, it does not move here. The host records every call.
 
 namespace custompluginmanager {
 
-/// All slots are pure, also those that have a default in the interface header of plugins: what
-/// answers here is what the plugin brought with it.
+/// All slots are pure, also those with a default in the plugins' interface header: each answer
+/// comes from the plugin.
 class Q_DECL_EXPORT PluginBase : public QObject
 {
     Q_OBJECT
@@ -52,24 +52,24 @@ public:
 
 namespace barehost {
 
-/// Adds an entry to what takeCalls() gives.
+/// Adds an entry to the record.
 void record(const QString &call);
 
-/// Everything that was called since the last take, oldest first; an object is given by its class
-/// and its name. After its removal an implementation object's end is recorded as "destroyed".
+/// All calls since the last take, oldest first, with the class and the name of an object. After the
+/// removal of an implementation object, its end is recorded as "destroyed".
 QStringList takeCalls();
 
 /// The implementation object that was added or removed last.
 QObject *lastImplement();
 
-/// What the implementation object that was added last answers to "networkMonitor"; null when it has
-/// no such operation.
+/// Calls "networkMonitor" of the implementation object that was added last. Returns null when it
+/// has no such operation.
 QObject *askForMonitor();
 
-/// What getPluginImpByName("ServicePlugin") answers; null at start.
+/// Sets the result of getPluginImpByName("ServicePlugin"), which is null at start.
 void setServicePlugin(QObject *object);
 
-/// Whether a file whose name contains \a name is mapped into this process.
+/// Whether this process has mapped a file whose name contains \a name.
 bool isMapped(const char *name);
 
 } // namespace barehost

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Asks the implementation object first for the monitor, and again once the monitor's holder is
-// gone: from an exit handler that was registered before the monitor was made and so comes after it.
+// Asks the implementation object for the monitor, and again after the end of the monitor's holder:
+// from an exit handler. It was registered before the monitor was made, so it runs after its
+// destruction.
 
 #include "barehost.h"
 
@@ -40,7 +41,7 @@ void report(const char *when)
 int main(int argc, char **argv)
 {
     const QCoreApplication app(argc, argv);
-    barehost::takeCalls(); // makes what records them, which so is still there at the end
+    barehost::takeCalls(); // makes the record, which so outlives the exit handler
     const auto atExit = [] {
         report("exit handler");
         delete plugin;

@@ -2,17 +2,18 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // A host that loads the library, drives the plugin, deletes it, takes a fresh plugin object and
-// unloads the library, again and again. It ends with 0 when nothing of the library was left behind
-// each time and nothing has grown, else with a message and 1.
+// unloads the library, again and again. Its exit status is 0 when each time nothing of the library
+// stayed and nothing has grown. Otherwise it writes a message and the status is 1.
 //
 //   reloadhost <plugin file> <cycles> <tolerance> [monitor]
 //
-// The tolerance is what the memory in use may grow by after the first cycles, in bytes; there are
-// at least 100 cycles then. With "-" nothing is measured and one cycle is enough. "monitor" makes
-// the network monitor in each cycle and prints what it answered.
+// The memory in use may grow by <tolerance> bytes after the first cycles; this needs 100 cycles or
+// more. With "-" nothing is measured and one cycle is enough. "monitor" makes the network monitor
+// in each cycle and prints its answer.
 
 #include "barehost.h"
 #include "sanitizers.h"
+#include "standin.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -20,7 +21,6 @@
 #include <QLoggingCategory>
 #include <QPluginLoader>
 
-#include <dlfcn.h>
 #include <malloc.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -63,7 +63,7 @@ struct Usage
     qint64 resident;
 };
 
-// At any one moment something may be on its way: of several measurements the lowest counts.
+// Memory may be in use for a moment only, so of several measurements the lowest counts.
 Usage lowest(const Usage &a, const Usage &b)
 {
     return {std::min(a.descriptors, b.descriptors), std::min(a.threads, b.threads),
@@ -132,23 +132,36 @@ void cycle(const QString &pluginFile, bool withMonitor)
     require(loader.unload(), loader.errorString());
     require(!barehost::isMapped("libsyncstatus"),
             QStringLiteral("something of the library stays mapped"));
-    // Whatever was on its way to the library arrives now, as does what visits every category.
+    // Events that were on their way to the library arrive now, and new rules visit all categories.
     QCoreApplication::processEvents();
     QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
     barehost::takeCalls();
 }
 
+// Takes address space, so that the library comes back at another address.
+void takeAddressSpace(int pages)
+{
+    const void *const taken = mmap(nullptr, size_t(sysconf(_SC_PAGESIZE)) * size_t(pages),
+                                   PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    require(taken != MAP_FAILED, QStringLiteral("there is no more address space"));
+}
+
+void requireFlat(const char *what, qint64 from, qint64 to, qint64 tolerance)
+{
+    require(
+        to - from <= tolerance,
+        QStringLiteral("%1 have grown from %2 to %3").arg(QLatin1String(what)).arg(from).arg(to));
+}
+
 } // namespace
 
-// Stands before the C library's, for Qt as well: the libraries of Qt go by their full names alone,
-// as on a machine without the files to develop with.
-extern "C" __attribute__((visibility("default"))) void *dlopen(const char *file, int mode) noexcept
+// Hides the names of Qt's libraries without a version, as on a machine without the files to develop
+// with.
+STANDIN void *dlopen(const char *file, int mode) noexcept
 {
-    static auto *const real =
-        reinterpret_cast<void *(*)(const char *, int)>(dlsym(RTLD_NEXT, "dlopen"));
     const QByteArray name(file);
     const bool isDevelopmentFile = name.contains("libQt5") && name.endsWith(".so");
-    return real(isDevelopmentFile ? "/nonexistent/library.so" : file, mode);
+    return NEXT(dlopen)(isDevelopmentFile ? "/nonexistent/library.so" : file, mode);
 }
 
 int main(int argc, char **argv)
@@ -164,17 +177,13 @@ int main(int argc, char **argv)
     require(cycles >= (measured ? minimumCycles : 1), QStringLiteral("too few cycles"));
 
     QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
-    const auto pageSize = size_t(sysconf(_SC_PAGESIZE));
     constexpr qint64 unknown = std::numeric_limits<qint64>::max();
     Usage before{unknown, unknown, unknown, unknown};
     Usage after = before;
     for (int i = 0; i < cycles; ++i) {
         cycle(arguments.at(1), withMonitor);
         if (i < warmUpCycles) {
-            // Takes a page here and there, so that the library comes back at another address.
-            const void *const page = mmap(nullptr, pageSize * size_t(i + 1), PROT_NONE,
-                                          MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-            require(page != MAP_FAILED, QStringLiteral("there is no more address space"));
+            takeAddressSpace(i + 1);
         } else if (!measured) {
             continue;
         } else if (i < warmUpCycles + measuredCycles) {
@@ -185,20 +194,14 @@ int main(int argc, char **argv)
     }
 
     if (!measured) {
-        // Valgrind looks for leaks when the process ends. Nothing of ours is given up after this,
-        // but Qt gives up the data of QtDBus's thread when that is slower to end than the process.
+        // Valgrind looks for leaks at the end of the process. The library is unloaded by now, but
+        // Qt may leak data of QtDBus's thread when that thread ends after the process.
         std::fflush(stdout);
         std::_Exit(0);
     }
-    const auto flat = [](const char *what, qint64 from, qint64 to, qint64 tolerance) {
-        require(to - from <= tolerance, QStringLiteral("%1 have grown from %2 to %3")
-                                            .arg(QLatin1String(what))
-                                            .arg(from)
-                                            .arg(to));
-    };
-    flat("open descriptors", before.descriptors, after.descriptors, 0);
-    flat("threads", before.threads, after.threads, 0);
-    flat("bytes in use", before.heap, after.heap, heapTolerance);
-    flat("resident bytes", before.resident, after.resident, residentTolerance);
+    requireFlat("open descriptors", before.descriptors, after.descriptors, 0);
+    requireFlat("threads", before.threads, after.threads, 0);
+    requireFlat("bytes in use", before.heap, after.heap, heapTolerance);
+    requireFlat("resident bytes", before.resident, after.resident, residentTolerance);
     return 0;
 }

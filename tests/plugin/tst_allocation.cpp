@@ -1,11 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// A bare host whose operator new can run out of memory and counts what it gives. It is the one that
-// the library and Qt use in this process, as the executable's definition comes first.
+// A bare host whose operator new can fail and counts its allocations. The executable's definition
+// comes first, so the library and Qt use it too.
 
 #include "atonce.h"
 #include "barehost.h"
+#include "testprogram.h"
 
 #include <QLibrary>
 #include <QLoggingCategory>
@@ -53,7 +54,7 @@ Q_DECL_EXPORT void operator delete(void *memory, std::size_t) noexcept
     operator delete(memory);
 }
 
-class AllocationTest : public QObject
+class TestAllocation : public QObject
 {
     Q_OBJECT
 
@@ -72,24 +73,24 @@ private:
     Instance m_instance = nullptr;
 };
 
-void AllocationTest::init()
+void TestAllocation::init()
 {
     m_instance = reinterpret_cast<Instance>(m_library.resolve("qt_plugin_instance"));
     QVERIFY2(m_instance, qPrintable(m_library.errorString()));
     barehost::takeCalls();
 }
 
-void AllocationTest::cleanup()
+void TestAllocation::cleanup()
 {
     QLoggingCategory::setFilterRules(QString());
     m_instance = nullptr;
     QVERIFY(m_library.unload());
 }
 
-void AllocationTest::failureWhileConstructingPropagatesAndLeaksNothing()
+void TestAllocation::failureWhileConstructingPropagatesAndLeaksNothing()
 {
-    // In order: the plugin object, the inside of its QObject, the private part with the
-    // implementation object in it, the inside of that one's QObject, the room for its name.
+    // In order: the plugin object, its QObject's private data, the private part with the
+    // implementation object, that one's QObject's private data, the extra data for its name.
     constexpr int allocations = 5;
     for (int failing = 1; failing <= allocations; ++failing) {
         barehost::takeCalls();
@@ -106,7 +107,7 @@ void AllocationTest::failureWhileConstructingPropagatesAndLeaksNothing()
         QVERIFY(failed);
         QVERIFY(thrown);
         QCOMPARE(living.load(), before);
-        // Nothing was registered or removed, and the base went when there had been one.
+        // Nothing was registered or removed, and the base part was destroyed if there was one.
         QStringList expected;
         if (failing > 2)
             expected = QStringList({"PluginBase", "~PluginBase"});
@@ -116,19 +117,19 @@ void AllocationTest::failureWhileConstructingPropagatesAndLeaksNothing()
     const int before = given;
     QObject *const plugin = m_instance();
     QVERIFY(plugin);
-    // One more, which is that of the guarded pointer to the finished plugin object.
+    // The guarded pointer to the finished plugin object needs one more.
     QCOMPARE(given - before, allocations + 1);
-    // Behind its base the plugin object has one pointer, and the private part is the implementation
-    // object and nothing else.
+    // The plugin object has one pointer after its base part. The private part has only the
+    // implementation object.
     QCOMPARE(sizes[size_t(before) % sizes.size()], sizeof(PluginBase) + sizeof(void *));
     QCOMPARE(sizes[size_t(before + 2) % sizes.size()], sizeof(QObject));
     QCOMPARE(m_instance(), plugin);
     delete plugin;
 }
 
-// The guarded pointer to the plugin object is safe to be first used in several threads at once.
-// What is not is the making of the object, which therefore fails here: the pointer is only read.
-void AllocationTest::firstCallsAtOnceFailEachForItself()
+// Several threads at once may use the guarded pointer to the plugin object for the first time. They
+// may not make the object, so here that fails and the pointer is only read.
+void TestAllocation::firstCallsAtOnceFailEachForItself()
 {
     constexpr int threads = 8;
     const int before = living;
@@ -149,7 +150,7 @@ void AllocationTest::firstCallsAtOnceFailEachForItself()
     QVERIFY(plugin);
 }
 
-void AllocationTest::linesThatAreSwitchedOffAllocateNothing()
+void TestAllocation::linesThatAreSwitchedOffAllocateNothing()
 {
     auto *const plugin = qobject_cast<PluginBase *>(m_instance());
     QVERIFY(plugin);
@@ -176,9 +177,9 @@ void AllocationTest::linesThatAreSwitchedOffAllocateNothing()
     delete plugin;
 
     QCOMPARE(switchedOff, 0);
-    QVERIFY(switchedOn > 0); // or nothing would have been counted above
+    QVERIFY(switchedOn > 0); // so allocations are counted
 }
 
-QTEST_GUILESS_MAIN(AllocationTest)
+SYNCSTATUS_TEST(TestAllocation)
 
 #include "tst_allocation.moc"

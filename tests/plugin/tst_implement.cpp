@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "fakenetworkmanager.h"
-#include "isolatedtest.h"
 #include "logcapture.h"
 #include "patience.h"
 #include "privatebus.h"
+#include "testprogram.h"
 
 #include <custompluginmanager/custompluginmanager.h>
 #include <custompluginmanager/pluginbase.h>
@@ -21,7 +21,7 @@ using custompluginmanager::CustomPluginManager;
 using custompluginmanager::PluginBase;
 
 // The implementation object as another plugin uses it: found in the registry, called by name.
-class ImplementTest : public QObject
+class TestImplement : public QObject
 {
     Q_OBJECT
 
@@ -46,7 +46,7 @@ private:
     QScopedPointer<LogCapture> m_log;
 };
 
-void ImplementTest::initTestCase()
+void TestImplement::initTestCase()
 {
     QVERIFY(m_bus.start());
     QVERIFY(m_networkManager.start());
@@ -61,19 +61,19 @@ void ImplementTest::initTestCase()
     QVERIFY(m_plugin->delayedInitialize());
     m_implement = CustomPluginManager::getPluginImpByName(QStringLiteral("SyncStatus"));
     QVERIFY(m_implement);
-    // Made, the monitor would have told what it read.
+    // There is no monitor yet: it would write what it reads.
     const QStringList lines = m_log->takeLines();
     QCOMPARE(lines.size(), 4);
     QCOMPARE(lines.filter(QStringLiteral("primary connection")), QStringList());
 }
 
-void ImplementTest::cleanupTestCase()
+void TestImplement::cleanupTestCase()
 {
     delete m_plugin;
     m_log.reset();
 }
 
-QObject *ImplementTest::askForMonitor()
+QObject *TestImplement::askForMonitor()
 {
     QObject *monitor = nullptr;
     QMetaObject::invokeMethod(
@@ -82,21 +82,21 @@ QObject *ImplementTest::askForMonitor()
     return monitor;
 }
 
-bool ImplementTest::askForState()
+bool TestImplement::askForState()
 {
     bool online = false;
     return QMetaObject::invokeMethod(m_implement, "getNetworkState", Q_RETURN_ARG(bool, online)) &&
            online;
 }
 
-void ImplementTest::isPassiveUntilItIsAsked()
+void TestImplement::isPassiveUntilItIsAsked()
 {
     m_networkManager.emitStates({70, 20, 70});
     QCoreApplication::processEvents();
     QCOMPARE(m_log->takeLines(), QStringList());
 }
 
-void ImplementTest::networkMonitorComesFirst()
+void TestImplement::networkMonitorComesFirst()
 {
     QObject *const monitor = askForMonitor();
     QVERIFY(monitor);
@@ -107,7 +107,7 @@ void ImplementTest::networkMonitorComesFirst()
     QCOMPARE(m_log->takeLines(),
              QStringList({agentWarning("codestack:  getNetworkState: true \n")}));
 
-    // By signature, as one connects who includes no header of this library.
+    // By signature, as a caller connects that includes no header of this library.
     const QSignalSpy gains(monitor, SIGNAL(networkStateChange(bool)));
     QVERIFY(gains.isValid());
     m_networkManager.emitStates({70});
@@ -115,7 +115,7 @@ void ImplementTest::networkMonitorComesFirst()
     QCOMPARE(gains.at(0), QVariantList({true}));
 }
 
-void ImplementTest::getNetworkStateComesFirst()
+void TestImplement::getNetworkStateComesFirst()
 {
     QVERIFY(askForState());
     QCOMPARE(m_log->takeLines(),
@@ -125,7 +125,7 @@ void ImplementTest::getNetworkStateComesFirst()
     QCOMPARE(m_log->takeLines(), QStringList());
 }
 
-void ImplementTest::answersOnceTheMonitorIsGone()
+void TestImplement::answersOnceTheMonitorIsGone()
 {
     QProcess process;
     process.start(QStringLiteral(IMPLEMENT_AT_EXIT), QStringList());
@@ -136,6 +136,6 @@ void ImplementTest::answersOnceTheMonitorIsGone()
                                                          "exit handler: no monitor, not online\n"));
 }
 
-ISOLATED_TEST_MAIN(ImplementTest)
+SYNCSTATUS_ISOLATED_TEST(TestImplement)
 
 #include "tst_implement.moc"

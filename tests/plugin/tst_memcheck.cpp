@@ -6,12 +6,13 @@
 
 #include "fakenetworkmanager.h"
 #include "privatebus.h"
+#include "testprogram.h"
 
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTest>
 
-class MemcheckTest : public QObject
+class TestMemcheck : public QObject
 {
     Q_OBJECT
 
@@ -24,14 +25,14 @@ private:
     QString m_valgrind;
 };
 
-void MemcheckTest::initTestCase()
+void TestMemcheck::initTestCase()
 {
     m_valgrind = QStandardPaths::findExecutable(QStringLiteral("valgrind"));
     if (m_valgrind.isEmpty())
         QSKIP("there is no valgrind program");
 }
 
-void MemcheckTest::wholeLifeHasNoErrorAndNoLeak_data()
+void TestMemcheck::wholeLifeHasNoErrorAndNoLeak_data()
 {
     QTest::addColumn<bool>("withNetworkManager");
     QTest::addColumn<QByteArray>("answer");
@@ -39,7 +40,7 @@ void MemcheckTest::wholeLifeHasNoErrorAndNoLeak_data()
     QTest::newRow("NetworkManager") << true << QByteArray("online\n");
 }
 
-void MemcheckTest::wholeLifeHasNoErrorAndNoLeak()
+void TestMemcheck::wholeLifeHasNoErrorAndNoLeak()
 {
     QFETCH(bool, withNetworkManager);
     QFETCH(QByteArray, answer);
@@ -54,7 +55,7 @@ void MemcheckTest::wholeLifeHasNoErrorAndNoLeak()
     constexpr int cycles = 10;
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // Before what the host sets: every line is to be made.
+    // Stronger than the rules of the host: every line is written.
     environment.insert(QStringLiteral("QT_LOGGING_RULES"),
                        QStringLiteral("org.corvel.license.agent=true"));
     process.setProcessEnvironment(environment);
@@ -64,17 +65,17 @@ void MemcheckTest::wholeLifeHasNoErrorAndNoLeak()
                    QStringLiteral("--leak-check=full"),
                    QStringLiteral("--errors-for-leak-kinds=definite"),
                    QStringLiteral("--show-leak-kinds=definite"),
-                   // Names the places in the library when it is gone.
+                   // So it can name the places in the library after the unloading.
                    QStringLiteral("--keep-debuginfo=yes"), QStringLiteral("--num-callers=40"),
                    QStringLiteral(RELOAD_HOST), QStringLiteral(SYNCSTATUS_PLUGIN_FILE),
                    QString::number(cycles), QStringLiteral("-"), QStringLiteral("monitor")});
-    // Some seconds as a rule; QtTest ends the program after five minutes.
+    // It takes some seconds as a rule. QtTest ends the program after five minutes.
     QVERIFY2(process.waitForFinished(240000), qPrintable(process.errorString()));
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 0);
     QCOMPARE(process.readAllStandardOutput(), answer.repeated(cycles));
 }
 
-QTEST_GUILESS_MAIN(MemcheckTest)
+SYNCSTATUS_TEST(TestMemcheck)
 
 #include "tst_memcheck.moc"

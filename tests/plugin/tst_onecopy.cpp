@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent whose code links the library and that loads it as a plugin too: the two are one.
+// An agent that links the library and also loads it as a plugin: both are the same copy.
 
 #include "logcapture.h"
+#include "testprogram.h"
 
 #include <custompluginmanager/custompluginmanager.h>
 #include <custompluginmanager/pluginbase.h>
@@ -53,7 +54,7 @@ void countCategory(QLoggingCategory *category)
 
 } // namespace
 
-class OneCopyTest : public QObject
+class TestOneCopy : public QObject
 {
     Q_OBJECT
 
@@ -71,7 +72,7 @@ private:
     PluginBase *m_plugin = nullptr;
 };
 
-void OneCopyTest::initTestCase()
+void TestOneCopy::initTestCase()
 {
     m_plugin = qobject_cast<PluginBase *>(m_loader.instance());
     QVERIFY2(m_plugin, qPrintable(m_loader.errorString()));
@@ -80,19 +81,19 @@ void OneCopyTest::initTestCase()
     QVERIFY(m_plugin->delayedInitialize());
 }
 
-void OneCopyTest::cleanupTestCase()
+void TestOneCopy::cleanupTestCase()
 {
     delete m_plugin;
 }
 
-void OneCopyTest::pluginFileIsTheLinkedLibrary()
+void TestOneCopy::pluginFileIsTheLinkedLibrary()
 {
     const QSet<QByteArray> files = mappedFiles("libsyncstatus");
     QCOMPARE(files.size(), 1);
     QCOMPARE(QFile::decodeName(*files.begin()), QFileInfo(m_loader.fileName()).canonicalFilePath());
 }
 
-void OneCopyTest::monitorIsTheSameFromBothSides()
+void TestOneCopy::monitorIsTheSameFromBothSides()
 {
     QObject *const implement =
         CustomPluginManager::getPluginImpByName(QStringLiteral("SyncStatus"));
@@ -107,7 +108,7 @@ void OneCopyTest::monitorIsTheSameFromBothSides()
     QVERIFY(qobject_cast<MonitorNetwork *>(fromPlugin));
 }
 
-void OneCopyTest::allLinesAreOfOneCategory()
+void TestOneCopy::allLinesAreOfOneCategory()
 {
     LogCapture log;
     m_plugin->extensionsInitialized();
@@ -125,13 +126,13 @@ void OneCopyTest::allLinesAreOfOneCategory()
     QCOMPARE(files, QStringList({QStringLiteral("syncstatusplugin.cpp"),
                                  QStringLiteral("monitornetwork.cpp"),
                                  QStringLiteral("filemanager.cpp"), QStringLiteral("utils.cpp")}));
-    // Qt shows a filter each category that there is.
+    // Qt calls a new filter for each existing category.
     categories = 0;
     QLoggingCategory::installFilter(QLoggingCategory::installFilter(countCategory));
     QCOMPARE(categories, 1);
 }
 
-void OneCopyTest::registeredObjectLeavesWithThePlugin()
+void TestOneCopy::registeredObjectLeavesWithThePlugin()
 {
     const QString name = QStringLiteral("SyncStatus");
     QVERIFY(CustomPluginManager::getPluginImpByName(name));
@@ -145,6 +146,6 @@ void OneCopyTest::registeredObjectLeavesWithThePlugin()
     QVERIFY(!CustomPluginManager::getPluginImpByName(name));
 }
 
-QTEST_GUILESS_MAIN(OneCopyTest)
+SYNCSTATUS_TEST(TestOneCopy)
 
 #include "tst_onecopy.moc"

@@ -1,15 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// Runs the host that loads and unloads the library a hundred times, as it is and built with
-// AddressSanitizer, without the monitor and with it.
+// Runs the host that loads and unloads the library a hundred times: with and without
+// AddressSanitizer, with and without the monitor.
 
 #include "fakenetworkmanager.h"
 #include "privatebus.h"
+#include "testprogram.h"
 
 #include <QDeadlineTimer>
 #include <QProcess>
 #include <QTest>
+
+#include <functional>
 
 namespace {
 
@@ -19,16 +22,20 @@ enum Surroundings { Nothing, Bus, NetworkManager, BusyNetworkManager };
 
 Q_DECLARE_METATYPE(Surroundings)
 
-class ReloadTest : public QObject
+class TestReload : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void leavesNothingBehind_data();
     void leavesNothingBehind();
+
+private:
+    static void start(QProcess &host, const QString &program, const QStringList &arguments);
+    static void waitForEnd(QProcess &host, const std::function<void()> &meanwhile);
 };
 
-void ReloadTest::leavesNothingBehind_data()
+void TestReload::leavesNothingBehind_data()
 {
     QTest::addColumn<QString>("host");
     QTest::addColumn<Surroundings>("surroundings");
@@ -54,7 +61,7 @@ void ReloadTest::leavesNothingBehind_data()
     }
 }
 
-void ReloadTest::leavesNothingBehind()
+void TestReload::leavesNothingBehind()
 {
     QFETCH(QString, host);
     QFETCH(Surroundings, surroundings);
@@ -64,8 +71,8 @@ void ReloadTest::leavesNothingBehind()
         QSKIP(NO_RELOAD_HOST_ASAN);
 #endif
     constexpr int cycles = 100;
-    // Of what repeats in each cycle, the smallest piece of memory there is comes to more than a
-    // KiB. Under traffic, QtDBus's queues and tables reach their full size late and in steps.
+    // A leak in each cycle comes to more than a KiB, however small it is. Under traffic, QtDBus's
+    // queues and tables reach their full size late and in steps.
     const int tolerance = surroundings == BusyNetworkManager ? 0x8000 : 0x400;
 
     PrivateBus bus;
@@ -79,37 +86,48 @@ void ReloadTest::leavesNothingBehind()
         networkManager.setConnectedDevices({30, 100});
     }
 
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // Memory that the C library keeps at hand for each thread counts as in use.
-    environment.insert(QStringLiteral("GLIBC_TUNABLES"),
-                       QStringLiteral("glibc.malloc.tcache_count=0"));
-    process.setProcessEnvironment(environment);
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     QStringList arguments{QStringLiteral(SYNCSTATUS_PLUGIN_FILE), QString::number(cycles),
                           QString::number(tolerance)};
     if (!answer.isNull())
         arguments += QStringLiteral("monitor");
-    process.start(host, arguments);
-    QVERIFY2(process.waitForStarted(), qPrintable(process.errorString()));
-    // Seconds as a rule; with a margin for a slow machine, and before QtTest's own limit of five
-    // minutes ends the whole program.
-    const QDeadlineTimer deadline(240000);
-    while (!process.waitForFinished(20) && process.state() == QProcess::Running) {
-        if (deadline.hasExpired()) {
-            process.kill();
-            process.waitForFinished();
-            QFAIL("the host does not end");
-        }
-        // State changes arrive all the time: while the monitor is there, while it goes, after it.
+    QProcess process;
+    start(process, host, arguments);
+    waitForEnd(process, [&] {
+        // State changes arrive all the time: before, during and after the monitor's destruction.
         if (surroundings == BusyNetworkManager)
             networkManager.emitStates({70, 20, 70});
-    }
+    });
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 0);
     QCOMPARE(process.readAllStandardOutput(), answer.repeated(cycles));
 }
 
-QTEST_GUILESS_MAIN(ReloadTest)
+void TestReload::start(QProcess &host, const QString &program, const QStringList &arguments)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    // Otherwise the C library keeps freed memory for each thread, and it counts as in use.
+    environment.insert(QStringLiteral("GLIBC_TUNABLES"),
+                       QStringLiteral("glibc.malloc.tcache_count=0"));
+    host.setProcessEnvironment(environment);
+    host.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    host.start(program, arguments);
+    QVERIFY2(host.waitForStarted(), qPrintable(host.errorString()));
+}
+
+void TestReload::waitForEnd(QProcess &host, const std::function<void()> &meanwhile)
+{
+    // It takes seconds as a rule. QtTest ends the whole program after five minutes.
+    const QDeadlineTimer deadline(240000);
+    while (!host.waitForFinished(20) && host.state() == QProcess::Running) {
+        if (deadline.hasExpired()) {
+            host.kill();
+            host.waitForFinished();
+            QFAIL("the host does not end");
+        }
+        meanwhile();
+    }
+}
+
+SYNCSTATUS_TEST(TestReload)
 
 #include "tst_reload.moc"
