@@ -18,8 +18,8 @@ using utility::Utils;
 
 namespace {
 
-/// Addresses and what is nearly one: numbers of none to four digits around the limits, three to
-/// five of them, and sometimes a character changed, put in or taken out.
+/// Makes addresses and texts that are nearly addresses: three to five numbers of up to four digits
+/// around the limits. Sometimes a character is changed, added or removed.
 class Generator
 {
 public:
@@ -77,15 +77,15 @@ class TestAddresses : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void table_data();
-    void table();
-    void everyNumber();
+    void onlyDottedQuadsAreValid_data();
+    void onlyDottedQuadsAreValid();
+    void numbersUpTo255AreValidInEachPlace();
     void randomTextsAgreeWithAPlainParser();
     void threadsThatCallAtOnceShareNoExpression();
     void nothingIsLogged();
 };
 
-void TestAddresses::table_data()
+void TestAddresses::onlyDottedQuadsAreValid_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("valid");
@@ -112,7 +112,7 @@ void TestAddresses::table_data()
     row(QStringLiteral("1.2.3.4") + QChar(0), false);
 }
 
-void TestAddresses::table()
+void TestAddresses::onlyDottedQuadsAreValid()
 {
     QFETCH(QString, text);
     QFETCH(bool, valid);
@@ -120,7 +120,7 @@ void TestAddresses::table()
     QCOMPARE(isDottedQuad(text), valid);
 }
 
-void TestAddresses::everyNumber()
+void TestAddresses::numbersUpTo255AreValidInEachPlace()
 {
     for (int value = 0; value < 1100; ++value) {
         for (int width = 1; width <= 4; ++width) {

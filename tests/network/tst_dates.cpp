@@ -30,7 +30,7 @@ constexpr qint64 hour = 3600;
 constexpr qint64 day = 24 * hour;
 constexpr qint64 maximum = std::numeric_limits<qint64>::max();
 constexpr qint64 minimum = std::numeric_limits<qint64>::min();
-/// There is no date from here on, and none up to its negative.
+/// There is no date from here on, nor from its negative downwards.
 constexpr qint64 furthest = 9'000'000'000'000'000;
 
 /// The process's time zone for a scope. Only while no other thread runs.
@@ -73,8 +73,8 @@ constexpr FixedZone fixedZones[] = {{"UTC0", 0},
                                     {"<+24>-24", 24 * hour},
                                     {"<-24>24", -24 * hour}};
 
-/// A zone nine hours east of UTC as /etc/localtime has it (RFC 8536): a block of data each for the
-/// format's two versions, the same here, and the rule for all later times.
+/// A zone nine hours east of UTC in the format of /etc/localtime (RFC 8536): one block of data for
+/// each of the format's two versions, here the same, and the rule for all later times.
 QByteArray compiledZone()
 {
     QByteArray block("TZif2");
@@ -93,13 +93,13 @@ class TestDates : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void whatConverts_data();
-    void whatConverts();
-    void timeZones_data();
-    void timeZones();
+    void secondsGiveADate_data();
+    void secondsGiveADate();
+    void theDateIsThatOfTheLocalZone_data();
+    void theDateIsThatOfTheLocalZone();
     void theMachinesZoneCountsWithoutTz();
-    void endsOfTheRange_data();
-    void endsOfTheRange();
+    void thereIsNoDateBeyondTheRange_data();
+    void thereIsNoDateBeyondTheRange();
     void randomMomentsAgreeWithACountedCalendar();
     void nothingIsLogged();
 };
@@ -109,7 +109,7 @@ void TestDates::initTestCase()
     QVERIFY2(QLocale::system().zeroDigit() != QLatin1Char('0'), "LC_ALL=fa_IR.UTF-8 is missing");
 }
 
-void TestDates::whatConverts_data()
+void TestDates::secondsGiveADate_data()
 {
     QTest::addColumn<QVariant>("timestamp");
     QTest::addColumn<QString>("expected");
@@ -189,7 +189,7 @@ void TestDates::whatConverts_data()
     row("no number", QVariant(std::numeric_limits<double>::quiet_NaN()), nothing);
 }
 
-void TestDates::whatConverts()
+void TestDates::secondsGiveADate()
 {
     QFETCH(QVariant, timestamp);
     QFETCH(QString, expected);
@@ -197,7 +197,7 @@ void TestDates::whatConverts()
     QCOMPARE(Utils::getServerDateTime(timestamp), expected);
 }
 
-void TestDates::timeZones_data()
+void TestDates::theDateIsThatOfTheLocalZone_data()
 {
     QTest::addColumn<QString>("zone");
     QTest::addColumn<QString>("moment");
@@ -264,7 +264,7 @@ void TestDates::timeZones_data()
     }
 }
 
-void TestDates::timeZones()
+void TestDates::theDateIsThatOfTheLocalZone()
 {
     QFETCH(QString, zone);
     QFETCH(QString, moment);
@@ -277,7 +277,7 @@ void TestDates::timeZones()
 
 void TestDates::theMachinesZoneCountsWithoutTz()
 {
-    // In a process of its own, with an /etc/localtime of its own.
+    // In another process, with another /etc/localtime.
     QTemporaryDir directory;
     QFile zone(directory.filePath(QStringLiteral("zone")));
     QVERIFY(zone.open(QIODevice::WriteOnly) && zone.write(compiledZone()) > 0);
@@ -306,7 +306,7 @@ void TestDates::theMachinesZoneCountsWithoutTz()
     QCOMPARE(complaint, QString());
 }
 
-void TestDates::endsOfTheRange_data()
+void TestDates::thereIsNoDateBeyondTheRange_data()
 {
     QTest::addColumn<QString>("zone");
     QTest::addColumn<qint64>("offset");
@@ -314,7 +314,7 @@ void TestDates::endsOfTheRange_data()
         QTest::newRow(zone.name) << zone.name << zone.offset;
 }
 
-void TestDates::endsOfTheRange()
+void TestDates::thereIsNoDateBeyondTheRange()
 {
     QFETCH(QString, zone);
     QFETCH(qint64, offset);
@@ -336,7 +336,7 @@ void TestDates::randomMomentsAgreeWithACountedCalendar()
     for (const FixedZone &zone : fixedZones) {
         const LocalTimeZone local(QLatin1String(zone.name));
         for (int i = 0; i < count / zones; ++i) {
-            // As many near as far: the number of digits is as random as the digits.
+            // The number of digits is as random as the digits.
             const qint64 seconds = qint64(random.generate64()) >> (9 + random.bounded(54));
             if (seconds == 0 || qAbs(seconds) >= furthest)
                 continue;

@@ -31,10 +31,7 @@ void TestNetworkUnload::whatTheHelpersHandedToQtOutlivesTheLibrary()
         library.resolve("_ZN7utility5Utils17getServerDateTimeERK8QVariant"));
     const auto setSocksNetworkProxy = reinterpret_cast<void (*)(QTcpSocket &, const QJsonObject &)>(
         library.resolve("_ZN7utility5Utils20setSocksNetworkProxyER10QTcpSocketRK11QJsonObject"));
-    QVERIFY(isValidIp);
-    QVERIFY(executeCmd);
-    QVERIFY(getServerDateTime);
-    QVERIFY(setSocksNetworkProxy);
+    QVERIFY(isValidIp && executeCmd && getServerDateTime && setSocksNetworkProxy);
 
     QVERIFY(isValidIp(QStringLiteral("1.2.3.4")));
     QString output;
@@ -52,7 +49,7 @@ void TestNetworkUnload::whatTheHelpersHandedToQtOutlivesTheLibrary()
     QVERIFY(maps.open(QIODevice::ReadOnly));
     QVERIFY(!maps.readAll().contains("libsyncstatus"));
 
-    // QRegExp still has the library's pattern in its cache, and compares an equal one with it.
+    // QRegExp still has the library's pattern in its cache and compares it with an equal one.
     QRegExp pattern(QString::fromLatin1("((2[0-4][0-9]|25[0-5]|[01]?[0-9][0-9]?)\\.){3}"
                                         "(2[0-4][0-9]|25[0-5]|[01]?[0-9][0-9]?)"));
     QVERIFY(pattern.exactMatch(QStringLiteral("1.2.3.4")));

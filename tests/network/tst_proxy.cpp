@@ -3,6 +3,7 @@
 
 #include "descriptors.h"
 #include "logcapture.h"
+#include "patience.h"
 #include "testprogram.h"
 
 #include <syncstatus/utils.h>
@@ -58,7 +59,7 @@ public:
     Q_DISABLE_COPY(ApplicationProxy)
 };
 
-/// The proxy that a socket has whenever a line is written.
+/// Notes a socket's proxy whenever a line is written.
 class ProxyWatch
 {
 public:
@@ -82,8 +83,8 @@ private:
     QtMessageHandler m_previous;
 };
 
-/// An address of this machine that is not loopback, or a null one: Qt leaves the application-wide
-/// proxy out for loopback, but goes through it to this.
+/// An address of this machine that is not loopback, or a null one. Qt uses the application-wide
+/// proxy for it, but not for loopback.
 QHostAddress ownAddress()
 {
     const QList<QHostAddress> addresses = QNetworkInterface::allAddresses();
@@ -148,7 +149,6 @@ public:
     }
 
 private:
-    static constexpr int patience = 20000; // milliseconds
     QTcpServer m_server;
 };
 
@@ -243,8 +243,10 @@ class TestProxy : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void configurations_data();
-    void configurations();
+    void aSocksHostGivesAProxy_data();
+    void aSocksHostGivesAProxy();
+    void withoutASocksHostThereIsNoProxy_data();
+    void withoutASocksHostThereIsNoProxy();
     void theProxyIsSetWhenTheLineIsWritten();
     void onlyTheSocketIsChanged();
     void descriptorsAreNotNeeded();
@@ -255,89 +257,110 @@ private Q_SLOTS:
     void aSocketWithNoProxyTalksDirectlyDespiteTheApplicationProxy();
     void theSocketsProxyPrecedesTheApplicationProxy();
     void portZeroConnectsNowhere();
-    void aConnectionThatStandsGoesOn();
+    void anOpenConnectionIsKept();
+
+private:
+    static void expectProxy(const QString &json, QNetworkProxy::ProxyType type, const QString &host,
+                            int port, const QString &line);
 };
 
-void TestProxy::configurations_data()
+void TestProxy::aSocksHostGivesAProxy_data()
 {
     QTest::addColumn<QString>("json");
-    QTest::addColumn<QString>("host"); // null: no proxy
+    QTest::addColumn<QString>("host");
     QTest::addColumn<int>("port");
-    QTest::addColumn<QString>("line");
 
-    const auto proxy = [](const char *name, const char *json, const QString &host, int port) {
-        QTest::newRow(name) << json << host << port << success();
-    };
-    const auto none = [](const char *name, const char *json, const QString &line) {
-        QTest::newRow(name) << json << QString() << 0 << line;
-    };
-    const QString host = QStringLiteral("proxy.example");
-    proxy("host and port", R"({"socks":{"host":"proxy.example","port":"1080"}})", host, 1080);
-    proxy("address", R"({"socks":{"host":"127.0.0.1","port":"9050"}})", QStringLiteral("127.0.0.1"),
-          9050);
-    proxy("a host beyond ASCII", R"({"socks":{"host":"pr\u00f6xy","port":"1"}})",
-          QStringLiteral("pr\u00f6xy"), 1);
-    proxy("a blank is a host", R"({"socks":{"host":" ","port":"1"}})", QStringLiteral(" "), 1);
-    proxy("lowest port", R"({"socks":{"host":"proxy.example","port":"0"}})", host, 0);
-    proxy("highest port", R"({"socks":{"host":"proxy.example","port":"65535"}})", host, 65535);
-    proxy("leading zeros", R"({"socks":{"host":"proxy.example","port":"0001080"}})", host, 1080);
-    proxy("white space around the port", R"({"socks":{"host":"proxy.example","port":" \t1080\n"}})",
-          host, 1080);
-    proxy("a plus sign before the port", R"({"socks":{"host":"proxy.example","port":"+1080"}})",
-          host, 1080);
-    proxy("white space in the port", R"({"socks":{"host":"proxy.example","port":"10 80"}})", host,
-          0);
-    proxy("a separator in the port", R"({"socks":{"host":"proxy.example","port":"1,080"}})", host,
-          0);
-    proxy("a white space for a port", R"({"socks":{"host":"proxy.example","port":" "}})", host, 0);
-    proxy("port too high", R"({"socks":{"host":"proxy.example","port":"65536"}})", host, 0);
-    proxy("port far too high", R"({"socks":{"host":"proxy.example","port":"4295018576"}})", host,
-          0);
-    proxy("port negative", R"({"socks":{"host":"proxy.example","port":"-1"}})", host, 0);
-    proxy("port hexadecimal", R"({"socks":{"host":"proxy.example","port":"0x438"}})", host, 0);
-    proxy("port with a fraction", R"({"socks":{"host":"proxy.example","port":"1080.0"}})", host, 0);
-    proxy("port with text", R"({"socks":{"host":"proxy.example","port":"1080a"}})", host, 0);
-    proxy("port of text", R"({"socks":{"host":"proxy.example","port":"socks"}})", host, 0);
-    proxy("port empty", R"({"socks":{"host":"proxy.example","port":""}})", host, 0);
-    proxy("port as a number", R"({"socks":{"host":"proxy.example","port":1080}})", host, 0);
-    proxy("port null", R"({"socks":{"host":"proxy.example","port":null}})", host, 0);
-    proxy("port as a list", R"({"socks":{"host":"proxy.example","port":["1080"]}})", host, 0);
-    proxy("port missing", R"({"socks":{"host":"proxy.example"}})", host, 0);
-    proxy("port's name in upper case", R"({"socks":{"host":"proxy.example","PORT":"1080"}})", host,
-          0);
-    proxy("other keys are ignored",
-          R"({"http":{"host":"a","port":"1"},"type":"http","user":"u",
-              "socks":{"host":"proxy.example","port":"1080","user":"u","password":"p",
-                       "type":"http"}})",
-          host, 1080);
+    QTest::newRow("host and port") << R"({"socks":{"host":"proxy.example","port":"1080"}})"
+                                   << "proxy.example" << 1080;
+    QTest::newRow("address") << R"({"socks":{"host":"127.0.0.1","port":"9050"}})"
+                             << "127.0.0.1" << 9050;
+    QTest::newRow("a host beyond ASCII")
+        << R"({"socks":{"host":"pr\u00f6xy","port":"1"}})" << QStringLiteral("pr\u00f6xy") << 1;
+    QTest::newRow("a blank is a host") << R"({"socks":{"host":" ","port":"1"}})"
+                                       << " " << 1;
+    QTest::newRow("port missing") << R"({"socks":{"host":"proxy.example"}})"
+                                  << "proxy.example" << 0;
+    QTest::newRow("port's name in upper case")
+        << R"({"socks":{"host":"proxy.example","PORT":"1080"}})"
+        << "proxy.example" << 0;
+    QTest::newRow("other keys are ignored")
+        << R"({"http":{"host":"a","port":"1"},"type":"http","user":"u",
+               "socks":{"host":"proxy.example","port":"1080","user":"u","password":"p",
+                        "type":"http"}})"
+        << "proxy.example" << 1080;
 
-    none("empty", "{}", emptyData());
-    none("no socks", R"({"http":{"host":"proxy.example","port":"1080"}})", emptyData());
-    none("socks in upper case", R"({"SOCKS":{"host":"proxy.example","port":"1080"}})", emptyData());
-    none("host and port outside", R"({"host":"proxy.example","port":"1080"})", emptyData());
-    none("socks empty", R"({"socks":{}})", emptyData());
-    none("socks null", R"({"socks":null})", emptyData());
-    none("socks a text", R"({"socks":"proxy.example:1080"})", emptyData());
-    none("socks a list", R"({"socks":[{"host":"proxy.example","port":"1080"}]})", emptyData());
-    none("socks a number", R"({"socks":1})", emptyData());
-    none("host missing", R"({"socks":{"port":"1080"}})", emptyHost());
-    none("host in upper case", R"({"socks":{"HOST":"proxy.example","port":"1080"}})", emptyHost());
-    none("host empty", R"({"socks":{"host":"","port":"1080"}})", emptyHost());
-    none("host null", R"({"socks":{"host":null,"port":"1080"}})", emptyHost());
-    none("host a number", R"({"socks":{"host":1,"port":"1080"}})", emptyHost());
-    none("host an object", R"({"socks":{"host":{"host":"a"},"port":"1080"}})", emptyHost());
+    const auto port = [](const char *name, const char *json, int expected) {
+        QTest::newRow(name)
+            << QStringLiteral(R"({"socks":{"host":"proxy.example","port":%1}})").arg(json)
+            << "proxy.example" << expected;
+    };
+    port("lowest port", R"("0")", 0);
+    port("highest port", R"("65535")", 65535);
+    port("leading zeros", R"("0001080")", 1080);
+    port("white space around the port", R"(" \t1080\n")", 1080);
+    port("a plus sign before the port", R"("+1080")", 1080);
+    port("white space in the port", R"("10 80")", 0);
+    port("a separator in the port", R"("1,080")", 0);
+    port("a white space for a port", R"(" ")", 0);
+    port("port too high", R"("65536")", 0);
+    port("port far too high", R"("4295018576")", 0);
+    port("port negative", R"("-1")", 0);
+    port("port hexadecimal", R"("0x438")", 0);
+    port("port with a fraction", R"("1080.0")", 0);
+    port("port with text", R"("1080a")", 0);
+    port("port of text", R"("socks")", 0);
+    port("port empty", R"("")", 0);
+    port("port as a number", "1080", 0);
+    port("port null", "null", 0);
+    port("port as a list", R"(["1080"])", 0);
 }
 
-void TestProxy::configurations()
+void TestProxy::aSocksHostGivesAProxy()
 {
     QFETCH(QString, json);
     QFETCH(QString, host);
     QFETCH(int, port);
+    expectProxy(json, QNetworkProxy::Socks5Proxy, host, port, success());
+}
+
+void TestProxy::withoutASocksHostThereIsNoProxy_data()
+{
+    QTest::addColumn<QString>("json");
+    QTest::addColumn<QString>("line");
+
+    const auto row = [](const char *name, const char *json, const QString &line) {
+        QTest::newRow(name) << json << line;
+    };
+    row("empty", "{}", emptyData());
+    row("no socks", R"({"http":{"host":"proxy.example","port":"1080"}})", emptyData());
+    row("socks in upper case", R"({"SOCKS":{"host":"proxy.example","port":"1080"}})", emptyData());
+    row("host and port outside", R"({"host":"proxy.example","port":"1080"})", emptyData());
+    row("socks empty", R"({"socks":{}})", emptyData());
+    row("socks null", R"({"socks":null})", emptyData());
+    row("socks a text", R"({"socks":"proxy.example:1080"})", emptyData());
+    row("socks a list", R"({"socks":[{"host":"proxy.example","port":"1080"}]})", emptyData());
+    row("socks a number", R"({"socks":1})", emptyData());
+    row("host missing", R"({"socks":{"port":"1080"}})", emptyHost());
+    row("host in upper case", R"({"socks":{"HOST":"proxy.example","port":"1080"}})", emptyHost());
+    row("host empty", R"({"socks":{"host":"","port":"1080"}})", emptyHost());
+    row("host null", R"({"socks":{"host":null,"port":"1080"}})", emptyHost());
+    row("host a number", R"({"socks":{"host":1,"port":"1080"}})", emptyHost());
+    row("host an object", R"({"socks":{"host":{"host":"a"},"port":"1080"}})", emptyHost());
+}
+
+void TestProxy::withoutASocksHostThereIsNoProxy()
+{
+    QFETCH(QString, json);
     QFETCH(QString, line);
+    expectProxy(json, QNetworkProxy::NoProxy, QString(), 0, line);
+}
+
+// Whatever the socket had before.
+void TestProxy::expectProxy(const QString &json, QNetworkProxy::ProxyType type, const QString &host,
+                            int port, const QString &line)
+{
     const QJsonDocument document = QJsonDocument::fromJson(json.toUtf8());
     QVERIFY(document.isObject());
-
-    // Whatever the socket had before.
     const QNetworkProxy before[] = {
         QNetworkProxy(QNetworkProxy::DefaultProxy), QNetworkProxy(QNetworkProxy::NoProxy),
         QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("old"), 1, QStringLiteral("user"),
@@ -348,8 +371,7 @@ void TestProxy::configurations()
         LogCapture log;
         Utils::setSocksNetworkProxy(socket, document.object());
         QCOMPARE(log.takeLines(), QStringList{line});
-        QCOMPARE(socket.proxy().type(),
-                 host.isNull() ? QNetworkProxy::NoProxy : QNetworkProxy::Socks5Proxy);
+        QCOMPARE(socket.proxy().type(), type);
         QCOMPARE(socket.proxy().hostName(), host);
         QCOMPARE(int(socket.proxy().port()), port);
         QCOMPARE(socket.proxy().user(), QString());
@@ -450,7 +472,7 @@ void TestProxy::aSocketTalksThroughTheServer()
     QCOMPARE(service.talk(socket), QStringLiteral("answer to question\n"));
     QTRY_COMPARE(server.connectionsTo(service.port()), 1);
 
-    // It was no detour: without the server the same socket gets nowhere.
+    // Without the server the same socket does not connect.
     socket.abort();
     server.stop();
     QVERIFY(service.talk(socket) != QStringLiteral("answer to question\n"));
@@ -480,13 +502,13 @@ void TestProxy::aSocketWithNoProxyTalksDirectlyDespiteTheApplicationProxy()
         Utils::setSocksNetworkProxy(direct, config);
         QCOMPARE(service.talk(direct), QStringLiteral("answer to question\n"));
     }
-    // A further plain one, to be sure that the log has come past the direct ones.
+    // Once the server has logged one more plain socket, it has logged all before.
     QTcpSocket last;
     QCOMPARE(service.talk(last), QStringLiteral("answer to question\n"));
     QTRY_VERIFY(server.connectionsTo(service.port()) >= 2);
     QCOMPARE(server.connectionsTo(service.port()), 2);
 
-    // And once the server is gone, only a socket with no proxy still talks.
+    // Without the server only a socket with no proxy still talks.
     server.stop();
     QTcpSocket lost;
     QVERIFY(service.talk(lost) != QStringLiteral("answer to question\n"));
@@ -522,7 +544,7 @@ void TestProxy::portZeroConnectsNowhere()
     QCOMPARE(socket.state(), QAbstractSocket::UnconnectedState);
 }
 
-void TestProxy::aConnectionThatStandsGoesOn()
+void TestProxy::anOpenConnectionIsKept()
 {
     Service service(QHostAddress::LocalHost);
     QTcpSocket socket;

@@ -88,13 +88,13 @@ class TestUrls : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void table_data();
-    void table();
+    void schemeCaseAndOuterWhiteSpaceDoNotCount_data();
+    void schemeCaseAndOuterWhiteSpaceDoNotCount();
     void randomPairsAgreeWithASecondFormulation();
     void nothingIsLogged();
 };
 
-void TestUrls::table_data()
+void TestUrls::schemeCaseAndOuterWhiteSpaceDoNotCount_data()
 {
     QTest::addColumn<QString>("one");
     QTest::addColumn<QString>("other");
@@ -144,7 +144,7 @@ void TestUrls::table_data()
     row("null and empty are identical", QString(), "", true);
 }
 
-void TestUrls::table()
+void TestUrls::schemeCaseAndOuterWhiteSpaceDoNotCount()
 {
     QFETCH(QString, one);
     QFETCH(QString, other);
