@@ -125,7 +125,7 @@ void Agent::loseBus()
 
 void Agent::round()
 {
-    // Waiting for all of a round's signals keeps a busy machine from piling them up.
+    // A busy machine waits here for all signals of a round, so they do not pile up.
     if (m_progress.signalsSeen < m_progress.signalsSent) {
         if (m_sinceSignals.elapsed() > patience) {
             m_progress.fail(QStringLiteral("signals are lost: %1 sent, %2 seen")
@@ -167,7 +167,7 @@ void Agent::emitStates()
     m_networkManager.emitStates(sent);
     m_sinceSignals.start();
     if (m_busLost)
-        return; // by another bus than the monitor's
+        return; // the monitor had another bus
     m_progress.signalsSent += sent.size();
     m_announcementsDue += sent.count(globalConnectivity);
 }

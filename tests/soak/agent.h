@@ -21,25 +21,24 @@ class PluginBase;
 }
 struct Progress;
 
-/// What an agent does in its main thread, on a bus of its own with a scripted NetworkManager. It
-/// works in rounds, ten a second or fewer on a busy machine, and has the run fail when anything
-/// comes out wrong.
+/// The work of an agent's main thread, on a private bus with a scripted NetworkManager: ten rounds
+/// a second, or fewer on a busy machine. The run fails when a result is wrong.
 class Agent : public QObject
 {
     Q_OBJECT
 
 public:
-    /// What is leaked in each round when \a leak is true: memory, a descriptor and a thread.
+    /// With \a leak, each round leaks memory, a descriptor and a thread.
     Agent(Progress &progress, bool leak);
-    /// To be destroyed when the run has ended.
+    /// Call it when the run has ended.
     ~Agent() override;
 
-    /// Brings up the bus and NetworkManager, loads the plugin and makes the monitor. Returns
-    /// whether all are there; the rounds begin with the event loop.
+    /// Starts the bus and NetworkManager, loads the plugin and makes the monitor. Returns whether
+    /// all this worked. The rounds begin with the event loop.
     bool start();
-    /// Takes the bus away and brings up another at the same address, with another NetworkManager,
-    /// as when a distribution's update restarts it. A monitor does not come back from that; it is
-    /// to answer as before, and everything else is to go on.
+    /// Kills the bus and starts another at the same address, with another NetworkManager, as an
+    /// update of the distribution does. From then on a monitor keeps its answer for good.
+    /// Everything else must go on.
     void loseBus();
 
 private:

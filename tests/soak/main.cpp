@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent that does everything with the library at once, for as long as it is told, and sees
-// whether it holds more and more. See scripts/check soak. To be run with
-// GLIBC_TUNABLES=glibc.malloc.tcache_count=0: what threads keep back when memory is freed counts as
-// in use otherwise, and grows for a long time.
+// An agent that does everything with the library at once for a given time, and measures whether it
+// holds more and more. See scripts/check soak. Run it with
+// GLIBC_TUNABLES=glibc.malloc.tcache_count=0: otherwise each thread keeps freed memory, which
+// counts as in use and grows for a long time.
 
 #include "agent.h"
 #include "eventlogstandin.h"
@@ -25,7 +25,7 @@
 
 namespace {
 
-// The last tenth of the time is spent after the bus has been lost.
+// The bus is lost for the last tenth of the time.
 constexpr double busTime = 0.9;
 
 Progress *progressOfLog = nullptr;
@@ -136,96 +136,92 @@ bool show(const Measurements &measurements, const char *when)
     return flat;
 }
 
-/// What the event-log library has been given, where it is the tests' stand-in; else null.
+/// The calls of the event-log library if it is the tests' stand-in, or null.
 const EventLogCalls *eventLogCalls()
 {
     QLibrary library(QStringLiteral("/usr/lib64/libcorvel-event-log.so"));
     return library.load() ? reinterpret_cast<EventLogCalls *>(library.resolve("calls")) : nullptr;
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+struct Options
 {
-    QCoreApplication app(argc, argv);
+    int duration = 0; // in seconds
+    QString csvFile;
+    bool leak = false;
+};
+
+Options parse(const QCoreApplication &app)
+{
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Does everything with the library at once for some time. Fails when "
                        "something comes out wrong or more and more is held."));
-    const QCommandLineOption durationOption(QStringLiteral("duration"),
-                                            QStringLiteral("How long: 10 or more."),
-                                            QStringLiteral("seconds"));
-    const QCommandLineOption csvOption(QStringLiteral("csv"),
-                                       QStringLiteral("Writes what is held and done in between."),
-                                       QStringLiteral("file"));
-    const QCommandLineOption leakOption(
+    const QCommandLineOption duration(QStringLiteral("duration"),
+                                      QStringLiteral("How long: 10 or more."),
+                                      QStringLiteral("seconds"));
+    const QCommandLineOption csv(QStringLiteral("csv"),
+                                 QStringLiteral("Writes what is held and done in between."),
+                                 QStringLiteral("file"));
+    const QCommandLineOption leak(
         QStringLiteral("leak"),
         QStringLiteral("Leaks memory, descriptors and threads, to show that they are noticed."));
-    parser.addOptions({durationOption, csvOption, leakOption});
+    parser.addOptions({duration, csv, leak});
     parser.addHelpOption();
     parser.process(app);
-    const int duration = parser.value(durationOption).toInt();
-    if (duration < 10) {
-        std::fprintf(stderr, "soak: give a --duration of 10 seconds or more\n");
-        return 2;
-    }
-    Csv csv;
-    if (parser.isSet(csvOption) && !csv.open(parser.value(csvOption))) {
-        std::fprintf(stderr, "soak: %s cannot be written\n", qPrintable(parser.value(csvOption)));
-        return 2;
-    }
+    return {parser.value(duration).toInt(), parser.value(csv), parser.isSet(leak)};
+}
 
-    Progress progress;
-    progressOfLog = &progress;
-    qInstallMessageHandler(countLine);
-    // A thousand samples, at least four in the last tenth.
-    const int interval = qBound(200, duration, 60000);
-    const std::size_t expected = std::size_t(duration) * 1000 / std::size_t(interval);
-    Measurements withBus(expected);
-    Measurements withoutBus(expected);
-    Measurements *current = &withBus;
+/// How often samples are taken, in milliseconds: a thousand in all, at least four in the last
+/// tenth.
+int interval(const Options &options)
+{
+    return qBound(200, options.duration, 60000);
+}
+
+/// Does everything at once until the time is over or something has failed.
+void run(const Options &options, Progress &progress, Csv &csv, Measurements &withBus,
+         Measurements &withoutBus)
+{
     std::vector<std::thread> threads;
-    {
-        Agent agent(progress, parser.isSet(leakOption));
-        if (agent.start()) {
-            for (const auto work : {encrypt, useFiles, runCommands})
-                threads.emplace_back(work, std::ref(progress));
-        }
-        QElapsedTimer time;
-        time.start();
-        QTimer sampling;
-        QObject::connect(&sampling, &QTimer::timeout, &sampling, [&] {
-            const qint64 elapsed = time.elapsed();
-            {
-                const std::unique_lock<std::shared_mutex> atRest(progress.atWork);
-                const Holdings &held = current->add();
-                if (csv.isOpen())
-                    csv.add(double(elapsed) / 1000, held, progress);
-            }
-            if (elapsed >= duration * qint64(1000))
-                progress.end();
-            if (current == &withBus && double(elapsed) >= busTime * 1000 * duration) {
-                current = &withoutBus;
-                sampling.stop(); // in between the event loop runs
-                agent.loseBus();
-                sampling.start();
-            }
-            if (!progress.wait(0))
-                app.quit();
-        });
-        sampling.start(interval);
-        if (!progress.failed())
-            app.exec();
-        progress.end();
-        for (std::thread &thread : threads)
-            thread.join();
+    Agent agent(progress, options.leak);
+    if (agent.start()) {
+        for (const auto work : {encrypt, useFiles, runCommands})
+            threads.emplace_back(work, std::ref(progress));
     }
-    qInstallMessageHandler(nullptr);
-    if (csv.isOpen() && csv.hasFailed())
-        progress.fail(QStringLiteral("the samples were not written"));
-    if (progress.failed())
-        return EXIT_FAILURE;
+    Measurements *current = &withBus;
+    QElapsedTimer time;
+    time.start();
+    QTimer sampling;
+    QObject::connect(&sampling, &QTimer::timeout, &sampling, [&] {
+        const qint64 elapsed = time.elapsed();
+        {
+            const std::unique_lock<std::shared_mutex> atRest(progress.atWork);
+            const Holdings &held = current->add();
+            if (csv.isOpen())
+                csv.add(double(elapsed) / 1000, held, progress);
+        }
+        if (elapsed >= options.duration * qint64(1000))
+            progress.end();
+        if (current == &withBus && double(elapsed) >= busTime * 1000 * options.duration) {
+            current = &withoutBus;
+            sampling.stop(); // the event loop runs meanwhile
+            agent.loseBus();
+            sampling.start();
+        }
+        if (!progress.wait(0))
+            QCoreApplication::quit();
+    });
+    sampling.start(interval(options));
+    if (!progress.failed())
+        QCoreApplication::exec();
+    progress.end();
+    for (std::thread &thread : threads)
+        thread.join();
+}
 
+/// Returns whether everything arrived and stayed flat.
+bool show(Progress &progress, const Measurements &withBus, const Measurements &withoutBus)
+{
     show(progress);
     const EventLogCalls *const calls = eventLogCalls();
     if (!calls)
@@ -234,5 +230,37 @@ int main(int argc, char **argv)
         progress.fail(QStringLiteral("event records are lost: %1 arrived").arg(calls->written));
     const bool flat = show(withBus, "with a bus");
     const bool flatWithoutBus = show(withoutBus, "after the bus was lost");
-    return flat && flatWithoutBus && !progress.failed() ? EXIT_SUCCESS : EXIT_FAILURE;
+    return flat && flatWithoutBus && !progress.failed();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication app(argc, argv);
+    const Options options = parse(app);
+    if (options.duration < 10) {
+        std::fprintf(stderr, "soak: give a --duration of 10 seconds or more\n");
+        return 2;
+    }
+    Csv csv;
+    if (!options.csvFile.isEmpty() && !csv.open(options.csvFile)) {
+        std::fprintf(stderr, "soak: %s cannot be written\n", qPrintable(options.csvFile));
+        return 2;
+    }
+
+    Progress progress;
+    progressOfLog = &progress;
+    qInstallMessageHandler(countLine);
+    const std::size_t expected =
+        std::size_t(options.duration) * 1000 / std::size_t(interval(options));
+    Measurements withBus(expected);
+    Measurements withoutBus(expected);
+    run(options, progress, csv, withBus, withoutBus);
+    qInstallMessageHandler(nullptr);
+    if (csv.isOpen() && csv.hasFailed())
+        progress.fail(QStringLiteral("the samples were not written"));
+    if (progress.failed())
+        return EXIT_FAILURE;
+    return show(progress, withBus, withoutBus) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -30,7 +30,7 @@ qint64 entries(const QString &directory)
 
 } // namespace
 
-// Memory is allowed what an allocator lays out differently from one moment to the next.
+// Memory may differ by what an allocator places differently from one moment to the next.
 const std::array<Measurements::Kind, 4> Measurements::kinds{{
     {"Resident memory, kB", "resident", 2048},
     {"Heap in use, kB", "heap", 64},

@@ -10,10 +10,10 @@
 #include <cstddef>
 #include <vector>
 
-/// What this process holds at one moment, in the order of Measurements::kinds.
+/// What this process holds at a moment, in the order of Measurements::kinds.
 using Holdings = std::array<qint64, 4>;
 
-/// What a process holds that works for a long time, and whether it comes to hold more and more.
+/// Measures whether a process that works for a long time holds more and more.
 class Measurements
 {
 public:
@@ -32,17 +32,17 @@ public:
         bool flat;
     };
 
-    /// Takes memory for as many, so as not to measure itself.
+    /// Takes memory for \a expected samples in advance, so that it does not measure itself.
     explicit Measurements(std::size_t expected) { m_samples.reserve(expected); }
 
-    /// Measures now and returns what it found.
+    /// Takes a sample and returns it.
     const Holdings &add();
 
-    /// Whether there is at least one for each quarter of the time, as judge() needs.
+    /// Whether there is a sample for each quarter of the time, as judge() needs.
     bool areEnough() const { return m_samples.size() >= 4; }
 
-    /// Whether it stayed flat, kind by kind. The least of a quarter leaves out what is held for a
-    /// moment; the first quarter is for warming up.
+    /// Whether each kind stayed flat. The least of a quarter leaves out what is held for a moment
+    /// only. The first quarter is for warming up.
     std::array<Verdict, std::tuple_size<Holdings>::value> judge() const;
 
 private:

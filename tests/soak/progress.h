@@ -11,7 +11,7 @@
 #include <mutex>
 #include <shared_mutex>
 
-/// What has been done so far, counted in several threads.
+/// The work done so far, counted in several threads.
 struct Progress
 {
     std::atomic<qint64> signalsSent{0};
@@ -26,16 +26,16 @@ struct Progress
     std::atomic<qint64> records{0};
     std::atomic<qint64> lines{0};
 
-    /// A worker's shared while it has anything in hand, and exclusive to who looks at what is held.
+    /// Workers hold it shared while they work, and a measurement holds it exclusively.
     std::shared_mutex atWork;
 
-    /// Writes \a what as the reason of the failure, the first time, and has the run end.
+    /// Ends the run. The first call writes \a what as the reason of the failure.
     void fail(const QString &what);
     bool failed() const { return m_failed; }
 
-    /// Has the run end.
+    /// Ends the run.
     void end();
-    /// Waits until \a milliseconds have passed or the run is to end; returns whether it goes on.
+    /// Waits for \a milliseconds or the end of the run. Returns whether the run goes on.
     bool wait(int milliseconds);
 
 private:

@@ -51,7 +51,7 @@ void encrypt(Progress &progress)
             continue;
         if (RsaCrypt::rsaPrivateKeyDecrypt(body, privateKey) != text(round))
             return progress.fail(QStringLiteral("an encrypted text decrypts to another"));
-        // Nothing comes of a key that is not what the operation takes.
+        // The wrong kind of key gives nothing.
         if (!RsaCrypt::rsaPublicKeyDecrypt(body, privateKey).isEmpty() ||
             !RsaCrypt::rsaPublicKeyEncrypt(text(round), privateKey).isEmpty() ||
             !RsaCrypt::rsaPrivateKeyDecrypt(body, privateKey.left(500)).isEmpty())

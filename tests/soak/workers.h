@@ -6,8 +6,8 @@
 
 struct Progress;
 
-// What an agent does in threads beside its main thread. Each works in rounds, ten a second or fewer
-// on a busy machine, until the run is to end, and has it fail when anything comes out wrong.
+// The work of an agent's other threads, in rounds until the run ends; on a busy machine the rounds
+// are fewer. The run fails when a result is wrong.
 
 void encrypt(Progress &progress);     ///< 100 texts a second
 void useFiles(Progress &progress);    ///< 10 times a second each operation
