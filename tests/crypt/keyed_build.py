@@ -20,6 +20,10 @@ import unittest
 
 SOURCE = pathlib.Path(sys.argv[1])
 KEY_TOOL = sys.argv[2]
+HEADER = "logkey/logkeypieces.h"
+# Flags that some distributions build with, and the build type that compiles fastest.
+DISTRIBUTION = ("-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-fno-plt",
+                "-DCMAKE_SHARED_LINKER_FLAGS=-Wl,-z,relro,-z,now")
 
 
 def run(*command, **more):
@@ -92,10 +96,11 @@ class PiecesInAHeader(InFolder):
 
 
 class Builds(InFolder):
-    def configure(self, name, *options, **more):
+    def configure(self, name, *options):
         return ("cmake", "-S", SOURCE, "-B", self.folder / name, "-G", "Ninja",
-                # A cache of compiled files would be one build shown twice.
-                "-DCMAKE_CXX_COMPILER_LAUNCHER=", "-DBUILD_TESTING=OFF", *options)
+                # With a cache of compiled files the second build would be a copy of the first.
+                "-DCMAKE_CXX_COMPILER_LAUNCHER=", "-DBUILD_TESTING=OFF",
+                *DISTRIBUTION, *options)
 
     def build(self, name, target):
         return ("cmake", "--build", self.folder / name, "--target", target)
@@ -109,12 +114,9 @@ class Builds(InFolder):
     def test_inputs_that_cannot_be_are_refused_when_configuring(self):
         (self.folder / "file").write_text("3-1-a\n")
         for option in ("SYNCSTATUS_LOG_KEY_PIECES", "SYNCSTATUS_LOG_PUBLIC_KEY"):
-            missing = self.folder / "missing"
-            self.fail_saying(f"{option}: there is no file {missing}",
-                             *self.configure("build", f"-D{option}={missing}"))
-            self.fail_saying(f"{option}: there is no file {self.folder}",
-                             *self.configure("build", f"-D{option}={self.folder}"))
-            (self.folder / "build/CMakeCache.txt").unlink()
+            for path in (self.folder / "missing", self.folder):
+                self.fail_saying(f"{option}: there is no file {path}",
+                                 *self.configure("build", "-USYNCSTATUS_LOG_*", f"-D{option}={path}"))
         self.fail_saying("Give either SYNCSTATUS_LOG_KEY_PIECES or SYNCSTATUS_LOG_PUBLIC_KEY",
                          *self.configure("build", f"-DSYNCSTATUS_LOG_KEY_PIECES={self.folder}/file",
                                          f"-DSYNCSTATUS_LOG_PUBLIC_KEY={self.folder}/file"))
@@ -135,69 +137,70 @@ class Builds(InFolder):
     def test_a_file_is_found_from_where_cmake_is_run(self):
         (self.folder / "file").write_text("3-1-a\n3-2-b\n3-3-c\n")
         self.succeed(*self.configure("build", "-DSYNCSTATUS_LOG_KEY_PIECES=file"), cwd=self.folder)
-        self.succeed(*self.build("build", "logkey/logkeypieces.h"))
+        self.succeed(*self.build("build", HEADER))
         # Changed pieces are seen, also when they are bad.
         (self.folder / "file").write_text("3-1-a\n3-2-b\n")
-        self.fail_saying("not the three pieces of a key", *self.build("build", "logkey/logkeypieces.h"))
+        self.fail_saying("not the three pieces of a key", *self.build("build", HEADER))
 
     def test_keys_from_the_first_configuring_to_the_library(self):
         private, public = self.pair()
-        header = "logkey/logkeypieces.h"
+        self.a_development_key_is_made()
+        self.the_development_key_is_kept()
+        self.a_private_key_is_refused(private)
+        self.a_given_key_replaces_the_development_key(public)
+        self.the_same_key_gives_the_same_library(public)
+        self.libcrypto_is_looked_up_when_it_is_called()
 
-        # Without a key, one for development.
-        development = self.folder / "one/logkey/private.pem"
+    def logkey(self, name):
+        return self.folder / "one/logkey" / name
+
+    def a_development_key_is_made(self):
         old_umask = os.umask(0)
         self.addCleanup(os.umask, old_umask)
         said = " ".join(self.succeed(*self.configure("one")).split())
         os.umask(old_umask)
-        self.assertEqual(stat.S_IMODE(development.stat().st_mode), 0o600)
+        self.assertEqual(stat.S_IMODE(self.logkey("private.pem").stat().st_mode), 0o600)
         self.assertIn("DEVELOPMENT KEY", said)
-        self.assertIn(str(development), said)
-        self.assertIn(f"SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY:INTERNAL={development}\n",
-                      self.cache("one"))
-        self.succeed(*self.build("one", header))
-        pieces = (self.folder / "one/logkey/pieces.txt").read_text()
-        self.succeed(KEY_TOOL, "check", self.folder / "one/logkey/pieces.txt")
+        self.assertIn(str(self.logkey("private.pem")), said)
+        self.assertIn(
+            f"SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY:INTERNAL={self.logkey('private.pem')}\n",
+            self.cache("one"))
+        self.succeed(*self.build("one", HEADER))
+        self.succeed(KEY_TOOL, "check", self.logkey("pieces.txt"))
 
-        # It is kept, by whatever is configured and built again.
-        key = development.read_text()
-        self.succeed(*self.configure("one", "-DSYNCSTATUS_WERROR=ON"))
-        (self.folder / "one" / header).unlink()
-        self.succeed(*self.build("one", header))
-        self.assertEqual(development.read_text(), key)
-        public_half = development.with_name("public.pem")
-        public_key = public_half.read_text()
-        public_half.unlink()
+    def the_development_key_is_kept(self):
+        files = [self.logkey(name) for name in ("private.pem", "public.pem", "pieces.txt")]
+        before = [file.read_text() for file in files]
+        self.succeed(*self.configure("one", "-DCMAKE_INSTALL_PREFIX=/opt"))
+        (self.folder / "one" / HEADER).unlink()
+        self.succeed(*self.build("one", HEADER))
+        self.logkey("public.pem").unlink()
         self.succeed(*self.configure("one"))
-        self.assertEqual(public_half.read_text(), public_key)
-        self.assertEqual(development.read_text(), key)
-        self.assertEqual((self.folder / "one/logkey/pieces.txt").read_text(), pieces)
+        self.assertEqual([file.read_text() for file in files], before)
 
-        # A private key given for a public one stops the build.
+    def a_private_key_is_refused(self, private):
         self.succeed(*self.configure("one", f"-DSYNCSTATUS_LOG_PUBLIC_KEY={private}"))
-        self.fail_saying('not a public key but a "PRIVATE KEY"', *self.build("one", header))
+        self.fail_saying('not a public key but a "PRIVATE KEY"', *self.build("one", HEADER))
 
-        # With a key there is nothing to warn of, and its private half is nowhere.
+    def a_given_key_replaces_the_development_key(self, public):
+        development = self.logkey("pieces.txt").read_text()
         said = self.succeed(*self.configure("one", f"-DSYNCSTATUS_LOG_PUBLIC_KEY={public}"))
         self.assertNotIn("DEVELOPMENT", said)
         self.assertNotIn("SYNCSTATUS_DEVELOPMENT_PRIVATE_KEY", self.cache("one"))
         self.succeed(*self.build("one", "syncstatus"))
-        self.assertNotEqual((self.folder / "one/logkey/pieces.txt").read_text(), pieces)
+        self.assertNotEqual(self.logkey("pieces.txt").read_text(), development)
 
-        # The same key gives the same library, in another folder, and in pieces.
+    # In another folder, and given in pieces.
+    def the_same_key_gives_the_same_library(self, public):
         split = self.folder / "split"
         self.succeed(KEY_TOOL, "split", "--output", split, public)
-        self.succeed(*self.configure("a-folder-of-another-length",
-                                     f"-DSYNCSTATUS_LOG_KEY_PIECES={split}",
+        other = "a-folder-of-another-length"
+        self.succeed(*self.configure(other, f"-DSYNCSTATUS_LOG_KEY_PIECES={split}",
                                      "-DSYNCSTATUS_WERROR=ON"))
-        self.succeed(*self.build("a-folder-of-another-length", "syncstatus"))
-        self.assertTrue(self.library("one") == self.library("a-folder-of-another-length"))
+        self.succeed(*self.build(other, "syncstatus"))
+        self.assertTrue(self.library("one") == self.library(other))
 
-        # Whatever flags a distribution builds with, libcrypto is looked up when it is called.
-        self.succeed(*self.configure("one", "-DCMAKE_BUILD_TYPE=Debug",  # compiles fastest
-                                     "-DCMAKE_CXX_FLAGS=-fno-plt",
-                                     "-DCMAKE_SHARED_LINKER_FLAGS=-Wl,-z,relro,-z,now"))
-        self.succeed(*self.build("one", "syncstatus"))
+    def libcrypto_is_looked_up_when_it_is_called(self):
         library = self.folder / "one/lib/libsyncstatus.so"
         relocations = re.findall(r"(R_\S+) +\S+ +(?:RSA|BIO|PEM|ERR)_",
                                  self.succeed("readelf", "-rW", library))
