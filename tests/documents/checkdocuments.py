@@ -2,13 +2,12 @@
 # SPDX-FileCopyrightText: 2026 The SyncStatus developers
 # SPDX-License-Identifier: Apache-2.0
 
-"""Checks that what the documents say to type works, and that their links lead somewhere.
+"""Checks that the commands of the documents work, and that their links lead somewhere.
 
 Usage: checkdocuments.py SOURCE BUILD RELEASE [unittest's arguments]
 
-RELEASE is a copy of SOURCE with a release in build/run. The README's commands, which are run there,
-have nothing left to compile. A shell block is run unless its fence
-says `sh skip`; these are listed as not run.
+RELEASE is a copy of SOURCE with a release in build/run. The README's commands are run there and
+compile nothing. A shell block is run unless its fence says `sh skip`. Those are listed as not run.
 """
 
 import base64
@@ -38,7 +37,7 @@ def read(document):
 
 
 def blocks(document):
-    """(kind, text) of each fenced block: kind is what stands behind the opening fence."""
+    """(kind, text) of each fenced block. The kind is the text after the opening fence."""
     return re.findall(r"^```([^\n]*)\n(.*?)^```$", read(document), re.MULTILINE | re.DOTALL)
 
 
@@ -130,12 +129,12 @@ class ShellBlocks(unittest.TestCase):
         self.environment = dict(
             os.environ,
             PATH=f"{BUILD}/bin:{os.environ['PATH']}",
-            # Whatever a block installs stays in the test's folder.
+            # A block installs into the test's folder.
             DESTDIR=os.path.join(self.folder, "root"),
         )
 
     def run_blocks(self, document, expected=None, after_the_first=None):
-        """Runs them; EXPECTED maps a part of a block to a part of what it then prints."""
+        """Runs them. EXPECTED maps a part of a block to a part of its output."""
         expected = expected or {}
         self.assertEqual([part for part in expected if part not in read(document)], [])
         ran = 0
@@ -172,7 +171,7 @@ class ShellBlocks(unittest.TestCase):
         self.assertIn("online: false", self.run_program("README.md", installed))
 
     def run_program(self, document, installed):
-        """Builds the program of DOCUMENT's C++ and CMake blocks; gives what it prints."""
+        """Builds the program of DOCUMENT's C++ and CMake blocks. Returns its output."""
         program = os.path.join(self.folder, "program")
         os.mkdir(program)
         for kind, name in (("cmake", "CMakeLists.txt"), ("cpp", "main.cpp")):
@@ -215,7 +214,7 @@ class ShellBlocks(unittest.TestCase):
             file.write(self.encrypted("new-public.pem", "new words"))
 
     def test_blocks_about_troubleshooting(self):
-        # Asks the agent to end once it has said what it knows.
+        # Asks the agent to end when it has printed its state.
         programs = os.path.join(self.folder, "programs")
         os.mkdir(programs)
         agent = os.path.join(programs, "syncstatus-agent")
@@ -262,7 +261,7 @@ class ManualPages(unittest.TestCase):
 
     def test_each_page_has_the_options_of_the_programs_help(self):
         for program in PROGRAMS:
-            # Plugins add options of theirs.
+            # Plugins add options.
             arguments = ["--plugin-dir", self.empty_folder()] if program == "syncstatus-agent" else []
             with self.subTest(program=program):
                 shown = output("groff", "-man", "-Tascii", "-P-cbou", "-rHY=0", self.page(program))

@@ -63,7 +63,7 @@ class Hardening(unittest.TestCase):
                 self.assertEqual(report[aspect], wanted(os.path.basename(path)))
 
     def test_relocations_are_read_only(self):
-        # The library's only in part: it is bound lazily, so that hosts without libcrypto can load it.
+        # Only partly in the library: it is bound lazily, so that hosts without libcrypto can load it.
         self.expect("relro", lambda name: "partial" if name == LIBRARIES[0] else "full")
 
     def test_stacks_are_protected(self):
@@ -81,7 +81,7 @@ class Hardening(unittest.TestCase):
     @unittest.skipUnless(OPTIMIZED, "without optimization nothing is checked")
     @unittest.skipUnless(COMPILER == "GNU", "this compiler may find no call to check")
     def test_calls_of_the_c_library_are_checked(self):
-        # In the programs: the libraries make none whose bounds the compiler knows.
+        # Only in the programs: the libraries call none with bounds that the compiler knows.
         for path, report in self.reports.items():
             if os.path.basename(path) in PROGRAMS:
                 with self.subTest(file=path):
@@ -106,7 +106,7 @@ class Hardening(unittest.TestCase):
     def test_every_source_is_compiled_with_the_flags(self):
         with open(f"{BUILD}/compile_commands.json", encoding="utf-8") as file:
             entries = json.load(file)
-        # What is shipped: tests have objects of their own.
+        # Only shipped files. The tests' objects are built with other flags.
         shipped = [entry["command"] for entry in entries if self.object_of(entry).startswith(("src/", "tools/"))]
         self.assertGreater(len(shipped), 10)
         flags = ["-fstack-protector-strong", "-fstack-clash-protection", "-fcf-protection", "-Werror=format-security",
@@ -116,8 +116,8 @@ class Hardening(unittest.TestCase):
             self.assertEqual([line for line in shipped if flag not in line], [])
 
     def test_no_path_is_searched_for_libraries(self):
-        # The tree can be moved: programs find the libraries relative to themselves. Packages, which
-        # do without, have a test of their own.
+        # Programs find the libraries relative to themselves, so that the tree can be moved. The
+        # packages do not, which another test checks.
         relative = "$ORIGIN/" + os.path.relpath(f"/{LIBRARY_FOLDER}", "/bin")
         for path in self.installed:
             with self.subTest(file=path):

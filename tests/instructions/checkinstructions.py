@@ -25,7 +25,7 @@ import tempfile
 MARGIN = 0.03
 GROWTH_MARGIN = 0.1
 SLACK = 2  # instructions; what the margin is not for the shortest operations
-# Nothing else is passed on: a look for a variable goes through every one, and a path's length is work too.
+# No other variable is passed on: their number and length change the counts.
 ENVIRONMENT = {
     "PATH": os.environ["PATH"],
     "TMPDIR": "/tmp",
@@ -38,7 +38,7 @@ ENVIRONMENT = {
 HEAD = """# SPDX-FileCopyrightText: 2026 The SyncStatus developers
 # SPDX-License-Identifier: Apache-2.0
 #
-# Instructions of one call, Qt's and the C library's included, without the kernel's.
+# Instructions of one call, with those of Qt and the C library, without those of the kernel.
 # Written by tests/instructions/checkinstructions.py.
 """
 
@@ -51,7 +51,7 @@ def skip(reason):
 def count(program):
     """What the counts depend on, and {operation: instructions}."""
     with tempfile.TemporaryDirectory() as folder:
-        # The first thread's alone: QtDBus has one that goes about its own business.
+        # Only the first thread: QtDBus starts another one.
         command = ["valgrind", "--tool=callgrind", "--separate-threads=yes"]
         command += [f"--callgrind-out-file={folder}/profile", program]
         result = subprocess.run(command, env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)

@@ -3,9 +3,8 @@
 
 // Usage: valgrind --tool=callgrind countinstructions
 //
-// Does each small operation of the library once, with a profile of its own that bears its name, and
-// each operation with a key on long texts that are no key.
-// Prints what the counts depend on.
+// Calls each small operation of the library once, and each operation with a key on long texts that
+// are not keys. Each call has a profile with its name. Prints what the counts depend on.
 
 #include <syncstatus/filemanager.h>
 #include <syncstatus/monitornetwork.h>
@@ -69,7 +68,7 @@ int main(int argc, char **argv)
                 qPrintable(QSysInfo::currentCpuArchitecture()));
     qInstallMessageHandler(discard);
 
-    // The monitor finds no bus. What it does later does not depend on one.
+    // The monitor finds no bus. The counted calls need none.
     MonitorNetwork monitor(nullptr);
     Subscriber subscriber;
     QObject::connect(&monitor, &MonitorNetwork::networkStateChange, &subscriber,

@@ -3,7 +3,7 @@
 #
 # shellcheck shell=bash
 
-# Runs every function whose name begins with "test_" and ends with 1 when one of them failed.
+# Runs every function whose name begins with "test_". Exits with 1 if one of them failed.
 run_tests()
 {
     local name
@@ -16,7 +16,7 @@ run_tests()
     exit $failed
 }
 
-# What comes before the first test and fails: nothing more can be tested.
+# For a failure before the first test.
 cannot_begin()
 {
     printf 'FAIL!  : %s\n' "$*"
@@ -36,10 +36,10 @@ same()
     failed=1
 }
 
-# As Qt's tests say it; scripts/test shows the reason.
+# In the words of Qt's tests, in which scripts/test finds the reason.
 skip() { echo "SKIP   : $current: $*"; }
 
-# Waits until a command succeeds; when it does not within a minute, the test has failed.
+# Waits until a command succeeds. The test fails if that takes over a minute.
 until_true()
 {
     local deadline=$((SECONDS + 60))

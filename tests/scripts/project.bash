@@ -3,8 +3,8 @@
 #
 # shellcheck shell=bash
 
-# Copies scripts/test and what it uses, and the given helpers, to a small project in $project. Nothing
-# is installed there.
+# Copies scripts/test, the scripts that it uses and the given helpers to a small project in $project.
+# There, nothing is installed.
 #   make_project SCRIPTS-FOLDER [HELPER...]
 make_project()
 {
@@ -21,7 +21,7 @@ make_project()
     ln -s /bin/true "$project/scripts/helpers/install-packages"
 }
 
-# What CMakeLists.txt has after its first lines.
+# The rest of CMakeLists.txt, after its first lines.
 project_has()
 {
     rm -rf "$project/build"
@@ -29,7 +29,7 @@ project_has()
         'enable_testing()' "$@" >"$project/CMakeLists.txt"
 }
 
-# Runs a script of the project. What it says is in $said.
+# Runs a script of the project. Its output is in $said.
 # shellcheck disable=SC2034 # used by the tests
 run_script()
 {
