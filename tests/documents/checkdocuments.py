@@ -24,7 +24,7 @@ SOURCE, BUILD, RELEASE = (os.path.realpath(path) for path in sys.argv[1:4])
 
 DOCUMENTS = sorted(
     os.path.relpath(path, SOURCE)
-    for pattern in ("*.md", "docs/*.md")
+    for pattern in ("*.md", "docs/*.md", "tests/*.md")
     for path in glob.glob(os.path.join(SOURCE, pattern))
 )
 PROGRAMS = ["syncstatus-agent", "syncstatus-logkey", "syncstatus-logread"]
