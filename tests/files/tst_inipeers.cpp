@@ -117,8 +117,8 @@ private:
     // Lets two writers put \a count keys each into \a file, from the same moment on.
     static bool startWriters(QProcess &first, QProcess &second, const QString &file, int count)
     {
-        first.start(INI_WRITER, {file, "first", QString::number(count)});
-        second.start(INI_WRITER, {file, "second", QString::number(count)});
+        first.start(INI_PEER, {"write", file, "first", QString::number(count)});
+        second.start(INI_PEER, {"write", file, "second", QString::number(count)});
         if (!first.waitForStarted() || !second.waitForStarted())
             return false;
         first.closeWriteChannel();

@@ -91,7 +91,7 @@ void TestIniWaiting::aLockThatIsHeldIsWaitedFor()
     const QString file = path("held.ini");
     QVERIFY(store(file, "[g]\nk=1\n"));
     ChildProcess holder;
-    QVERIFY(holder.startServer(LOCK_HOLDER, {file + ".lock", "1000"}));
+    QVERIFY(holder.startServer(INI_PEER, {"lock", file + ".lock", "1000"}));
     QVERIFY(makeOlder(file + ".lock", age));
     // Readers don't wait.
     QCOMPARE(FileManager::readSettingFile(file, "g").value("k"), latin1("1"));
@@ -111,7 +111,7 @@ void TestIniWaiting::theLockOfADeadProcessIsTakenOver()
 {
     const QString file = path("left.ini");
     ChildProcess holder;
-    QVERIFY(holder.startServer(LOCK_HOLDER, {file + ".lock", "600000"}));
+    QVERIFY(holder.startServer(INI_PEER, {"lock", file + ".lock", "600000"}));
     holder.stop();
     QVERIFY(QFile::exists(file + ".lock"));
     QElapsedTimer timer;
@@ -156,7 +156,7 @@ void TestIniWaiting::aDirectoryInThePlaceOfTheLockIsWaitedFor()
     QVERIFY(QDir().mkdir(lock));
     QVERIFY(makeOlder(lock, 40)); // a file of this age would be taken over
     QProcess writer;
-    writer.start(INI_WRITER, {file, "key", "1"});
+    writer.start(INI_PEER, {"write", file, "key", "1"});
     QVERIFY(writer.waitForStarted());
     writer.closeWriteChannel();
     QVERIFY(!writer.waitForFinished(1000));
