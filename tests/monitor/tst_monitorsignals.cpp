@@ -114,7 +114,7 @@ bool TestMonitorSignals::waitForLastState()
             m_lines += m_log->takeLines();
             return !m_lines.isEmpty() && m_lines.last() == changeLine(lastState);
         },
-        30000);
+        patience);
 }
 
 void TestMonitorSignals::gainSetsFlagAndIsAnnounced()
@@ -188,7 +188,7 @@ void TestMonitorSignals::tenThousandSignalsArrive()
     makeMonitor(20);
     m_networkManager.emitStates(QVector<quint32>(10000, 70));
     m_networkManager.emitStates({lastState});
-    QVERIFY(QTest::qWaitFor([this] { return m_changes->size() >= 10000; }, 30000));
+    QVERIFY(QTest::qWaitFor([this] { return m_changes->size() >= 10000; }, patience));
     QVERIFY(waitForLastState());
     QCOMPARE(m_changes->size(), 10000);
     QCOMPARE(m_lines.count(changeLine(70)), 10000);

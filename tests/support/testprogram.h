@@ -28,14 +28,20 @@ int runTest(int argc, char **argv)
     return QTest::qExec(&test, argc, argv);
 }
 
+template <typename Test>
+bool addTest(bool isIsolated) noexcept
+{
+    static const TestClass test(Test::staticMetaObject, runTest<Test>, isIsolated);
+    return true;
+}
+
 /// Makes a class known to the program, in place of QTEST_GUILESS_MAIN.
-#define SYNCSTATUS_TEST(Test)                                                                      \
-    static const TestClass registered##Test(Test::staticMetaObject, runTest<Test>, false);
+#define SYNCSTATUS_TEST(Test) [[maybe_unused]] static const bool added##Test = addTest<Test>(false);
 
 /// The same, and each test function runs in a fresh process unless functions are named on the
 /// command line. For what a process has only once: its system bus connection, Qt's cache of
 /// introspected interfaces, the monitor.
 #define SYNCSTATUS_ISOLATED_TEST(Test)                                                             \
-    static const TestClass registered##Test(Test::staticMetaObject, runTest<Test>, true);
+    [[maybe_unused]] static const bool added##Test = addTest<Test>(true);
 
 #endif
