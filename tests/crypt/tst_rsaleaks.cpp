@@ -167,7 +167,8 @@ void TestRsaLeaks::lackOfMemoryLeavesNothingBehind()
         everyOperationWith(allocations);
         const int before = alive;
         const int results = everyOperationWith(allocations);
-        QCOMPARE(alive, before);
+        // OpenSSL 3.6 may free what it had kept.
+        QVERIFY2(alive <= before, qPrintable(QString::number(alive - before) + " more are alive"));
         if (results == successes)
             break;
     }
