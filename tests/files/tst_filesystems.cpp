@@ -40,8 +40,9 @@ private Q_SLOTS:
 private:
     bool makeReadOnly(bool readOnly)
     {
+        const unsigned long change = MS_REMOUNT | MS_BIND;
         return ::mount(nullptr, QFile::encodeName(m_changing).constData(), nullptr,
-                       MS_REMOUNT | MS_BIND | (readOnly ? MS_RDONLY : 0), nullptr) == 0;
+                       readOnly ? change | MS_RDONLY : change, nullptr) == 0;
     }
     // The small file system, emptied and then filled up to \a pages.
     QString fullBut(int pages)
