@@ -37,8 +37,8 @@ namespace systemFileManager {
 /// 0666 less the umask, new directories 0777.
 ///
 /// INI files must be **trusted**: a crafted value ends the process. They must be ASCII or UTF-8. If
-/// values are not ASCII, use one of the two readers only, in one thread at a time. Names,
-/// encodings, locks and full disks: docs/ini-files.md.
+/// values are not ASCII, use only one of the two readers in a process, in one thread at a time.
+/// Names, encodings, locks and full disks: docs/ini-files.md.
 class SYNCSTATUS_EXPORT FileManager
 {
 public:

@@ -306,8 +306,10 @@ void TestLogReader::onATerminalControlCharactersAreShown_data()
     addEscaped("surrogates", "\xed\xa0\x9b");
     addEscaped("beyond Unicode", "\xf4\x90\x9b\x9b\xf5\x80\x9b\x9b");
     addEscaped("characters cut off", "\xc3\xe2\x82\xf0\x9f\x98");
-    // NOLINTNEXTLINE(misc-misleading-bidirectional): the very characters
-    for (const QByteArray controls : {"\u202a\u202b\u202c\u202d\u202e", "\u2066\u2067\u2068\u2069"})
+    // NOLINTBEGIN(misc-misleading-bidirectional): the very characters
+    for (const QByteArray &controls :
+         {QByteArray("\u202a\u202b\u202c\u202d\u202e"), QByteArray("\u2066\u2067\u2068\u2069")})
+        // NOLINTEND(misc-misleading-bidirectional)
         addEscaped("bidirectional controls " + controls.toHex(), controls);
     QTest::newRow("beside the bidirectional controls")
         << QByteArray("\u2029\u202f\u2065\u206a") << QByteArray("\u2029\u202f\u2065\u206a");

@@ -121,7 +121,8 @@ int main(int argc, char **argv)
     });
     count("getServerDateTime", [] { Utils::getServerDateTime(1'700'000'000); });
 
-    for (const QByteArray part : {"-----BEGIN ", "-----BEGIN PUBLIC KEY"}) {
+    for (const QByteArray &part :
+         {QByteArray("-----BEGIN "), QByteArray("-----BEGIN PUBLIC KEY")}) {
         for (const int kilobytes : {100, 1000}) {
             const QByteArray key = part.repeated(kilobytes * 1000 / part.size());
             const auto countWithKey = [&](const char *name, auto operation) {
