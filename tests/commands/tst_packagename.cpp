@@ -77,7 +77,7 @@ QString buildAndInstall(const Package &package, const QString &home)
     const QString specFile = QStringLiteral("%1/%2.spec").arg(home, package.name);
     if (!writeText(specFile, spec))
         return "cannot write " + specFile;
-    const QString problem = run("rpmbuild", {"-bb", specFile});
+    QString problem = run("rpmbuild", {"-bb", specFile});
     if (!problem.isEmpty())
         return problem;
     return run("rpm",
@@ -236,7 +236,7 @@ QString TestPackageName::makeRealDatabase()
           Package{"syncstatus-test-second",
                   "/opt/syncstatus-test/program /opt/syncstatus-test/shared", "--justdb"},
           Package{"syncstatus-test-third", home + "/installed/program", "--nosignature"}}) {
-        const QString problem = buildAndInstall(package, home);
+        QString problem = buildAndInstall(package, home);
         if (!problem.isEmpty())
             return problem;
     }

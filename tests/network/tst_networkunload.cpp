@@ -31,7 +31,10 @@ void TestNetworkUnload::whatTheHelpersHandedToQtOutlivesTheLibrary()
         library.resolve("_ZN7utility5Utils17getServerDateTimeERK8QVariant"));
     const auto setSocksNetworkProxy = reinterpret_cast<void (*)(QTcpSocket &, const QJsonObject &)>(
         library.resolve("_ZN7utility5Utils20setSocksNetworkProxyER10QTcpSocketRK11QJsonObject"));
-    QVERIFY(isValidIp && executeCmd && getServerDateTime && setSocksNetworkProxy);
+    QVERIFY(isValidIp);
+    QVERIFY(executeCmd);
+    QVERIFY(getServerDateTime);
+    QVERIFY(setSocksNetworkProxy);
 
     QVERIFY(isValidIp(QStringLiteral("1.2.3.4")));
     QString output;
