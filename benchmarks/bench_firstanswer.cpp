@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// The first answer in a running process. Uses the machine's NetworkManager: run it in
-// scripts/sandbox.
+// The first answer in a running process. Uses the NetworkManager of the system
+// bus: run it in scripts/sandbox.
 
 #include "spawn.h"
 

@@ -46,7 +46,7 @@ public:
     Q_ENUM(State)
 
     QString file; ///< Absolute path.
-    QString name; ///< The metadata's "Name". Empty if it has none, or is Invalid before that.
+    QString name; ///< The metadata's "Name". Empty if it is Invalid.
     QString version;
     QJsonObject metaData; ///< As QPluginLoader::metaData() gives it.
     bool enabled = false; ///< Whether load() loads it. Always false if it is Invalid.

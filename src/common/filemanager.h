@@ -75,8 +75,8 @@ public:
     /// place: mode, owner and hard links stay, and other readers can see a part. Does not fsync. A
     /// write to a fifo waits for its reader while the pipe is full.
     ///
-    /// Returns true if the system has taken any of the data: **a disk that fills up midway is a
-    /// success**. Returns false if the file cannot be opened for reading and writing; logs the
+    /// Returns true if \a data is empty or the system has taken any of it: **a disk that fills up
+    /// midway is a success**. Returns false if the file cannot be opened for reading and writing; logs the
     /// path, "----" and the system's error text. Returns false if nothing could be written; logs
     /// the path and " write error!", and the old content is lost.
     static bool writeFile(const QByteArray &data, const QString &filePath) noexcept;

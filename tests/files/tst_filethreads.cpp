@@ -7,7 +7,6 @@
 
 #include <syncstatus/filemanager.h>
 
-#include <QDir>
 #include <QFileInfo>
 
 #include <atomic>

@@ -8,9 +8,6 @@
 
 #include <syncstatus/filemanager.h>
 
-#include <QDir>
-#include <QElapsedTimer>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>

@@ -8,7 +8,6 @@
 
 #include <syncstatus/filemanager.h>
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QRandomGenerator>

@@ -17,7 +17,6 @@
 #include <QMetaMethod>
 #include <QProcess>
 #include <QScopedPointer>
-#include <QSet>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>

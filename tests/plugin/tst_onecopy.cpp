@@ -15,7 +15,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonObject>
-#include <QLibrary>
 #include <QLoggingCategory>
 #include <QPluginLoader>
 #include <QSet>
