@@ -76,9 +76,9 @@ public:
     /// write to a fifo waits for its reader while the pipe is full.
     ///
     /// Returns true if \a data is empty or the system has taken any of it: **a disk that fills up
-    /// midway is a success**. Returns false if the file cannot be opened for reading and writing; logs the
-    /// path, "----" and the system's error text. Returns false if nothing could be written; logs
-    /// the path and " write error!", and the old content is lost.
+    /// midway is a success**. Returns false if the file cannot be opened for reading and writing;
+    /// logs the path, "----" and the system's error text. Returns false if nothing could be
+    /// written; logs the path and " write error!", and the old content is lost.
     static bool writeFile(const QByteArray &data, const QString &filePath) noexcept;
 
     /// Whether a file or directory is at \a filePath. A dangling symbolic link counts as missing.

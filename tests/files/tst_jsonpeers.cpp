@@ -8,6 +8,7 @@
 
 #include <syncstatus/filemanager.h>
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QRandomGenerator>
