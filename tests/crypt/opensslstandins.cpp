@@ -1,9 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// These are the functions that the library calls, deprecated since 3.0.
-#define OPENSSL_API_COMPAT 0x10100000L
-
 #include "opensslstandins.h"
 
 #include "standin.h"

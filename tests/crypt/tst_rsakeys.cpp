@@ -1,9 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The SyncStatus developers
 // SPDX-License-Identifier: Apache-2.0
 
-// PEM_read_bio_RSA_PUBKEY(), which the library calls, is deprecated since 3.0.
-#define OPENSSL_API_COMPAT 0x10100000L
-
 #include "logcapture.h"
 #include "opensslprogram.h"
 #include "rsaoperations.h"

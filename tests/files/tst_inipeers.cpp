@@ -27,10 +27,10 @@ namespace {
 // "_", "-" and ".", which QSettings does not escape. Values: text on one line, within the basic
 // plane, without what QSettings quotes or escapes (" \ , ; = @ and control characters), and without
 // blanks at the ends, which configparser strips.
-class Generator
+class RandomIni
 {
 public:
-    explicit Generator(quint32 seed) : m_random(seed) {}
+    explicit RandomIni(quint32 seed) : m_random(seed) {}
 
     Config config()
     {
@@ -147,7 +147,7 @@ void TestIniPeers::pythonReadsWhatIsWritten()
     if (m_python.isEmpty())
         QSKIP("There is no python3 to read with");
 
-    Generator generator(m_seed);
+    RandomIni generator(m_seed);
     for (int i = 0; i < 5; ++i) {
         const QString file = path(QStringLiteral("written%1.ini").arg(i));
         const Config config = generator.config();
@@ -162,7 +162,7 @@ void TestIniPeers::readsWhatPythonWrites()
     if (m_python.isEmpty())
         QSKIP("There is no python3 to write with");
 
-    Generator generator(m_seed + 1);
+    RandomIni generator(m_seed + 1);
     for (int i = 0; i < 5; ++i) {
         const QString file = path(QStringLiteral("python%1.ini").arg(i));
         const Config config = generator.config();
@@ -185,7 +185,7 @@ void TestIniPeers::addsToWhatPythonWrote()
     if (m_python.isEmpty())
         QSKIP("There is no python3 to write and read with");
 
-    Generator generator(m_seed + 2);
+    RandomIni generator(m_seed + 2);
     const QString file = path("both.ini");
     Config config = generator.config();
     python("write", file, QJsonDocument(toJson(config)).toJson());

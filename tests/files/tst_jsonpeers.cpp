@@ -32,10 +32,10 @@ QByteArray parsed(const QByteArray &text)
 }
 
 /// Writes random JSON texts, and texts that are nearly JSON.
-class Generator
+class RandomJson
 {
 public:
-    explicit Generator(quint32 seed) : m_random(seed) {}
+    explicit RandomJson(quint32 seed) : m_random(seed) {}
 
     QByteArray text()
     {
@@ -251,7 +251,7 @@ void TestJsonPeers::agreesWithPython()
         QSKIP("There is no python3 to judge");
 
     constexpr int count = 100'000;
-    Generator generator(m_seed);
+    RandomJson generator(m_seed);
     QByteArrayList texts;
     texts.reserve(count);
     for (int i = 0; i < count; ++i)

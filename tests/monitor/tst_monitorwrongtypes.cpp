@@ -12,16 +12,6 @@
 
 namespace {
 
-QString connection()
-{
-    return FakeNetworkManager::connectionPath();
-}
-
-QString device()
-{
-    return FakeNetworkManager::devicePath(1);
-}
-
 void addAnswerColumns()
 {
     QTest::addColumn<QString>("signature");
@@ -83,7 +73,7 @@ void TestMonitorWrongTypes::onlyADeclaredObjectPathIsRead_data()
 void TestMonitorWrongTypes::onlyADeclaredObjectPathIsRead()
 {
     QFETCH(QString, type);
-    m_networkManager.setPrimaryConnection(connection());
+    m_networkManager.setPrimaryConnection(FakeNetworkManager::connectionPath());
     m_networkManager.setState(70);
     m_networkManager.setAnswer(
         FakeNetworkManager::rootPath(), QStringLiteral("Introspect"), QStringLiteral("s"),
@@ -101,7 +91,8 @@ void TestMonitorWrongTypes::onlyADeclaredObjectPathIsRead()
     QStringList lines = QString::fromUtf8(messages).split(QLatin1Char('\n'));
     // Qt also writes a line about a signal that it misses.
     lines = lines.filter(QStringLiteral("org.corvel.license.agent"));
-    const QString path = type == QLatin1String("o") ? connection() : QString();
+    const QString path =
+        type == QLatin1String("o") ? FakeNetworkManager::connectionPath() : QString();
     QCOMPARE(lines, QStringList(primaryLine(path).remove(QStringLiteral("warning "))));
 }
 
@@ -110,7 +101,7 @@ void TestMonitorWrongTypes::onlyADeclaredObjectPathIsRead()
 void TestMonitorWrongTypes::primaryConnectionOfWrongTypeIsNotRead_data()
 {
     addAnswerColumns();
-    const QString path = QStringLiteral("'%1'").arg(connection());
+    const QString path = QStringLiteral("'%1'").arg(FakeNetworkManager::connectionPath());
     row("string", "v", path);
     row("signature", "v", QStringLiteral("dbus.Signature('o')"));
     row("number", "v", QStringLiteral("dbus.UInt32(1)"));
@@ -140,7 +131,7 @@ void TestMonitorWrongTypes::primaryConnectionOfWrongTypeIsNotRead()
 void TestMonitorWrongTypes::devicesOfWrongTypeAreNotRead_data()
 {
     addAnswerColumns();
-    const QString path = QStringLiteral("'%1'").arg(device());
+    const QString path = QStringLiteral("'%1'").arg(FakeNetworkManager::devicePath(1));
     row("strings", "v", QStringLiteral("dbus.Array([%1], signature='s')").arg(path));
     row("one path", "v", QStringLiteral("dbus.ObjectPath(%1)").arg(path));
     row("number", "v", QStringLiteral("dbus.UInt32(1)"));
@@ -162,10 +153,10 @@ void TestMonitorWrongTypes::devicesOfWrongTypeAreNotRead()
     QFETCH(QString, answer);
     m_networkManager.setConnectedDevices({100});
     m_networkManager.setState(60);
-    m_networkManager.setAnswer(connection(), QStringLiteral("Get Devices"), signature,
-                               QStringLiteral("ret = [%1]").arg(answer));
-    QCOMPARE(linesOfNewMonitor(),
-             QStringList({primaryLine(connection()), errorLine(), answerLine(false)}));
+    m_networkManager.setAnswer(FakeNetworkManager::connectionPath(), QStringLiteral("Get Devices"),
+                               signature, QStringLiteral("ret = [%1]").arg(answer));
+    QCOMPARE(linesOfNewMonitor(), QStringList({primaryLine(FakeNetworkManager::connectionPath()),
+                                               errorLine(), answerLine(false)}));
 }
 
 void TestMonitorWrongTypes::deviceStateOfWrongTypeCountsAsState0_data()
@@ -191,9 +182,10 @@ void TestMonitorWrongTypes::deviceStateOfWrongTypeCountsAsState0()
     QFETCH(QString, answer);
     m_networkManager.setConnectedDevices({100});
     m_networkManager.setState(60);
-    m_networkManager.setAnswer(device(), QStringLiteral("Get State"), signature,
-                               QStringLiteral("ret = [%1]").arg(answer));
-    QCOMPARE(linesOfNewMonitor(), QStringList({primaryLine(connection()), deviceLine(device()),
+    m_networkManager.setAnswer(FakeNetworkManager::devicePath(1), QStringLiteral("Get State"),
+                               signature, QStringLiteral("ret = [%1]").arg(answer));
+    QCOMPARE(linesOfNewMonitor(), QStringList({primaryLine(FakeNetworkManager::connectionPath()),
+                                               deviceLine(FakeNetworkManager::devicePath(1)),
                                                stateLine(0), errorLine(), answerLine(false)}));
 }
 

@@ -20,10 +20,10 @@ namespace {
 
 /// Makes addresses and texts that are nearly addresses: three to five numbers of up to four digits
 /// around the limits. Sometimes a character is changed, added or removed.
-class Generator
+class RandomAddresses
 {
 public:
-    explicit Generator(quint32 seed) : m_random(seed) {}
+    explicit RandomAddresses(quint32 seed) : m_random(seed) {}
 
     QString next()
     {
@@ -137,7 +137,7 @@ void TestAddresses::numbersUpTo255AreValidInEachPlace()
 void TestAddresses::randomTextsAgreeWithAPlainParser()
 {
     constexpr int count = 100000;
-    Generator generator(testSeed());
+    RandomAddresses generator(testSeed());
     int valid = 0;
     for (int i = 0; i < count; ++i) {
         const QString text = generator.next();

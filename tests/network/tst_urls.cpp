@@ -16,10 +16,10 @@ using utility::Utils;
 
 namespace {
 
-class Generator
+class RandomUrls
 {
 public:
-    explicit Generator(quint32 seed) : m_random(seed) {}
+    explicit RandomUrls(quint32 seed) : m_random(seed) {}
 
     /// Two URLs that have their remainder in common as often as not.
     QPair<QString, QString> next()
@@ -157,7 +157,7 @@ void TestUrls::schemeCaseAndOuterWhiteSpaceDoNotCount()
 void TestUrls::randomPairsAgreeWithASecondFormulation()
 {
     constexpr int count = 100000;
-    Generator generator(testSeed());
+    RandomUrls generator(testSeed());
     int equal = 0;
     for (int i = 0; i < count; ++i) {
         const auto pair = generator.next();

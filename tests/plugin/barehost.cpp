@@ -118,3 +118,5 @@ bool isMapped(const char *name)
 }
 
 } // namespace barehost
+
+#include "moc_barehost.cpp"

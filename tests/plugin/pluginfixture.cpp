@@ -75,3 +75,5 @@ void PluginFixture::cleanup()
     m_loader->unload();
     QVERIFY2(!barehost::isMapped("libsyncstatus"), "something of the library stays mapped");
 }
+
+#include "moc_pluginfixture.cpp"

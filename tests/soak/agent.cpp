@@ -228,3 +228,5 @@ void Agent::leak()
         }
     });
 }
+
+#include "moc_agent.cpp"

@@ -57,3 +57,5 @@ void ChildProcess::setupChildProcess()
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
 }
+
+#include "moc_childprocess.cpp"
