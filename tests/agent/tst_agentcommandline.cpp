@@ -534,7 +534,8 @@ void TestAgentCommandLine::saysThatItHasNoDescriptorsForItsSignals()
                     pluginDir(folder),
                 s("/bin/bash"));
     QCOMPARE(agent.exitStatus(), -1); // ended by SIGABRT, which is Qt's way
-    QCOMPARE(agent.errors(), QStringList{s("cannot make a pipe for signals: Too many open files")});
+    // An emulator adds a line about the signal.
+    QCOMPARE(agent.errors().value(0), s("cannot make a pipe for signals: Too many open files"));
     QCOMPARE(agent.output(), QStringList());
 }
 

@@ -55,6 +55,8 @@ def count(program):
         command = ["valgrind", "--tool=callgrind", "--separate-threads=yes"]
         command += [f"--callgrind-out-file={folder}/profile", program]
         result = subprocess.run(command, env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        if "failed to start tool" in result.stderr:  # it is for another processor than the program
+            skip(result.stderr.strip())
         if result.returncode != 0:
             sys.exit(f"{' '.join(command)} failed:\n{result.stdout}{result.stderr}")
         counts = {}
