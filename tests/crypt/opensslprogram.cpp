@@ -11,7 +11,7 @@
 namespace {
 
 const char program[] = "openssl";
-constexpr int patience = 60000; // milliseconds, for a long key on a busy machine
+constexpr int patience = 120000; // milliseconds, for a long key on a busy machine
 
 QStringList words(const char *text)
 {
@@ -42,12 +42,8 @@ RsaPair OpensslProgram::rsaPair(int bits)
 {
     if (!m_pairs.contains(bits)) {
         RsaPair pair;
-        pair.privatePkcs8 = run(words("genpkey -quiet -algorithm RSA -pkeyopt") +
+        pair.privatePkcs8 = run(words("genpkey -algorithm RSA -pkeyopt") +
                                 QStringList{QStringLiteral("rsa_keygen_bits:%1").arg(bits)});
-        // Releases before 3.0 do not know -quiet.
-        if (pair.privatePkcs8.isEmpty())
-            pair.privatePkcs8 = run(words("genpkey -algorithm RSA -pkeyopt") +
-                                    QStringList{QStringLiteral("rsa_keygen_bits:%1").arg(bits)});
         pair.privatePkcs1 = run(words("rsa -traditional"), pair.privatePkcs8);
         // Before 3.0 this was the form without being asked.
         if (pair.privatePkcs1.isEmpty())
