@@ -24,5 +24,8 @@ double availableMemory()
     if (!file.open(QIODevice::ReadOnly))
         return 0;
     const QRegularExpression form(QStringLiteral("MemAvailable: *([0-9]+) kB"));
-    return form.match(QString::fromLatin1(file.readAll())).captured(1).toDouble() / 1024 / 1024;
+    const double available =
+        form.match(QString::fromLatin1(file.readAll())).captured(1).toDouble() / 1024 / 1024;
+    // The addresses of a 32-bit process end at 3 or 4 GiB.
+    return sizeof(void *) < 8 ? qMin(available, 3.0) : available;
 }

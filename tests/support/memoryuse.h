@@ -10,12 +10,12 @@
 /// own, it is always the same.
 qint64 heapInUse();
 
-/// How much memory this machine can still give, in GiB.
+/// How much memory this process can still get, in GiB.
 double availableMemory();
 
 /// Skips a test function that takes so many GiB where that would harm others.
 #define SKIP_WITHOUT_MEMORY(gibibytes)                                                             \
     if (availableMemory() < (gibibytes))                                                           \
-    QSKIP("less than " #gibibytes " GiB of memory available")
+    QSKIP("less than " #gibibytes " GiB of memory for this process")
 
 #endif
