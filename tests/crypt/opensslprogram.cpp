@@ -38,16 +38,20 @@ QByteArray OpensslProgram::run(const QStringList &arguments, const QByteArray &i
     return output.isNull() ? QByteArray("") : output;
 }
 
+QByteArray OpensslProgram::pkcs1(const QByteArray &privatePem, const QStringList &options) const
+{
+    const QByteArray key = run(words("rsa -traditional") + options, privatePem);
+    // Releases before 3.0 do not know -traditional, and write this form anyway.
+    return key.isEmpty() ? run(words("rsa") + options, privatePem) : key;
+}
+
 RsaPair OpensslProgram::rsaPair(int bits)
 {
     if (!m_pairs.contains(bits)) {
         RsaPair pair;
         pair.privatePkcs8 = run(words("genpkey -algorithm RSA -pkeyopt") +
                                 QStringList{QStringLiteral("rsa_keygen_bits:%1").arg(bits)});
-        pair.privatePkcs1 = run(words("rsa -traditional"), pair.privatePkcs8);
-        // Before 3.0 this was the form without being asked.
-        if (pair.privatePkcs1.isEmpty())
-            pair.privatePkcs1 = run(words("rsa"), pair.privatePkcs8);
+        pair.privatePkcs1 = pkcs1(pair.privatePkcs8, {});
         pair.publicSpki = run(words("pkey -pubout"), pair.privatePkcs8);
         pair.publicPkcs1 = run(words("rsa -RSAPublicKey_out"), pair.privatePkcs8);
         m_pairs.insert(bits, pair);
@@ -65,11 +69,10 @@ RsaPair OpensslProgram::ecPair()
     return m_ecPair;
 }
 
-QByteArray OpensslProgram::protect(const QByteArray &pem, bool pkcs1) const
+QByteArray OpensslProgram::protect(const QByteArray &pem, bool inPkcs1) const
 {
-    return run(words(pkcs1 ? "rsa -traditional -aes128 -passout pass:secret"
-                           : "pkcs8 -topk8 -v2 aes128 -passout pass:secret"),
-               pem);
+    return inPkcs1 ? pkcs1(pem, words("-aes128 -passout pass:secret"))
+                   : run(words("pkcs8 -topk8 -v2 aes128 -passout pass:secret"), pem);
 }
 
 QByteArray OpensslProgram::encrypt(const QByteArray &text, const QByteArray &publicPem)

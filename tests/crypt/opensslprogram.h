@@ -34,7 +34,7 @@ public:
     RsaPair ecPair();
     /// The private key \a pem behind the passphrase "secret": in PKCS#8, or PKCS#1 with its
     /// Proc-Type header.
-    QByteArray protect(const QByteArray &pem, bool pkcs1) const;
+    QByteArray protect(const QByteArray &pem, bool inPkcs1) const;
 
     /// One block. Null when it is refused, else not null, be it empty.
     QByteArray encrypt(const QByteArray &text, const QByteArray &publicPem);
@@ -46,6 +46,8 @@ public:
     QByteArray applyPrivateKey(const QByteArray &block, const QByteArray &privatePem);
 
 private:
+    /// The private key \a privatePem in PKCS#1, with these options of `openssl rsa`.
+    QByteArray pkcs1(const QByteArray &privatePem, const QStringList &options) const;
     /// A file with this content.
     QString fileOf(const QByteArray &pem);
 
