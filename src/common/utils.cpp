@@ -6,6 +6,9 @@
 #include "agentlog.h"
 
 #include <QByteArray>
+#if QT_VERSION >= QT_VERSION_CHECK(5, 14, 0)
+#include <QCalendar>
+#endif
 #include <QDateTime>
 #include <QJsonObject>
 #include <QJsonValue>
@@ -161,6 +164,10 @@ QString Utils::getServerDateTime(const QVariant &timestamp) noexcept
     // Tests again: a byte array with a NUL is no double, but its first part is an integer.
     if (seconds == 0 || std::fabs(double(seconds)) >= furthest)
         return {};
+#if QT_VERSION >= QT_VERSION_CHECK(5, 14, 0)
+    // Qt makes its calendar at the first use, and not safely if several threads use it at once.
+    static const QCalendar calendar;
+#endif
     const QDateTime moment = QDateTime::fromSecsSinceEpoch(seconds);
     // QDateTime::toString() would use the digits of the system's language.
     return moment.isValid() ? QLocale::c().toString(moment, QLatin1String("yyyy-MM-dd"))
