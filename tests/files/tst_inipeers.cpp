@@ -8,6 +8,7 @@
 
 #include <syncstatus/filemanager.h>
 
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -111,6 +112,19 @@ private:
         return process.readAllStandardOutput();
     }
 
+    // QLockFile takes a lock for a stale one if its process runs another program than the one that
+    // it names. An emulator is another program.
+    static bool locksHoldBetweenProcesses()
+    {
+        QProcess peer;
+        peer.start(INI_PEER, {"write", "none", "none", "0"});
+        if (!peer.waitForStarted())
+            return false;
+        const QString program =
+            QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(peer.processId()));
+        peer.closeWriteChannel();
+        return peer.waitForFinished() && program == QFileInfo(INI_PEER).canonicalFilePath();
+    }
     // Lets two writers put \a count keys each into \a file, from the same moment on.
     static bool startWriters(QProcess &first, QProcess &second, const QString &file, int count)
     {
@@ -202,6 +216,8 @@ void TestIniPeers::addsToWhatPythonWrote()
 
 void TestIniPeers::twoProcessesWriteOneFile()
 {
+    if (!locksHoldBetweenProcesses())
+        QSKIP("an emulator runs the programs, so QLockFile takes their locks for stale ones");
     constexpr int count = 100;
     const QString file = path("shared.ini");
     QVERIFY(store(file, "[other]\nkept=\xc3\xbc\n"));
@@ -238,6 +254,8 @@ void TestIniPeers::twoProcessesWriteOneFile()
 
 void TestIniPeers::twoProcessesMakeOneFile()
 {
+    if (!locksHoldBetweenProcesses())
+        QSKIP("an emulator runs the programs, so QLockFile takes their locks for stale ones");
     constexpr int count = 2;
     for (int i = 0; i < 10; ++i) {
         const QString file = path(QStringLiteral("directory%1/made.ini").arg(i));
