@@ -534,8 +534,9 @@ void TestAgentCommandLine::saysThatItHasNoDescriptorsForItsSignals()
                     pluginDir(folder),
                 s("/bin/bash"));
     QCOMPARE(agent.exitStatus(), -1); // ended by SIGABRT, which is Qt's way
-    // An emulator adds a line about the signal.
-    QCOMPARE(agent.errors().value(0), s("cannot make a pipe for signals: Too many open files"));
+    // Without the line that an emulator adds.
+    QCOMPARE(agent.errors().filter(QRegularExpression(s("^(?!qemu: )"))),
+             QStringList{s("cannot make a pipe for signals: Too many open files")});
     QCOMPARE(agent.output(), QStringList());
 }
 
