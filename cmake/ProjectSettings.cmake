@@ -9,6 +9,7 @@ target_compile_options(syncstatus_settings INTERFACE
   -Wall -Wextra -Wpedantic
   # Qt's qCWarning(category) << ... leaves out a variadic macro's argument, as C++20 allows.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
+  $<$<AND:$<CXX_COMPILER_ID:Clang>,$<VERSION_GREATER_EQUAL:$<CXX_COMPILER_VERSION>,19>>:-Wno-c++20-extensions>
   # Valgrind before 3.20 cannot read clang's debugging information in DWARF 5.
   $<$<CXX_COMPILER_ID:Clang>:-fdebug-default-version=4>
   $<$<BOOL:${SYNCSTATUS_WERROR}>:-Werror>
