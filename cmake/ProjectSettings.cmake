@@ -8,6 +8,7 @@ add_library(syncstatus_settings INTERFACE)
 target_compile_options(syncstatus_settings INTERFACE
   -Wall -Wextra -Wpedantic
   # Qt's qCWarning(category) << ... leaves out a variadic macro's argument, as C++20 allows.
+  # clang++ 19 has no separate name for that warning.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
   $<$<AND:$<CXX_COMPILER_ID:Clang>,$<VERSION_GREATER_EQUAL:$<CXX_COMPILER_VERSION>,19>>:-Wno-c++20-extensions>
   # Valgrind before 3.20 cannot read clang's debugging information in DWARF 5.
