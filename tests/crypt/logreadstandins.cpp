@@ -47,6 +47,14 @@ STANDIN int ppoll(pollfd *fds, nfds_t nfds, const timespec *timeout, const sigse
     return NEXT(ppoll)(fds, nfds, timeout, ss);
 }
 
+/// What clang++ calls in its place with _FORTIFY_SOURCE, on newer C libraries.
+STANDIN int __ppoll_chk(pollfd *fds, nfds_t nfds, const timespec *timeout, const sigset_t *ss,
+                        std::size_t fdslen)
+{
+    interruptOnce();
+    return NEXT(__ppoll_chk)(fds, nfds, timeout, ss, fdslen);
+}
+
 /// Gives a byte for a bad block, as an OpenSSL that hides damage does.
 STANDIN int EVP_PKEY_decrypt(EVP_PKEY_CTX *ctx, unsigned char *out, std::size_t *outlen,
                              const unsigned char *in, std::size_t inlen)
