@@ -242,6 +242,15 @@ class ShellBlocks(unittest.TestCase):
         return f"a line {MARKER}{base64.b64encode(result.stdout).decode()}\n"
 
 
+class Scripts(unittest.TestCase):
+    def test_each_script_has_help(self):
+        names = [entry.name for entry in os.scandir(f"{SOURCE}/scripts") if entry.is_file()]
+        self.assertEqual(sorted(names), ["bench", "check", "releases", "run", "sandbox", "test"])
+        for name in names:
+            with self.subTest(script=name):
+                self.assertRegex(output(f"{SOURCE}/scripts/{name}", "--help"), f"^Usage: scripts/{name}")
+
+
 class ManualPages(unittest.TestCase):
     def page(self, program):
         (path,) = glob.glob(f"{SOURCE}/docs/man/{program}.[1-8]")
