@@ -4,6 +4,7 @@
 #include "memoryuse.h"
 #include "opensslprogram.h"
 #include "opensslstandins.h"
+#include "sanitizers.h"
 #include "testprogram.h"
 
 #include <syncstatus/rsacrypt.h>
@@ -17,6 +18,12 @@
 #include <limits>
 
 using logEncryption::RsaCrypt;
+
+#ifdef SANITIZED
+#define SKIP_IF_SANITIZED() QSKIP("millions of blocks take half a minute with a sanitizer")
+#else
+#define SKIP_IF_SANITIZED()
+#endif
 
 /// The longest inputs, with blocks that cost nothing: real ones would take hours.
 class TestRsaLengths : public QObject
@@ -92,6 +99,7 @@ void TestRsaLengths::cleanup()
 
 void TestRsaLengths::decryptionTakesTheLongestInput()
 {
+    SKIP_IF_SANITIZED();
     QCOMPARE(RsaCrypt::rsaPrivateKeyDecrypt(input(longest), m_pair.privatePkcs8), QByteArray());
     QCOMPARE(m_blocks, qint64(8388608));
     QCOMPARE(m_bytes, qint64(longest));
@@ -118,6 +126,7 @@ void TestRsaLengths::aKeyTextMayBeOfAnyLength()
 
 void TestRsaLengths::encryptionGoesToItsLimit()
 {
+    SKIP_IF_SANITIZED();
     SKIP_WITHOUT_MEMORY(5);
     standIns.block = [this](int length, const uchar *, uchar *) {
         m_bytes += length;
@@ -160,6 +169,7 @@ void TestRsaLengths::theLimitIsExact()
 
 void TestRsaLengths::logTextGoesToItsLimit()
 {
+    SKIP_IF_SANITIZED();
     SKIP_WITHOUT_MEMORY(9);
     standIns.block = [](int, const uchar *, uchar *) { return 256; };
     QCOMPARE(RsaCrypt::logEncryptToBase64(input(longestLogText)).size(),
