@@ -253,6 +253,10 @@ void TestSecretkeySplit::badPiecesAreRefused_data()
     QTest::newRow("a zero less in the last")
         << QStringList{QLatin1String("2-1-") + bare,
                        QLatin1String("2-2-") + QString(bare.size() - 2, QLatin1Char('0'))};
+    // Such a digit would add 256, which a byte does not hold.
+    QTest::newRow("a digit beyond f")
+        << QStringList{QLatin1String("2-1-") + bare,
+                       QLatin1String("2-2-g") + QString(bare.size() - 1, QLatin1Char('0'))};
 }
 
 void TestSecretkeySplit::badPiecesAreRefused()
